@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+// Test audio made at test time: synthesised with libsndfile, converted with the ffmpeg CLI.
+namespace fixtures {
+
+struct Signal {
+    int sampleRate = 44100;
+    int channels = 2;
+    std::vector<float> interleaved; // frames × channels
+
+    int64_t frames() const { return channels ? int64_t(interleaved.size()) / channels : 0; }
+    float at(int64_t frame, int channel) const { return interleaved[size_t(frame * channels + channel)]; }
+};
+
+// value(frame, channel) fills every sample.
+Signal synthesise(int sampleRate, int channels, int64_t frames,
+                  const std::function<float(int64_t frame, int channel)>& value);
+
+// A sine of `hz` on the left, a different one (1.5 × hz) on the right, at `amplitude`.
+Signal stereoSines(int sampleRate, int64_t frames, double hz = 440.0, float amplitude = 0.5f);
+
+// Writes a WAV (16-bit PCM by default, or 32-bit float). Returns false when it could not.
+bool writeWav(const QString& path, const Signal& signal, bool floatSamples = false);
+
+// Reads any file libsndfile knows, for checking outputs.
+bool readSoundFile(const QString& path, Signal& out);
+
+// Runs `ffmpeg -v error -y -i in <args> out`; true when it exits 0 and the output exists.
+bool ffmpegConvert(const QString& in, const QString& out, const QStringList& args = {});
+
+// Runs a program to completion, returning its exit status (or -1 if it could not start).
+int runProgram(const QString& program, const QStringList& args, QByteArray* stdoutData = nullptr,
+               QByteArray* stderrData = nullptr, int timeoutMs = 120000);
+
+// Path of a program built by this build tree (e.g. "lento"), from LENTO_BIN_DIR.
+QString builtProgram(const QString& name);
+
+} // namespace fixtures

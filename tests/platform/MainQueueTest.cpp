@@ -1,0 +1,34 @@
+#include "platform/MainQueue.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+TEST(MainQueue, RunsPostedWorkLaterOnTheGuiThreadInOrder)
+{
+    std::vector<int> order;
+    QThread* ranOn = nullptr;
+    QThread worker;
+    worker.start();
+    auto* poster = new QObject;
+    poster->moveToThread(&worker);
+    QMetaObject::invokeMethod(
+        poster,
+        [&] {
+            EXPECT_FALSE(MainQueue::isMainThread());
+            MainQueue::post([&] { order.push_back(1); ranOn = QThread::currentThread(); });
+            MainQueue::post([&] { order.push_back(2); });
+        },
+        Qt::BlockingQueuedConnection);
+    EXPECT_TRUE(order.empty()) << "posted work must not run on the poster's thread";
+    QCoreApplication::processEvents();
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+    EXPECT_EQ(ranOn, QCoreApplication::instance()->thread());
+    EXPECT_TRUE(MainQueue::isMainThread());
+    delete poster;
+    worker.quit();
+    worker.wait();
+}
