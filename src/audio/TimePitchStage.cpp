@@ -42,14 +42,14 @@ void TimePitchStage::warmUp()
         in.push_back(m_inBuffers[size_t(c)].data());
         out.push_back(m_scratch[size_t(c)].data());
     }
-    const double extremes[][2] = {{kMinRate, kMaxCents}, {kMaxRate, -kMaxCents}, {kMinRate, -kMaxCents},
-                                  {kMaxRate, kMaxCents}};
-    for (const auto& e : extremes) {
-        m_stretcher->reset();
-        m_stretcher->setTimeRatio(1.0 / e[0]);
-        m_stretcher->setPitchScale(std::pow(2.0, e[1] / 1200.0));
-        for (int i = 0; i < 3; ++i) {
-            m_stretcher->process(in.data(), kMaxProcessFrames, false);
+    // Pitch ratios walked in this order make the resampler grow its tables to their largest.
+    const double settings[][2] = {{1.0, 0.0}, {kMinRate, kMaxCents}, {kMaxRate, -kMaxCents}, {kMinRate, -kMaxCents},
+                                  {kMaxRate, kMaxCents}, {1.0, 0.0}};
+    for (const auto& setting : settings) {
+        m_stretcher->setTimeRatio(1.0 / setting[0]);
+        m_stretcher->setPitchScale(std::pow(2.0, setting[1] / 1200.0));
+        for (int i = 0; i < 2; ++i) {
+            m_stretcher->process(in.data(), 1024, false);
             while (m_stretcher->available() > 0)
                 m_stretcher->retrieve(out.data(), std::min<size_t>(size_t(m_stretcher->available()), kMaxProcessFrames));
         }
