@@ -167,17 +167,4 @@ TEST(TimePitchStage, bypassPassesTheInputThroughUnchanged)
     EXPECT_EQ(chain.stage.latencyFrames(), 0.0);
 }
 
-TEST(TimePitchStage, clampsRateAndPitchToTheirRanges)
-{
-    TimePitchStage stage;
-    stage.setRate(0.2);
-    EXPECT_EQ(stage.rate(), 0.25);
-    stage.setRate(1.6);
-    EXPECT_EQ(stage.rate(), 1.5);
-    stage.setPitch(1300.0);
-    EXPECT_EQ(stage.pitch(), 1200.0);
-    stage.setPitch(-5000.0);
-    EXPECT_EQ(stage.pitch(), -1200.0);
-}
-
 } // namespace
