@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+
+// Random access to a track's decoded planar frames. Read from the render thread, so an
+// implementation must be plain memory access (a mapped cache is fine): no file I/O, no lock, no
+// allocation.
+class FrameSource {
+public:
+    virtual ~FrameSource() = default;
+    // Copies up to `count` frames from `start` into one array per channel of the source; returns
+    // how many were copied, fewer (or 0) at the end of the source.
+    virtual int64_t read(int64_t start, int64_t count, float* const* out) const = 0;
+};

@@ -1,0 +1,114 @@
+#pragma once
+
+#include "audio/AudioBuffer.h"
+#include "audio/AudioRenderSource.h"
+#include "audio/FrameSource.h"
+#include "audio/SpscQueue.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+// Plays scheduled buffers and source segments one after the other, sample-exactly, to a render
+// thread that pulls it.
+//
+// Threads: scheduling and transport calls come from non-real-time threads (main thread and
+// completion handlers; they are serialised among themselves). render() runs on one real-time
+// thread at a time. Finished and dropped items travel back through a lock-free queue; their
+// completion handlers run, and their buffers are released, in processCompletions() - called by
+// the completion thread (startCompletionThread) or by the owner, never by render().
+//
+// Commands take effect at the next render() call: isPlaying() answers at once, the schedule is
+// changed when the render thread next looks.
+class PlayerNode : public AudioRenderSource {
+public:
+    enum Option : uint32_t { Loops = 1, Interrupts = 2 };
+    enum class Ending { Consumed, Dropped };
+    using Completion = std::function<void(Ending)>;
+
+    static constexpr int kMaxChannels = 8;
+
+    explicit PlayerNode(int channelCount = 2, int maxScheduled = 64);
+    ~PlayerNode() override;
+    PlayerNode(const PlayerNode&) = delete;
+    PlayerNode& operator=(const PlayerNode&) = delete;
+
+    // While nothing renders (the graph is stopped): the channel count of every later render.
+    void setChannelCount(int channels);
+    int channelCount() const override { return m_channelCount.load(std::memory_order_acquire); }
+
+    // Queued behind what is scheduled. Options: Loops repeats the buffer until something
+    // interrupts it (its completion then reports Dropped); Interrupts drops everything scheduled
+    // before it and plays at once. False when too many items are outstanding.
+    bool scheduleBuffer(std::shared_ptr<const AudioBuffer> buffer, uint32_t options = 0, Completion completion = {});
+    // Plays frames [startFrame, startFrame + frameCount) of the source; ends early at its end.
+    bool scheduleSegment(std::shared_ptr<const FrameSource> source, int64_t startFrame, int64_t frameCount,
+                         Completion completion = {});
+
+    void play();
+    // Halts output; keeps the schedule and the sample time line.
+    void pause();
+    // Drops everything scheduled (completions report Dropped), halts and resets the time line.
+    void stop();
+    // Same as stop(): the node has no processing state beyond its schedule.
+    void reset();
+
+    bool isPlaying() const { return m_playing.load(std::memory_order_acquire); }
+    // True from play() until stop()/reset(): the node has a sample time line.
+    bool hasTimeline() const;
+    // Frames given out since the time line began (silence included once the schedule has run
+    // dry while playing); kept through pause, 0 after stop.
+    int64_t sampleTime() const;
+
+    void render(float* const* out, int frames) override;
+
+    // Runs the completion handlers of finished or dropped items and releases them. Returns how
+    // many were handled. Not real-time; safe from any thread, serialised internally.
+    int processCompletions();
+    void startCompletionThread();
+    void stopCompletionThread();
+
+private:
+    struct Item;
+    struct Report {
+        Item* item;
+        Ending ending;
+    };
+
+    bool enqueue(Item* item);
+    void drainCommands(uint32_t epoch);
+    void dropOlderThan(uint32_t epoch);
+    void dropAll();
+    void report(Item* item, Ending ending);
+    int copyFrom(Item& item, float* const* out, int offset, int frames, int channels);
+    void publishTime();
+
+    std::atomic<int> m_channelCount;
+    const int m_maxScheduled;
+
+    // Non-real-time side.
+    mutable std::mutex m_producerMutex;
+    std::atomic<bool> m_playing{false};
+    bool m_timeline = false;
+    std::atomic<uint32_t> m_epoch{0}; // bumped by stop(): items of older epochs are dropped
+    std::atomic<int> m_outstanding{0};
+
+    SpscQueue<Item*> m_commands;
+    SpscQueue<Report> m_reports;
+
+    // Render side.
+    std::vector<Item*> m_items; // circular, m_maxScheduled slots, made up front
+    size_t m_head = 0;
+    size_t m_count = 0;
+    uint32_t m_renderEpoch = 0;
+    int64_t m_frames = 0;
+    std::atomic<uint64_t> m_publishedTime{0}; // epoch in the top 16 bits, frames below
+
+    std::mutex m_completionMutex;
+    std::thread m_completionThread;
+    std::atomic<bool> m_completionRunning{false};
+};

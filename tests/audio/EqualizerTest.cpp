@@ -1,0 +1,142 @@
+#include "audio/Equalizer.h"
+
+#include "SignalMeasure.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <cstdio>
+
+namespace {
+
+constexpr double kRate = 44100.0;
+
+// |H(e^jw)| of the cookbook band pass (0 dB peak) or peaking filter, worked out here from the
+// textbook formulas.
+double cookbookMagnitude(bool bandPass, double f0, double octaves, double gainDb, double f)
+{
+    const double w0 = 2 * M_PI * f0 / kRate;
+    const double alpha = std::sin(w0) * std::sinh(std::log(2.0) / 2 * octaves * w0 / std::sin(w0));
+    const double A = std::pow(10.0, gainDb / 40);
+    std::complex<double> b[3], a[3];
+    if (bandPass) {
+        b[0] = alpha, b[1] = 0, b[2] = -alpha;
+        a[0] = 1 + alpha, a[1] = -2 * std::cos(w0), a[2] = 1 - alpha;
+    } else {
+        b[0] = 1 + alpha * A, b[1] = -2 * std::cos(w0), b[2] = 1 - alpha * A;
+        a[0] = 1 + alpha / A, a[1] = -2 * std::cos(w0), a[2] = 1 - alpha / A;
+    }
+    const std::complex<double> z1 = std::polar(1.0, -2 * M_PI * f / kRate);
+    const std::complex<double> z2 = z1 * z1;
+    return std::abs((b[0] + b[1] * z1 + b[2] * z2) / (a[0] + a[1] * z1 + a[2] * z2));
+}
+
+// Steady amplitude of a unit sine at `hz` after the filter has settled.
+double measuredGain(Equalizer& eq, double hz)
+{
+    const int frames = int(kRate);
+    std::vector<float> l(frames), r(frames);
+    for (int n = 0; n < frames; ++n)
+        l[size_t(n)] = r[size_t(n)] = float(std::sin(2 * M_PI * hz * n / kRate));
+    float* io[2] = {l.data(), r.data()};
+    for (int done = 0; done < frames; done += 500) {
+        float* block[2] = {io[0] + done, io[1] + done};
+        eq.process(block, 2, std::min(500, frames - done));
+    }
+    EXPECT_EQ(l, r) << "both channels are filtered alike";
+    return measure::sineAmplitude(l, size_t(frames / 2), size_t(frames / 2 + 44100 / 10 * 4));
+}
+
+double dB(double x) { return 20 * std::log10(x); }
+
+TEST(Equalizer, bandPassMatchesTheCookbookResponse)
+{
+    for (double hz : {1520.0, 190.0, 6000.0, 400.0}) {
+        Equalizer eq;
+        eq.setFrequency(0, 1520.0f);
+        eq.setBandwidth(0, 3.0f);
+        eq.setBypass(0, false);
+        const double measured = dB(measuredGain(eq, hz));
+        const double computed = dB(cookbookMagnitude(true, 1520.0, 3.0, 0.0, hz));
+        std::printf("band pass 1520 Hz, 3 octaves, at %.0f Hz: measured %.3f dB, computed %.3f dB\n", hz, measured,
+                    computed);
+        EXPECT_NEAR(measured, computed, 0.05) << hz << " Hz";
+    }
+    EXPECT_NEAR(cookbookMagnitude(true, 1520.0, 3.0, 0.0, 1520.0), 1.0, 1e-9);
+    EXPECT_LT(cookbookMagnitude(true, 1520.0, 3.0, 0.0, 190.0), 0.5) << "190 Hz is three octaves down";
+}
+
+TEST(Equalizer, peakingBandBoostsItsCentreByItsGainInSeriesWithTheBandPass)
+{
+    const double f0 = 1000.0, gain = 12.0 - 1000.0 / 300.0;
+    for (double hz : {1000.0, 250.0, 4000.0}) {
+        Equalizer eq;
+        eq.setFrequency(0, float(f0));
+        eq.setFrequency(1, float(f0));
+        eq.setBandwidth(1, 2.0f);
+        eq.setGain(1, float(gain));
+        eq.setBypass(0, false);
+        eq.setBypass(1, false);
+        const double measured = dB(measuredGain(eq, hz));
+        const double computed =
+            dB(cookbookMagnitude(true, f0, 3.0, 0.0, hz) * cookbookMagnitude(false, f0, 2.0, gain, hz));
+        std::printf("band pass + peak %.2f dB at %.0f Hz, at %.0f Hz: measured %.3f dB, computed %.3f dB\n", gain, f0,
+                    hz, measured, computed);
+        EXPECT_NEAR(measured, computed, 0.05) << hz << " Hz";
+    }
+}
+
+TEST(Equalizer, bypassedBandsAreAnExactIdentity)
+{
+    Equalizer eq;
+    eq.setFrequency(0, 500.0f);
+    eq.setGain(1, 9.0f); // settings of bypassed bands must not matter
+    std::vector<float> x(3000);
+    for (size_t n = 0; n < x.size(); ++n)
+        x[n] = float(std::sin(n * 0.37) * 0.7 + std::cos(n * 0.011) * 0.2);
+    auto y = x;
+    float* io[1] = {y.data()};
+    eq.process(io, 1, int(y.size()));
+    EXPECT_EQ(x, y);
+}
+
+TEST(Equalizer, changesAndBypassSwitchesWhilePlayingMakeNoClick)
+{
+    Equalizer eq;
+    eq.setBypass(1, false);
+    const int block = 512, blocks = 200;
+    std::vector<float> out;
+    std::vector<float> buffer(block);
+    float* io[1] = {buffer.data()};
+    for (int b = 0; b < blocks; ++b) {
+        for (int n = 0; n < block; ++n)
+            buffer[size_t(n)] = 0.3f * float(std::sin(2 * M_PI * 440.0 * (b * block + n) / kRate));
+        eq.setFrequency(1, float(200.0 + 20.0 * b));
+        eq.setGain(1, float(12.0 * std::sin(b * 0.2)));
+        if (b % 25 == 0)
+            eq.setBypass(0, (b / 25) % 2 == 0);
+        eq.process(io, 1, block);
+        out.insert(out.end(), buffer.begin(), buffer.end());
+    }
+    // A 440 Hz sine boosted at most 12 dB moves by at most 0.3 · 4 · 0.063 per sample.
+    float worst = 0.0f;
+    for (size_t i = 1; i < out.size(); ++i)
+        worst = std::max(worst, std::fabs(out[i] - out[i - 1]));
+    std::printf("largest step between samples while sweeping: %.4f\n", worst);
+    EXPECT_LT(worst, 0.08f);
+}
+
+TEST(Equalizer, keepsEachChannelsStateApart)
+{
+    Equalizer eq;
+    eq.setBypass(0, false);
+    std::vector<float> l(2000, 0.0f), r(2000, 0.0f);
+    l[0] = 1.0f; // an impulse on the left only
+    float* io[2] = {l.data(), r.data()};
+    eq.process(io, 2, 2000);
+    EXPECT_GT(measure::peak(l, 0, 2000), 0.01f);
+    EXPECT_EQ(measure::peak(r, 0, 2000), 0.0f);
+}
+
+} // namespace

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "audio/AudioRenderSource.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+// Measuring helpers for the graph tests; independent of the code under test.
+namespace measure {
+
+// Frequency from the positive-going zero crossings in [begin, end), each located by linear
+// interpolation between the two samples around it.
+inline double zeroCrossingFrequency(const std::vector<float>& x, size_t begin, size_t end, double sampleRate)
+{
+    double first = -1.0, last = -1.0;
+    int crossings = 0;
+    for (size_t i = std::max<size_t>(begin, 1); i < end && i < x.size(); ++i) {
+        if (x[i - 1] < 0.0f && x[i] >= 0.0f) {
+            const double t = double(i - 1) + double(x[i - 1]) / double(x[i - 1] - x[i]);
+            if (first < 0.0)
+                first = t;
+            last = t;
+            ++crossings;
+        }
+    }
+    if (crossings < 2)
+        return 0.0;
+    return (crossings - 1) * sampleRate / (last - first);
+}
+
+inline double cents(double measured, double reference) { return 1200.0 * std::log2(measured / reference); }
+
+inline float peak(const std::vector<float>& x, size_t begin, size_t end)
+{
+    float p = 0.0f;
+    for (size_t i = begin; i < end && i < x.size(); ++i)
+        p = std::max(p, std::fabs(x[i]));
+    return p;
+}
+
+// Amplitude of a steady sine from its RMS over [begin, end).
+inline double sineAmplitude(const std::vector<float>& x, size_t begin, size_t end)
+{
+    double sum = 0.0;
+    for (size_t i = begin; i < end; ++i)
+        sum += double(x[i]) * x[i];
+    return std::sqrt(2.0 * sum / double(end - begin));
+}
+
+// First index at or after `from` where |x| reaches `threshold`, or -1.
+inline int64_t onset(const std::vector<float>& x, float threshold, size_t from = 0)
+{
+    for (size_t i = from; i < x.size(); ++i)
+        if (std::fabs(x[i]) >= threshold)
+            return int64_t(i);
+    return -1;
+}
+
+// A stage input made from a function of the frame number, the same on every channel; counts
+// what it gave out.
+class FunctionSource : public AudioRenderSource {
+public:
+    FunctionSource(int channels, std::function<float(int64_t)> f) : m_channels(channels), m_f(std::move(f)) {}
+    int channelCount() const override { return m_channels; }
+    void render(float* const* out, int frames) override
+    {
+        for (int i = 0; i < frames; ++i) {
+            const float v = m_f(m_position + i);
+            for (int c = 0; c < m_channels; ++c)
+                out[c][i] = v;
+        }
+        m_position += frames;
+    }
+    int64_t position() const { return m_position; }
+    void restart() { m_position = 0; }
+    void setFunction(std::function<float(int64_t)> f) { m_f = std::move(f); }
+
+private:
+    int m_channels;
+    std::function<float(int64_t)> m_f;
+    int64_t m_position = 0;
+};
+
+// Renders `frames` frames from a source in blocks; returns channel 0. `afterBlock(endFrame)` is
+// called after each block with the count rendered so far.
+inline std::vector<float> renderMono(AudioRenderSource& source, int64_t frames, int block,
+                                     const std::function<void(int64_t)>& afterBlock = {})
+{
+    const int channels = source.channelCount();
+    std::vector<std::vector<float>> buffers(static_cast<size_t>(channels), std::vector<float>(static_cast<size_t>(block)));
+    std::vector<float*> ptrs;
+    for (auto& b : buffers)
+        ptrs.push_back(b.data());
+    std::vector<float> result;
+    while (int64_t(result.size()) < frames) {
+        const int n = int(std::min<int64_t>(block, frames - int64_t(result.size())));
+        source.render(ptrs.data(), n);
+        result.insert(result.end(), buffers[0].begin(), buffers[0].begin() + n);
+        if (afterBlock)
+            afterBlock(int64_t(result.size()));
+    }
+    return result;
+}
+
+} // namespace measure
