@@ -20,6 +20,8 @@ public:
     virtual bool start() = 0;
     virtual void stop() = 0;
     virtual bool isRunning() const = 0;
+    // True when the device went away (unplugged, server gone) after it was opened.
+    virtual bool isLost() const { return false; }
     // Frames between the callback and the ear.
     virtual int64_t latencyFrames() const = 0;
 

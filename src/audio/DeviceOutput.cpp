@@ -39,6 +39,8 @@ void DeviceOutput::close()
     SDL_QuitSubSystem(SDL_INIT_AUDIO);
     m_device = 0;
     m_running = false;
+    m_channels = 0;
+    m_sampleRate = 0.0;
 }
 
 bool DeviceOutput::start()
@@ -59,7 +61,7 @@ void DeviceOutput::stop()
 
 bool DeviceOutput::isLost() const
 {
-    return m_device != 0 && m_running && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_STOPPED;
+    return m_device != 0 && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_STOPPED;
 }
 
 void DeviceOutput::callback(void* self, uint8_t* stream, int bytes)

@@ -24,7 +24,7 @@ public:
     // One device block: what SDL holds between our callback and the driver.
     int64_t latencyFrames() const override { return m_deviceFrames; }
     // True when the device went away (unplugged, server gone) after it was opened.
-    bool isLost() const;
+    bool isLost() const override;
 
 private:
     static void callback(void* self, uint8_t* stream, int bytes);
