@@ -1,6 +1,6 @@
 #include "controls/WDSlider.h"
 
-#include "controls/CgArc.h"
+#include "controls/ArcPath.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -36,7 +36,6 @@ WDSlider::WDSlider(QWidget* parent)
 {
     setOrientation(Qt::Horizontal);
     setFocusPolicy(Qt::StrongFocus);
-    setAttribute(Qt::WA_OpaquePaintEvent, false);
 }
 
 void WDSlider::setIcon(int icon)
@@ -154,13 +153,13 @@ void WDSlider::drawGauge(QPainter& painter, const QRectF& knobRect, double mx, d
     const double radius = 7.0;
 
     QPainterPath dial;
-    CgArc::addArc(dial, cx, cy, radius, qDegreesToRadians(15.0), qDegreesToRadians(165.0), true);
+    ArcPath::addArc(dial, cx, cy, radius, qDegreesToRadians(15.0), qDegreesToRadians(165.0), true);
     painter.setPen(QPen(m_iconColor, 2.0, Qt::SolidLine, Qt::RoundCap));
     painter.drawPath(dial);
 
     if (m_barColor.isValid()) {
         QPainterPath tick;
-        CgArc::addArc(tick, cx, cy, radius, qDegreesToRadians(310.0), qDegreesToRadians(303.0),
+        ArcPath::addArc(tick, cx, cy, radius, qDegreesToRadians(310.0), qDegreesToRadians(303.0),
                       true);
         painter.setPen(QPen(m_barColor, 3.0, Qt::SolidLine, Qt::SquareCap));
         painter.drawPath(tick);
@@ -170,7 +169,7 @@ void WDSlider::drawGauge(QPainter& painter, const QRectF& knobRect, double mx, d
     QPainterPath needle;
     needle.moveTo(knobRect.x() + knobRect.width() - 7.0, cy - 7.5);
     needle.lineTo(cx + hub, cy + hub);
-    CgArc::addArc(needle, cx, cy, 2.0, qDegreesToRadians(25.0), qDegreesToRadians(215.0), false);
+    ArcPath::addArc(needle, cx, cy, 2.0, qDegreesToRadians(25.0), qDegreesToRadians(215.0), false);
     needle.closeSubpath();
     painter.fillPath(needle, m_iconColor);
 }

@@ -52,6 +52,16 @@ TEST_F(SliderFixture, KnobSpansTheWidthLessOneKnob)
     EXPECT_EQ(slider.knobRectFlipped().x(), 138.0);
 }
 
+TEST_F(SliderFixture, GaugeDialArchesOverTheCentreLine)
+{
+    style(WDSlider::Gauge, 24.0, QSize(300, 25));
+    slider.setDoubleValue(0.5);
+    const QImage image = PixelProbe::render(slider);
+    // The dial and needle lie above the pill's middle line (y 12); only the hub reaches below.
+    EXPECT_GT(PixelProbe::count(image, kIcon, QRect(0, 0, 300, 9), 60), 10);
+    EXPECT_EQ(PixelProbe::count(image, kIcon, QRect(0, 16, 300, 9), 60), 0);
+}
+
 TEST_F(SliderFixture, KnobIsCentredVerticallyAndRounded)
 {
     style(WDSlider::Gauge, 24.0, QSize(300, 30));

@@ -1,8 +1,8 @@
-#include "controls/CgArc.h"
+#include "controls/ArcPath.h"
 
 #include <QtMath>
 
-namespace CgArc {
+namespace ArcPath {
 
 void addArc(QPainterPath& path, double cx, double cy, double radius, double startAngle,
             double endAngle, bool clockwise)
@@ -23,4 +23,4 @@ void addArc(QPainterPath& path, double cx, double cy, double radius, double star
     path.arcTo(box, start, -sweep);
 }
 
-} // namespace CgArc
+} // namespace ArcPath
