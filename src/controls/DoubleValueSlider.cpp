@@ -86,9 +86,10 @@ template <typename Handler>
 void DoubleValueSlider::asUserChange(Qt::KeyboardModifiers modifiers, bool reportUnchanged,
                                      Handler&& handler)
 {
+    // Set first, so that a slot of doubleValueChanged already sees it.
+    m_altWasHeld = modifiers.testFlag(Qt::AltModifier);
     const double before = m_doubleValue;
     handler();
-    m_altWasHeld = modifiers.testFlag(Qt::AltModifier);
     if (reportUnchanged || m_doubleValue != before)
         emit edited(m_doubleValue, m_altWasHeld);
 }

@@ -203,6 +203,18 @@ TEST_F(SliderFixture, AltIsReportedWithTheChange)
     EXPECT_TRUE(edited.last().at(1).toBool());
 }
 
+TEST_F(SliderFixture, AltIsKnownAlreadyWhenTheValueChangeArrives)
+{
+    style(3, 15.0, QSize(200, 15));
+    slider.setDoubleValue(0.0);
+    bool seenAlt = false;
+    QObject::connect(&slider, &DoubleValueSlider::doubleValueChanged,
+                     [&] { seenAlt = slider.altWasHeld(); });
+    QTest::mousePress(&slider, Qt::LeftButton, Qt::AltModifier, QPoint(150, 7));
+    EXPECT_TRUE(seenAlt);
+    QTest::mouseRelease(&slider, Qt::LeftButton, Qt::AltModifier, QPoint(150, 7));
+}
+
 TEST_F(SliderFixture, ProgrammaticChangesAreNotReportedAsEdits)
 {
     QSignalSpy edited(&slider, &DoubleValueSlider::edited);
