@@ -1,0 +1,105 @@
+#include "controls/DoubleValueSlider.h"
+
+#include <QKeyEvent>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <cmath>
+
+DoubleValueSlider::DoubleValueSlider(QWidget* parent)
+    : QAbstractSlider(parent)
+{
+    m_mirroring = true;
+    setRange(0, kSteps);
+    setSingleStep(kSteps / 100);
+    setPageStep(kSteps / 10);
+    m_mirroring = false;
+}
+
+void DoubleValueSlider::setMinValue(double minValue)
+{
+    setDoubleRange(minValue, std::max(minValue, m_maxValue));
+}
+
+void DoubleValueSlider::setMaxValue(double maxValue)
+{
+    setDoubleRange(std::min(maxValue, m_minValue), maxValue);
+}
+
+void DoubleValueSlider::setDoubleRange(double minValue, double maxValue)
+{
+    m_minValue = minValue;
+    m_maxValue = std::max(minValue, maxValue);
+    storeDoubleValue(m_doubleValue);
+    update();
+}
+
+void DoubleValueSlider::setDoubleValue(double value)
+{
+    storeDoubleValue(value);
+}
+
+double DoubleValueSlider::fraction() const
+{
+    const double span = m_maxValue - m_minValue;
+    return span > 0.0 ? (m_doubleValue - m_minValue) / span : 0.0;
+}
+
+void DoubleValueSlider::storeDoubleValue(double value)
+{
+    const double clamped = std::clamp(value, m_minValue, m_maxValue);
+    const bool changed = clamped != m_doubleValue;
+    m_doubleValue = clamped;
+    mirrorToInt();
+    if (changed) {
+        update();
+        emit doubleValueChanged(m_doubleValue);
+    }
+}
+
+void DoubleValueSlider::mirrorToInt()
+{
+    m_mirroring = true;
+    setValue(static_cast<int>(std::lround(fraction() * kSteps)));
+    m_mirroring = false;
+}
+
+void DoubleValueSlider::sliderChange(SliderChange change)
+{
+    QAbstractSlider::sliderChange(change);
+    if (change != SliderValueChange || m_mirroring)
+        return;
+    const double target = m_minValue + (m_maxValue - m_minValue) * value() / double(kSteps);
+    if (target != m_doubleValue) {
+        m_doubleValue = target;
+        emit doubleValueChanged(m_doubleValue);
+    }
+}
+
+void DoubleValueSlider::applyUserValue(double value, Qt::KeyboardModifiers modifiers,
+                                       bool reportUnchanged)
+{
+    asUserChange(modifiers, reportUnchanged, [&] { storeDoubleValue(value); });
+}
+
+template <typename Handler>
+void DoubleValueSlider::asUserChange(Qt::KeyboardModifiers modifiers, bool reportUnchanged,
+                                     Handler&& handler)
+{
+    // Set first, so that a slot of doubleValueChanged already sees it.
+    m_altWasHeld = modifiers.testFlag(Qt::AltModifier);
+    const double before = m_doubleValue;
+    handler();
+    if (reportUnchanged || m_doubleValue != before)
+        emit edited(m_doubleValue, m_altWasHeld);
+}
+
+void DoubleValueSlider::keyPressEvent(QKeyEvent* event)
+{
+    asUserChange(event->modifiers(), false, [&] { QAbstractSlider::keyPressEvent(event); });
+}
+
+void DoubleValueSlider::wheelEvent(QWheelEvent* event)
+{
+    asUserChange(event->modifiers(), false, [&] { QAbstractSlider::wheelEvent(event); });
+}
