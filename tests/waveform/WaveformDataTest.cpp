@@ -279,7 +279,6 @@ TEST_P(WaveformPointGroups, GroupsHoldTheLargestBinOfEachStretch)
 INSTANTIATE_TEST_SUITE_P(OneThousandBins, WaveformPointGroups,
                          ::testing::Values(WidthCase{300.0f, 4, 250},   // not 300
                                            WidthCase{999.5f, 2, 500},
-                                           WidthCase{500.0f, 2, 500},
                                            WidthCase{7.0f, 143, 7},     // last group of 142
                                            WidthCase{3.0f, 334, 3},     // last group of 332
                                            WidthCase{333.3f, 4, 250},
