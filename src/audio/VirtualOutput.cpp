@@ -21,6 +21,8 @@ void VirtualOutput::close()
 {
     m_running = false;
     m_open = false;
+    m_channels = 0;
+    m_sampleRate = 0.0;
 }
 
 bool VirtualOutput::start()

@@ -1,0 +1,179 @@
+#pragma once
+
+#include "audio/AudioFormat.h"
+#include "audio/AudioGraph.h"
+#include "audio/AudioSource.h"
+#include "waveform/WaveformData.h"
+
+#include <QStringList>
+#include <QUrl>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+class AudioBuffer;
+class AudioOutput;
+class ExportProgress;
+class WavWriter;
+class AudioPlayerDelegate;
+class PcmCache;
+class QObject;
+
+// The audio engine: the current source, the graph that plays it, the range being played and the
+// position heard. Driven from the main thread; end-of-audio handlers run on the graph's completion
+// thread and hand the rest to the main queue.
+class AudioEngine {
+public:
+    using OutputFactory = std::function<std::unique_ptr<AudioOutput>()>;
+    struct Options {
+        OutputFactory makeOutput;                                   // default: the system's device
+        AudioGraph::Rendering rendering = AudioGraph::Rendering::OnRenderThread;
+        bool watchSystem = true;                                    // device loss, sleep and wake
+    };
+
+    AudioEngine();
+    explicit AudioEngine(Options options);
+    ~AudioEngine();
+    AudioEngine(const AudioEngine&) = delete;
+    AudioEngine& operator=(const AudioEngine&) = delete;
+
+    static QStringList allowedFileTypes();
+
+    // --- Reading a source ---
+    // Reads, checks and reduces the file, then makes it the current source. Blocks; main thread.
+    bool readAudioDataFromURL(const QUrl& url);
+    // The main-thread half of a read whose decoding ran elsewhere (AudioSource::read). A refused
+    // source leaves the current track exactly as it was; a file over the limit raises its alert here.
+    bool adoptSource(AudioSource&& source);
+
+    // --- Graph and lifecycle ---
+    bool setupEngine();
+    void makeConnections();
+    bool startEngine();
+    void resetEngine();
+    void bypassEffect(bool bypass);
+    void setupMatrixMixer(bool unused = true);
+    void handleInterruption();
+    void handleSleep();
+    bool isEngineRunning() const;
+    AudioGraph* graph() const { return m_graph.get(); }
+
+    // --- Scheduling and position ---
+    void fillBufferFrom(float from, float to, float playAt);
+    void fillBufferFrom(int64_t start, uint32_t length);
+    bool preparePlay();
+    bool playPause();
+    bool stop();
+    void resetPosition();
+    void pauseNode();
+    void stopNode();
+    bool isPlaying() const;
+    double duration() const;
+    double currentTime() const;
+    double progress() const;
+    double currentSampleTime() const;
+
+    // --- Speed, pitch, filter, volume and solo ---
+    void setSpeed(float rate);
+    float speed() const;
+    void setVolume(float volume);
+    void soloLeft(bool on);
+    void soloRight(bool on);
+    void setSolo();
+    void setPitch(float cents);
+    void pitchEnable(bool enable);
+    void setFilter(float hz);
+    void filterEnable(bool enable);
+
+    // --- Export ---
+    // Renders the current range with every current setting into a 16-bit WAV at the file's rate
+    // and channel count, on a worker; progress and the end reach exportProgress() on the main thread.
+    void exportToURL(const QUrl& url, const QString& formatString);
+    void renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& format);
+    void setExportProgress(ExportProgress* progress) { m_exportProgress = progress; }
+    bool renderAbort() const { return m_renderAbort; }
+    void setRenderAbort(bool abort) { m_renderAbort = abort; }
+    bool isExporting() const { return m_exporting; }
+    // Passes of the range an export renders; the window exports one.
+    void setExportPasses(int passes) { m_exportPasses = std::max(1, passes); }
+
+    // --- Properties ---
+    AudioPlayerDelegate* delegate() const { return m_delegate; }
+    void setDelegate(AudioPlayerDelegate* delegate) { m_delegate = delegate; }
+    bool loop() const { return m_loop; }
+    void setLoop(bool loop) { m_loop = loop; }
+
+    const QUrl& fileURL() const { return m_fileURL; }
+    const AudioFormat& inputFormat() const { return m_inputFormat; }
+    const AudioFormat& fileFormat() const { return m_fileFormat; }
+    double samplerate() const { return m_samplerate; }
+    int64_t fileLength() const { return m_fileLength; }
+    int64_t from() const { return m_from; }
+    uint32_t len() const { return m_len; }
+    int64_t cursorPosition() const { return m_cursorPosition; }
+    bool preRoll() const { return m_preRoll; }
+    bool playFromPosition() const { return m_playFromPosition; }
+    bool isScheduled() const { return m_scheduled.load(); }
+    double pitch() const { return m_pitch; }
+    int32_t solo() const { return m_solo; }
+    float volume() const { return m_volume; }
+
+    std::shared_ptr<const AudioBuffer> loopBuffer() const { return m_loopBuffer; }
+    std::shared_ptr<const AudioBuffer> preRollBuffer() const { return m_preRollBuffer; }
+    const float* const* samples() const;
+    int32_t channelCount() const;
+    uint32_t sampleCount() const;
+
+    WaveformData* waveData() const { return m_waveData.get(); }
+    std::shared_ptr<const PcmCache> pcm() const { return m_pcm; }
+
+private:
+    void handlerA();
+    void handlerBC();
+    void postFinish();
+    void finishPlaying();
+    void waitUntilHeard() const;
+    void watchSystem();
+    std::shared_ptr<AudioBuffer> readRange(int64_t start, uint32_t length) const;
+    void renderLoop(std::shared_ptr<WavWriter> writer, int64_t total);
+    void postExportProgress(double fraction);
+
+    Options m_options;
+    AudioPlayerDelegate* m_delegate = nullptr;
+    std::unique_ptr<WaveformData> m_waveData;
+    std::shared_ptr<const PcmCache> m_pcm;
+    std::unique_ptr<AudioGraph> m_graph;
+    std::unique_ptr<QObject> m_systemWatch;
+    std::shared_ptr<int> m_lifetime = std::make_shared<int>(0); // posted work checks it is still alive
+
+    QUrl m_fileURL;
+    AudioFormat m_inputFormat;
+    AudioFormat m_fileFormat;
+    double m_samplerate = 0.0;
+    int64_t m_fileLength = 0;
+
+    int64_t m_from = 0;
+    uint32_t m_len = 0;
+    int64_t m_cursorPosition = 0;
+    bool m_loop = false;
+    bool m_preRoll = false;
+    bool m_playFromPosition = false;
+    std::atomic<bool> m_scheduled{false};
+    std::atomic<uint64_t> m_scheduleGeneration{0};
+    std::shared_ptr<AudioBuffer> m_loopBuffer;
+    std::shared_ptr<AudioBuffer> m_preRollBuffer;
+    mutable std::vector<const float*> m_samplePointers;
+
+    ExportProgress* m_exportProgress = nullptr;
+    std::atomic<bool> m_renderAbort{false};
+    std::atomic<bool> m_renderLoopActive{false};
+    bool m_exporting = false;
+    int m_exportPasses = 1;
+
+    double m_pitch = 0.0;
+    int32_t m_solo = 0;
+    float m_volume = 1.0f;
+};
