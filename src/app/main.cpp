@@ -1,17 +1,71 @@
+#include "app/AppDelegate.h"
+#include "app/CommandLine.h"
+#include "app/ViewController.h"
+#include "platform/Alerts.h"
 #include "preferences/UserDefaults.h"
 
 #include <QApplication>
+#include <QLabel>
 #include <QMainWindow>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTextStream>
+
+#include <optional>
+
+namespace {
+
+void presentAlertsAsMessageBoxes(QWidget* window)
+{
+    Alerts::setPresenter([window](const Alert& alert) {
+        QMessageBox box(alert.style == AlertStyle::Critical ? QMessageBox::Critical : QMessageBox::Warning,
+                        alert.messageText, alert.messageText, QMessageBox::NoButton, window);
+        box.setInformativeText(alert.informativeText);
+        QList<QAbstractButton*> buttons;
+        for (const QString& title : alert.buttons)
+            buttons << box.addButton(title, QMessageBox::AcceptRole);
+        box.setWindowModality(Qt::WindowModal);
+        box.exec();
+        return Alerts::FirstButtonReturn + int(std::max<qsizetype>(0, buttons.indexOf(box.clickedButton())));
+    });
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
-    UserDefaults::standardUserDefaults().registerDefaults(
-        {{QStringLiteral("ApplePersistenceIgnoreState"), true}, {QStringLiteral("NSQuitAlwaysKeepsWindows"), false}});
+    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    AppDelegate::registerStartDefaults(defaults);
+
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+
+    // Commands run without a display; the GUI application is made only for the window.
+    QCoreApplication::setApplicationName(QStringLiteral("Lento"));
+    std::optional<QCoreApplication> commandApp;
+    if (!arguments.isEmpty() && arguments.first().startsWith(QLatin1Char('-')))
+        commandApp.emplace(argc, argv);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    const CommandLine command = CommandLine::run(arguments, out, err);
+    if (command.exitStatus)
+        return *command.exitStatus;
+
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Lento"));
     QMainWindow window;
     window.setWindowTitle(QStringLiteral("Lento"));
-    window.resize(1000, 600);
+    window.setCentralWidget(new QLabel(QStringLiteral("Open a track to begin."), &window));
+    window.resize(1100, 700);
+    presentAlertsAsMessageBoxes(&window);
+
+    ViewController viewController(defaults);
+    viewController.viewDidLoad();
+    AppDelegate delegate(&viewController, defaults);
+    delegate.setWindow(&window);
     window.show();
+    delegate.applicationDidFinishLaunching();
+    if (!command.fileToOpen.isEmpty())
+        delegate.applicationOpenFile(command.fileToOpen);
     return app.exec();
 }

@@ -91,7 +91,7 @@ bool ffmpegConvert(const QString& in, const QString& out, const QStringList& arg
 
 QString builtProgram(const QString& name)
 {
-    return qEnvironmentVariable("LENTO_BIN_DIR") + QStringLiteral("/src/app/") + name;
+    return QStringLiteral(LENTO_BIN_DIR "/src/app/") + name;
 }
 
 } // namespace fixtures

@@ -39,7 +39,7 @@ bool ffmpegConvert(const QString& in, const QString& out, const QStringList& arg
 int runProgram(const QString& program, const QStringList& args, QByteArray* stdoutData = nullptr,
                QByteArray* stderrData = nullptr, int timeoutMs = 120000);
 
-// Path of a program built by this build tree (e.g. "lento"), from LENTO_BIN_DIR.
+// Path of a program built by this build tree (e.g. "lento").
 QString builtProgram(const QString& name);
 
 } // namespace fixtures

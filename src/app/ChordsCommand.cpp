@@ -1,0 +1,58 @@
+#include "app/ChordsCommand.h"
+
+#include "analysis/LTChordEstimator.h"
+#include "audio/AudioFileReader.h"
+
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QTextStream>
+#include <QUrl>
+
+#include <unistd.h>
+
+int runChordsCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
+{
+    QString input;
+    bool showProgress = isatty(STDERR_FILENO);
+    for (const QString& arg : arguments) {
+        if (arg == QLatin1String("--progress")) {
+            showProgress = true;
+        } else if (arg.startsWith(QLatin1Char('-')) || !input.isEmpty()) {
+            err << "lento: " << (input.isEmpty() ? QStringLiteral("unknown option %1").arg(arg)
+                                                 : QStringLiteral("--chords takes exactly one file"))
+                << " (see lento --help)\n";
+            return 2;
+        } else {
+            input = arg;
+        }
+    }
+    if (input.isEmpty()) {
+        err << "lento: --chords needs an input file (see lento --help)\n";
+        return 2;
+    }
+    const QFileInfo file(input);
+    if (!file.isFile() || !file.isReadable()) {
+        err << "lento: " << input << ": no such readable file\n";
+        return 2;
+    }
+    AudioFileReader probe;
+    if (!probe.open(file.absoluteFilePath())) {
+        err << "lento: " << input << ": not a readable audio file\n";
+        return 2;
+    }
+
+    int shownPercent = -1;
+    const auto progress = [&](double fraction) {
+        const int percent = int(fraction * 100.0);
+        if (!showProgress || percent == shownPercent)
+            return;
+        shownPercent = percent;
+        err << "\ranalysing: " << percent << "%" << Qt::flush;
+    };
+    const QList<LTChordSegment> segments =
+        LTChordEstimator::estimateChordSegmentsForFileURL(QUrl::fromLocalFile(file.absoluteFilePath()), progress);
+    if (showProgress)
+        err << "\r" << QString(20, QLatin1Char(' ')) << "\r" << Qt::flush;
+    out << QJsonDocument(chordSegmentsToJson(segments)).toJson(QJsonDocument::Compact) << "\n";
+    return 0;
+}
