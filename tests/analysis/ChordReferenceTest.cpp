@@ -135,6 +135,42 @@ TEST(ChordReference, OnlyBinsTenTo335AreVisited)
     EXPECT_FALSE(voicedFor(337));
 }
 
+TEST(ChordReference, BinsUnderThePowerFloorAreLeftOut)
+{
+    // A loud tone below the visited bins opens the gate; a tone on bin 190 (C) gives the chroma; a
+    // faint one on bin 100 (C#) stays under the floor of 1e-10 and must not count.
+    std::vector<float> x(N);
+    for (int n = 0; n < N; ++n) {
+        const double t = 2.0 * M_PI * n / N;
+        x[size_t(n)] = float(0.5 * std::sin(3 * t) + 0.01 * std::sin(190 * t) + 1.7e-5 * std::sin(100 * t));
+    }
+    ChordFrameAnalyzer analyzer;
+    analyzer.analyseFrame(x.data());
+    ASSERT_TRUE(analyzer.lastFrameVoiced());
+    EXPECT_GT(analyzer.binPower(100), 1e-11);
+    EXPECT_LT(analyzer.binPower(100), 1e-10);
+    EXPECT_EQ(analyzer.lastChroma()[1], 0.0f);
+    EXPECT_FLOAT_EQ(analyzer.lastChroma()[0], 1.0f);
+}
+
+TEST(ChordReference, FramesWithTooLittlePowerInTheVisitedBinsHaveNoChroma)
+{
+    // The loud tone below bin 10 passes the gate; the tone on bin 190 brings (A * 0.8165 / 2)^2 *
+    // 1.125 of power into the visited bins: 5e-9 for the first amplitude, 2e-8 for the second.
+    auto voicedWith = [](double amplitude) {
+        std::vector<float> x(N);
+        for (int n = 0; n < N; ++n) {
+            const double t = 2.0 * M_PI * n / N;
+            x[size_t(n)] = float(0.5 * std::sin(3 * t) + amplitude * std::sin(190 * t));
+        }
+        ChordFrameAnalyzer analyzer;
+        analyzer.analyseFrame(x.data());
+        return analyzer.lastFrameVoiced();
+    };
+    EXPECT_FALSE(voicedWith(1.63e-4));
+    EXPECT_TRUE(voicedWith(3.26e-4));
+}
+
 TEST(ChordReference, RmsGateIsOnTheRawSamplesAndLetsTheGateValueThrough)
 {
     // A square wave of ±a has an RMS of exactly a and a fundamental on bin 64.
@@ -170,6 +206,19 @@ TEST(ChordTemplates, StrictComparisonsKeepTheFirstTriedOnEqualScores)
     EXPECT_EQ(t.scores[0], t.scores[12]);
     EXPECT_EQ(t.secondScore, t.bestScore);
     EXPECT_EQ(decideChord(t).label, -1);
+}
+
+TEST(ChordTemplates, ANewBestPushesTheOldBestToSecond)
+{
+    // C major scores high first; A minor, tried much later, beats it and nothing after comes close.
+    ChordChroma chroma{};
+    chroma[0] = chroma[4] = chroma[9] = 0.3f;
+    chroma[7] = 0.1f;
+    const ChordTemplateMatch m = matchChordTemplates(chroma);
+    EXPECT_EQ(m.bestIndex, 21);
+    EXPECT_EQ(m.bestScore, m.scores[21]);
+    EXPECT_EQ(m.secondScore, m.scores[0]);
+    EXPECT_FLOAT_EQ(m.bestShare, 0.9f);
 }
 
 TEST(ChordTemplates, AcceptanceNeedsTriadShareAndMarginAndConfidenceIsClamped)

@@ -89,6 +89,30 @@ TEST(ChordSignals, ShortestInputIsEightThousandOneHundredNinetyTwoSamples)
     EXPECT_TRUE(log.anyStartsWith("[NOTE_DEBUG] chord segments="));
 }
 
+TEST(ChordSignals, UndecidedFramesStillFeedTheWholeFileFallback)
+{
+    // C, E, G and a slightly weaker A: C major and A minor score within the smallest margin, so no
+    // frame is decided, but the mean chroma leans to C major.
+    const double shares[4] = {0.2525, 0.2525, 0.25, 0.245};
+    const int tones[4] = {60, 64, 67, 69};
+    std::vector<float> x(size_t(5 * kTargetRate));
+    for (size_t n = 0; n < x.size(); ++n) {
+        double v = 0.0;
+        for (int i = 0; i < 4; ++i)
+            v += 0.2 * std::sqrt(shares[i]) * std::sin(2.0 * M_PI * 440.0 * std::pow(2.0, (tones[i] - 69) / 12.0) * double(n) / kTargetRate);
+        x[n] = float(v);
+    }
+    ChordFrameTrack track;
+    const QList<LTChordSegment> segments = analyse(x, &track);
+    EXPECT_EQ(track.labels, std::vector<int>(track.labels.size(), -1));
+    EXPECT_EQ(track.voicedFrames, int64_t(track.labels.size()));
+    ASSERT_EQ(segments.size(), 1);
+    EXPECT_EQ(segments[0].noteName, "C");
+    EXPECT_EQ(segments[0].startSec, 0.0);
+    EXPECT_EQ(segments[0].endSec, 5.0);
+    EXPECT_EQ(segments[0].confidence, 0.2);
+}
+
 TEST(ChordSignals, FrameCountDropsTheTailBehindTheLastWholeFrame)
 {
     EXPECT_EQ(chordFrameCount(4095), 0);
