@@ -132,33 +132,6 @@ TEST(ChordSignals, SlowSourceIsTakenAsTargetRateAndLastsHalfAsLong)
     expectWholeSpan(analyseChordSamples(store, QStringLiteral("slow.wav")), 0, "C", 2.0);
 }
 
-TEST(ChordSignals, StereoIsAnalysedAsTheMeanOfItsChannels)
-{
-    // Left is C major plus an F# minor triad, right is C major minus it: only the mean is pure C.
-    const std::vector<float> c = triad({0, false, 10.0}, 44100.0);
-    const std::vector<float> other = triad({6, true, 10.0}, 44100.0, 0.15f);
-    std::vector<float> stereo(2 * c.size());
-    for (size_t f = 0; f < c.size(); ++f) {
-        stereo[2 * f] = c[f] + other[f];
-        stereo[2 * f + 1] = c[f] - other[f];
-    }
-    ChordSampleStore store;
-    ChordSampleCollector collector(44100.0, 2, QStringLiteral("stereo.wav"), store);
-    for (size_t at = 0; at < c.size(); at += 8192)
-        collector.appendInterleaved(stereo.data() + 2 * at, int64_t(std::min<size_t>(8192, c.size() - at)));
-    EXPECT_EQ(store.size(), 220'500);
-    expectWholeSpan(analyseChordSamples(store, QStringLiteral("stereo.wav")), 0, "C", 10.0);
-
-    ChordSampleStore leftOnly;
-    ChordSampleCollector left(44100.0, 1, QStringLiteral("left.wav"), leftOnly);
-    std::vector<float> l(c.size());
-    for (size_t f = 0; f < c.size(); ++f)
-        l[f] = stereo[2 * f];
-    left.appendInterleaved(l.data(), int64_t(l.size()));
-    const QList<LTChordSegment> leftSegments = analyseChordSamples(leftOnly, QStringLiteral("left.wav"));
-    EXPECT_FALSE(leftSegments.size() == 1 && leftSegments[0].midi == 0) << "the left channel alone should not read as C";
-}
-
 TEST(ChordSignals, AnHourStopsAtTheCapWithOneLineAndTheSegmentsEndThere)
 {
     // 8,192 samples of C major whose partials are whole periods of the block: repeating it is seamless.
@@ -199,21 +172,4 @@ TEST(ChordSignals, CallsOnSeveralThreadsAtOnceAgree)
         t.join();
     for (const auto& result : results)
         EXPECT_EQ(result, alone);
-}
-
-TEST(ChordSignals, CancelReturnsNothingAndProgressRises)
-{
-    ChordSampleStore store;
-    collect(store, triad({2, false, 30.0}));
-    std::vector<double> reports;
-    const auto segments = analyseChordSamples(store, QStringLiteral("p.wav"), [&](double f) { reports.push_back(f); });
-    EXPECT_EQ(segments.size(), 1);
-    ASSERT_GE(reports.size(), 2u);
-    EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
-    EXPECT_LT(reports.back(), 1.0);
-
-    LogCapture log;
-    std::atomic<bool> cancel{true};
-    EXPECT_TRUE(analyseChordSamples(store, QStringLiteral("p.wav"), {}, &cancel).isEmpty());
-    EXPECT_TRUE(log.lines().isEmpty());
 }
