@@ -1,0 +1,62 @@
+#include "analysis/LTChordEstimator.h"
+
+#include "analysis/LTChordEstimatorInternal.h"
+#include "audio/AudioFileReader.h"
+#include "platform/Log.h"
+
+#include <QFileInfo>
+
+namespace {
+
+// Decoding is most of the work; the frames take the last part of the progress range.
+constexpr double kDecodeShare = 0.8;
+
+// The reader logs its own reason; this names it in the analysis's line.
+QString openFailureReason(const QString& path)
+{
+    const QFileInfo file(path);
+    if (!file.exists())
+        return QStringLiteral("no such file");
+    if (!file.isReadable())
+        return QStringLiteral("permission denied");
+    return QStringLiteral("no decodable audio stream");
+}
+
+} // namespace
+
+QList<LTChordSegment> LTChordEstimator::estimateChordSegmentsForFileURL(const QUrl& url, const Progress& progress,
+                                                                        const std::atomic<bool>* cancel)
+{
+    if (!url.isLocalFile())
+        return {};
+    const QString path = url.toLocalFile();
+    AudioFileReader reader;
+    if (!reader.open(path)) {
+        Log::line(QStringLiteral("[NOTE_DEBUG] cannot open file for note analysis: %1 error=%2")
+                      .arg(url.toString(), openFailureReason(path)));
+        return {};
+    }
+    const AudioStreamInfo& info = reader.info();
+    if (!(info.sampleRate > 0.0) || info.channelCount <= 0)
+        return {};
+
+    const QString fileName = QFileInfo(path).fileName();
+    ChordSampleStore store;
+    ChordSampleCollector collector(info.sampleRate, info.channelCount, fileName, store);
+    const bool intact = reader.decode(
+        [&collector](const float* interleaved, int64_t frames) { return collector.appendInterleaved(interleaved, frames); },
+        cancel, [&progress](double fraction) { if (progress) progress(fraction * kDecodeShare); });
+    if (!intact && !collector.capReached()) {
+        if (!reader.wasCancelled())
+            Log::line(QStringLiteral("[NOTE_DEBUG] read error during note analysis: decoding stopped after %1 frames of %2")
+                          .arg(reader.decodedFrames())
+                          .arg(path));
+        return {};
+    }
+    QList<LTChordSegment> segments = analyseChordSamples(
+        store, fileName, [&progress](double fraction) { if (progress) progress(kDecodeShare + fraction * (1.0 - kDecodeShare)); },
+        cancel);
+    if (progress && !(cancel && cancel->load()))
+        progress(1.0);
+    return segments;
+}
