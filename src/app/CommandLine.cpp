@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 
+#include "app/ChordsCommand.h"
 #include "app/ExportCommand.h"
 #include "app/InfoCommand.h"
 
@@ -13,6 +14,7 @@ QString CommandLine::usage()
         "       lento --info FILE\n"
         "       lento --export IN -o OUT.wav [--from SEC] [--to SEC] [--speed R] [--cents C]\n"
         "                   [--filter HZ] [--solo left|right] [--volume G] [--loops N]\n"
+        "       lento --chords IN [--progress]\n"
         "       lento --help | --version\n"
         "\n"
         "  FILE            open FILE in the window\n"
@@ -21,6 +23,8 @@ QString CommandLine::usage()
         "                  --from/--to the range in seconds, --speed 0.25 to 1.5,\n"
         "                  --cents -1200 to 1200, --filter a band around HZ, --solo one\n"
         "                  channel on both sides, --volume 0 to 1, --loops passes of the range\n"
+        "  --chords IN     print IN's chord segments as a JSON array; --progress shows\n"
+        "                  the progress on stderr\n"
         "  --help          show this text\n"
         "  --version       show the version\n");
 }
@@ -32,6 +36,12 @@ CommandLine finished(int status)
     CommandLine line;
     line.exitStatus = status;
     return line;
+}
+
+// A command's own error line is the one clear message; the log and the decoder stay quiet.
+void quietLog()
+{
+    QLoggingCategory::setFilterRules(QStringLiteral("lento*=false"));
 }
 
 CommandLine refuse(QTextStream& err, const QString& why)
@@ -58,13 +68,16 @@ CommandLine CommandLine::run(const QStringList& arguments, QTextStream& out, QTe
     if (first == QLatin1String("--info")) {
         if (arguments.size() != 2)
             return refuse(err, QStringLiteral("--info takes exactly one file"));
-        // The command's own error line is the one clear message; the log stays quiet.
-        QLoggingCategory::setFilterRules(QStringLiteral("lento.info=false"));
+        quietLog();
         return finished(runInfoCommand(arguments.at(1), out, err));
     }
     if (first == QLatin1String("--export")) {
-        QLoggingCategory::setFilterRules(QStringLiteral("lento.info=false"));
+        quietLog();
         return finished(runExportCommand(arguments.mid(1), err));
+    }
+    if (first == QLatin1String("--chords")) {
+        quietLog();
+        return finished(runChordsCommand(arguments.mid(1), out, err));
     }
     if (first.startsWith(QLatin1Char('-')))
         return refuse(err, QStringLiteral("unknown option %1").arg(first));

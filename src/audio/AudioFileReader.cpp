@@ -13,7 +13,10 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
+#include <QLoggingCategory>
+
 #include <algorithm>
+#include <cstdarg>
 #include <mutex>
 #include <vector>
 
@@ -23,10 +26,27 @@ constexpr int64_t kBlockFrames = 8192;
 // Progress is reported in steps of at least this much, so a long file makes no flood of calls.
 constexpr double kProgressStep = 0.001;
 
+Q_LOGGING_CATEGORY(lcFfmpeg, "lento.ffmpeg", QtWarningMsg)
+
+// FFmpeg's own complaints go to a log category of ours, so that a command line can keep its
+// output to the one line it chooses; the reader reports every failure in its own words anyway.
+void forwardFfmpegLine(void* context, int level, const char* format, va_list args)
+{
+    if (level > av_log_get_level())
+        return;
+    char line[1024];
+    int printPrefix = 1;
+    av_log_format_line2(context, level, format, args, line, sizeof line, &printPrefix);
+    qCWarning(lcFfmpeg).noquote() << QString::fromUtf8(line).trimmed();
+}
+
 void quietFfmpegOnce()
 {
     static std::once_flag once;
-    std::call_once(once, [] { av_log_set_level(AV_LOG_ERROR); });
+    std::call_once(once, [] {
+        av_log_set_level(AV_LOG_ERROR);
+        av_log_set_callback(&forwardFfmpegLine);
+    });
 }
 
 QString ffmpegError(int code)
