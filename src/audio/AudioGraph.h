@@ -15,14 +15,15 @@
 class AudioOutput;
 
 // The chain the engine drives: player node → time-pitch → matrix mixer → equaliser → main mix →
-// output. The chain renders on its own thread into a ring kept about 100 ms ahead, because the
-// stretcher sometimes needs longer for one block than the block lasts; the output's callback only
-// copies from the ring. With an inline output (tests, export) the callback renders directly.
+// output. The chain renders on its own thread into a ring kept about 80 ms ahead, because the
+// stretcher sometimes needs longer for one block than the block lasts; 80 ms covers its slowest
+// blocks while a speed change is still heard within 120 ms. The output's callback only copies
+// from the ring. With an inline output (tests, export) the callback renders directly.
 class AudioGraph {
 public:
     static constexpr int kOutputChannels = 2;
     static constexpr int kBlockFrames = 512;
-    static constexpr double kAheadSeconds = 0.1;
+    static constexpr double kAheadSeconds = 0.08;
 
     enum class Rendering { OnRenderThread, InOutputCallback };
 

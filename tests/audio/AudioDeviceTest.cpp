@@ -1,0 +1,73 @@
+// The engine on the system's default output device (a PulseAudio null sink in CI).
+#include "audio/AudioEngine.h"
+#include "audio/AudioRing.h"
+#include "audio/DeviceOutput.h"
+#include "common/AudioFixtures.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QUrl>
+
+#include <SDL.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+bool deviceAvailable()
+{
+    DeviceOutput probe;
+    const bool ok = probe.open(44100, 2);
+    probe.close();
+    return ok;
+}
+
+void spin(int ms)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        QCoreApplication::processEvents();
+        QThread::msleep(5);
+    }
+}
+
+} // namespace
+
+TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
+{
+    if (!deviceAvailable())
+        GTEST_SKIP() << "no output device here; scripts/test-session.sh provides one";
+    QTemporaryDir dir;
+    const QString path = dir.filePath("tone.wav");
+    ASSERT_TRUE(fixtures::writeWav(path, fixtures::stereoSines(44100, 5 * 44100)));
+
+    AudioEngine::Options options;
+    options.watchSystem = false;
+    AudioEngine engine(options);
+    ASSERT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path)));
+    ASSERT_TRUE(engine.playPause());
+    spin(150);
+    const double start = engine.currentTime();
+    QElapsedTimer clock;
+    clock.start();
+    spin(600);
+    const double played = engine.currentTime() - start;
+    const double elapsed = clock.elapsed() / 1000.0;
+    EXPECT_NEAR(played, elapsed, 0.08) << "the playhead moves with the clock";
+
+    // What waits between the player and the ear bounds how soon a speed or pitch change is heard.
+    const double aheadSeconds = (engine.graph()->heardLatencyFrames() - engine.graph()->pitchNode().latencyFrames()) / 44100.0;
+    EXPECT_LT(aheadSeconds, 0.12);
+    RecordProperty("ahead_ms", int(aheadSeconds * 1000));
+
+    EXPECT_FALSE(engine.playPause());
+    const double pausedAt = engine.currentTime();
+    spin(200);
+    EXPECT_EQ(engine.currentTime(), pausedAt);
+    EXPECT_NEAR(pausedAt, start + played, 0.1);
+}
