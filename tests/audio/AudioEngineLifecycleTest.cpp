@@ -1,0 +1,100 @@
+#include "EngineHarness.h"
+
+#include "common/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+namespace {
+
+// A virtual output that can refuse to open, as a machine without a device does, or report that
+// its device went away.
+class ScriptedOutput : public VirtualOutput {
+public:
+    inline static std::atomic<bool> refuseOpen{false};
+    inline static std::atomic<bool> lost{false};
+    bool open(double sampleRate, int channels) override
+    {
+        return !refuseOpen && VirtualOutput::open(sampleRate, channels);
+    }
+    bool isLost() const override { return lost; }
+};
+
+AudioEngine::Options scriptedOutput(bool watchSystem)
+{
+    return {[] { return std::make_unique<ScriptedOutput>(); }, AudioGraph::Rendering::InOutputCallback, watchSystem};
+}
+
+struct LifecycleTest : ::testing::Test {
+    QTemporaryDir dir;
+    RecordingDelegate delegate;
+
+    void SetUp() override
+    {
+        ScriptedOutput::refuseOpen = false;
+        ScriptedOutput::lost = false;
+    }
+    void TearDown() override { SetUp(); }
+
+    QUrl track()
+    {
+        const QString path = dir.filePath("t.wav");
+        EXPECT_TRUE(fixtures::writeWav(path, fixtures::stereoSines(44100, 3 * 44100)));
+        return QUrl::fromLocalFile(path);
+    }
+};
+
+} // namespace
+
+TEST_F(LifecycleTest, WithoutAnOutputDeviceTheReadFailsWithItsLineAndALaterReadBuildsTheGraph)
+{
+    AudioEngine engine(scriptedOutput(false));
+    ScriptedOutput::refuseOpen = true;
+    LogCapture log;
+    const QUrl url = track();
+    EXPECT_FALSE(engine.readAudioDataFromURL(url));
+    EXPECT_TRUE(log.contains("Error while setting up engine"));
+    EXPECT_EQ(engine.graph(), nullptr);
+    EXPECT_EQ(engine.fileURL(), url) << "the file itself was read";
+
+    ScriptedOutput::refuseOpen = false;
+    ASSERT_TRUE(engine.readAudioDataFromURL(url));
+    ASSERT_NE(engine.graph(), nullptr);
+    EXPECT_TRUE(engine.playPause());
+}
+
+TEST_F(LifecycleTest, ALostDeviceResetsTheGraphAndTellsTheOwner)
+{
+    AudioEngine engine(scriptedOutput(true));
+    engine.setDelegate(&delegate);
+    ASSERT_TRUE(engine.readAudioDataFromURL(track()));
+    engine.setSpeed(0.5f);
+    ASSERT_TRUE(engine.playPause());
+    EXPECT_EQ(delegate.setups, 1);
+
+    ScriptedOutput::lost = true;
+    EXPECT_TRUE(EngineHarness::waitFor([&] { return delegate.resets > 0; }, 3000));
+    ScriptedOutput::lost = false;
+    EXPECT_EQ(delegate.resets, 1);
+    EXPECT_FALSE(engine.isEngineRunning());
+    EXPECT_FALSE(engine.isPlaying());
+    EXPECT_EQ(engine.speed(), 1.0f) << "a reset takes the rate back";
+    EXPECT_EQ(delegate.finished, 0) << "an interruption is not an end";
+    EXPECT_TRUE(engine.playPause()) << "the next play starts the graph again";
+    EXPECT_EQ(delegate.setups, 2);
+}
+
+TEST_F(LifecycleTest, SleepKeepsThePositionAndStopsTheGraph)
+{
+    AudioEngine engine(scriptedOutput(false));
+    engine.setDelegate(&delegate);
+    ASSERT_TRUE(engine.readAudioDataFromURL(track()));
+    ASSERT_TRUE(engine.playPause());
+    static_cast<VirtualOutput&>(engine.graph()->output()).pull(44100);
+    const double heard = engine.currentSampleTime();
+    engine.handleSleep();
+    EXPECT_EQ(delegate.resets, 1);
+    EXPECT_FALSE(engine.isEngineRunning());
+    EXPECT_NEAR(engine.currentSampleTime(), heard, 1.0) << "the place is kept for the next play";
+}
