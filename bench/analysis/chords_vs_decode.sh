@@ -4,6 +4,7 @@
 # 400 MB). Usage: bench/analysis/chords_vs_decode.sh [BUILD_DIR]
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
+source "$root/bench/timing.sh"
 build="${1:-${LENTO_BUILD_DIR:-$root/build}}"
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
@@ -25,24 +26,11 @@ tone='st(0,261.63*pow(2,mod(floor(t/2),4)*5/12));0.1*sin(2*PI*ld(0)*t)+0.1*sin(2
 source="$work/five-minutes.wav"
 ffmpeg -nostdin -v error -y -f lavfi -i "aevalsrc='${tone}+0.02*sin(2*PI*110*t)|${tone}':s=44100:d=300" "$source"
 
-# Best of three wall-clock runs, in seconds.
-best_of_three() {
-  local best=""
-  for _ in 1 2 3; do
-    local start end
-    start=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
-    end=$(date +%s.%N)
-    best=$(echo "$start $end ${best:-1e9}" | awk '{d=$2-$1; print (d<$3)?d:$3}')
-  done
-  echo "$best"
-}
-
 five="$work/five-minutes.mp3"
 ffmpeg -nostdin -v error -y -i "$source" -c:a libmp3lame -b:a 192k "$five"
-decode=$(best_of_three ffmpeg -nostdin -v error -i "$five" -f null -)
-estimate=$(best_of_three "${runner[@]}" "$five")
-echo "5-minute stereo mp3: ffmpeg decode ${decode} s, chords ${estimate} s, ratio $(awk -v a="$estimate" -v b="$decode" 'BEGIN{printf "%.2f", a/b}') (target <= 1.5)"
+decode=$(best_of 3 ffmpeg -nostdin -v error -i "$five" -f null -)
+estimate=$(best_of 3 "${runner[@]}" "$five")
+echo "5-minute stereo mp3: ffmpeg decode ${decode} s, chords ${estimate} s, ratio $(ratio "$estimate" "$decode") (target <= 1.5)"
 if [[ -x "$probe" ]]; then
   echo "split (chords_probe):"
   "$probe" "$five" 2>/dev/null | sed 's/^/  /'

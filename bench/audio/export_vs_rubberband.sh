@@ -5,6 +5,7 @@
 # speed from audio_bench. Usage: bench/audio/export_vs_rubberband.sh [BUILD_DIR]
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
+source "$root/bench/timing.sh"
 build="${1:-${LENTO_BUILD_DIR:-$root/build}}"
 lento="$build/src/app/lento"
 [[ -x "$lento" ]] || { echo "build lento first (scripts/build)" >&2; exit 1; }
@@ -15,23 +16,9 @@ source="$work/five-minutes.wav"
 ffmpeg -nostdin -v error -y -f lavfi \
   -i "aevalsrc='0.3*sin(2*PI*220*t)+0.2*sin(2*PI*330*t)*sin(2*PI*0.5*t)|0.3*sin(2*PI*277*t)':s=44100:d=300" "$source"
 
-# Best of RUNS wall-clock runs (one by default: each takes about a minute), in seconds.
-best_of_runs() {
-  local best=""
-  for _ in $(seq "${RUNS:-1}"); do
-    local start end
-    start=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
-    end=$(date +%s.%N)
-    best=$(echo "$start $end ${best:-1e9}" | awk '{d=$2-$1; print (d<$3)?d:$3}')
-  done
-  echo "$best"
-}
-
-ours=$(best_of_runs "$lento" --export "$source" -o "$work/lento.wav" --speed 0.5 --cents 100)
-realtime=$(best_of_runs rubberband -3 -R -t 2 -p 1 "$source" "$work/rb-realtime.wav")
-offline=$(best_of_runs rubberband -3 -t 2 -p 1 "$source" "$work/rb-offline.wav")
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN{printf "%.2f", a/b}'; }
+ours=$(best_of "${RUNS:-1}" "$lento" --export "$source" -o "$work/lento.wav" --speed 0.5 --cents 100)
+realtime=$(best_of "${RUNS:-1}" rubberband -3 -R -t 2 -p 1 "$source" "$work/rb-realtime.wav")
+offline=$(best_of "${RUNS:-1}" rubberband -3 -t 2 -p 1 "$source" "$work/rb-offline.wav")
 xrt() { awk -v t="$1" 'BEGIN{printf "%.1f", 600/t}'; }
 echo "5-minute stereo track, speed 0.5, +100 cents (600 s of output):"
 echo "  lento --export             ${ours} s  ($(xrt "$ours")x real time)"

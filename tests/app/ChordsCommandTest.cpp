@@ -12,19 +12,6 @@
 
 namespace {
 
-struct Result {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Result lento(const QStringList& args)
-{
-    Result r;
-    r.status = fixtures::runProgram(fixtures::builtProgram("lento"), args, &r.out, &r.err);
-    return r;
-}
-
 // A triad of sines with two harmonics each, at MIDI notes `notes`.
 fixtures::Signal triad(std::initializer_list<int> notes, double seconds)
 {
@@ -47,7 +34,7 @@ TEST(ChordsCommand, PrintsTheSegmentsAsAJsonArrayAndNothingElse)
     QTemporaryDir dir;
     const QString path = dir.filePath("a-minor.wav");
     ASSERT_TRUE(fixtures::writeWav(path, triad({57, 60, 64}, 4.0)));
-    const Result r = lento({"--chords", path});
+    const fixtures::LentoRun r = fixtures::runLento({"--chords", path});
     ASSERT_EQ(r.status, 0) << r.err.constData();
     QJsonParseError error{};
     const QJsonDocument doc = QJsonDocument::fromJson(r.out, &error);
@@ -61,7 +48,7 @@ TEST(ChordsCommand, PrintsTheSegmentsAsAJsonArrayAndNothingElse)
     EXPECT_EQ(segment["frequencyHz"].toDouble(), 0.0);
     EXPECT_GT(segment["endSec"].toDouble(), 3.0);
 
-    const Result withProgress = lento({"--chords", path, "--progress"});
+    const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", path, "--progress"});
     EXPECT_EQ(withProgress.out, r.out) << "progress goes to stderr only";
     EXPECT_TRUE(withProgress.err.contains("%"));
 }
@@ -71,7 +58,7 @@ TEST(ChordsCommand, SilenceGivesAnEmptyArray)
     QTemporaryDir dir;
     const QString path = dir.filePath("silence.wav");
     ASSERT_TRUE(fixtures::writeWav(path, fixtures::synthesise(22050, 2, 22050 * 2, [](int64_t, int) { return 0.0f; })));
-    const Result r = lento({"--chords", path});
+    const fixtures::LentoRun r = fixtures::runLento({"--chords", path});
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.trimmed(), "[]");
 }
@@ -86,7 +73,7 @@ TEST(ChordsCommand, UnusableInputExitsWithTwoAndOneLine)
     for (const QStringList& args : {QStringList{"--chords"}, QStringList{"--chords", dir.filePath("none.wav")},
                                     QStringList{"--chords", text.fileName()}, QStringList{"--chords", "a", "b"},
                                     QStringList{"--chords", "--bogus"}}) {
-        const Result r = lento(args);
+        const fixtures::LentoRun r = fixtures::runLento(args);
         EXPECT_EQ(r.status, 2) << args.join(' ').toStdString();
         EXPECT_TRUE(r.out.isEmpty());
         EXPECT_EQ(r.err.count('\n'), 1) << r.err.constData();

@@ -10,19 +10,6 @@
 
 namespace {
 
-struct Result {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Result lento(const QStringList& args)
-{
-    Result r;
-    r.status = fixtures::runProgram(fixtures::builtProgram("lento"), args, &r.out, &r.err);
-    return r;
-}
-
 struct ExportCommandTest : ::testing::Test {
     QTemporaryDir dir;
     QString input;
@@ -75,7 +62,7 @@ struct ExportCommandTest : ::testing::Test {
 TEST_F(ExportCommandTest, RendersTheRangeWithItsSettingsIntoA16BitWav)
 {
     const QString out = dir.filePath("out.wav");
-    const Result r = lento({"--export", input, "-o", out, "--from", "1", "--to", "3", "--speed", "0.5", "--cents",
+    const fixtures::LentoRun r = fixtures::runLento({"--export", input, "-o", out, "--from", "1", "--to", "3", "--speed", "0.5", "--cents",
                             "1200", "--solo", "right", "--volume", "0.5"});
     ASSERT_EQ(r.status, 0) << r.err.constData();
     EXPECT_TRUE(r.out.isEmpty());
@@ -95,7 +82,7 @@ TEST_F(ExportCommandTest, RendersTheRangeWithItsSettingsIntoA16BitWav)
 TEST_F(ExportCommandTest, LoopsRepeatTheRange)
 {
     const QString out = dir.filePath("loops.wav");
-    const Result r = lento({"--export", input, "-o", out, "--from", "0", "--to", "1", "--loops", "3"});
+    const fixtures::LentoRun r = fixtures::runLento({"--export", input, "-o", out, "--from", "0", "--to", "1", "--loops", "3"});
     ASSERT_EQ(r.status, 0) << r.err.constData();
     fixtures::Signal written;
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
@@ -124,19 +111,19 @@ TEST_F(ExportCommandTest, BadArgumentsAndFilesExitWithTwoAndLeaveNothingBehind)
         {"--export", input, "-o", dir.filePath("no/such/dir/out.wav")},
     };
     for (const QStringList& args : cases) {
-        const Result r = lento(args);
+        const fixtures::LentoRun r = fixtures::runLento(args);
         EXPECT_EQ(r.status, 2) << args.join(' ').toStdString();
         EXPECT_EQ(r.err.count('\n'), 1) << args.join(' ').toStdString() << ": " << r.err.constData();
         EXPECT_TRUE(r.err.startsWith("lento: ")) << r.err.constData();
         EXPECT_FALSE(QFileInfo::exists(out)) << args.join(' ').toStdString();
     }
-    EXPECT_TRUE(lento({"--export", input, "-o", out, "--speed", "2"}).err.contains("--speed"));
-    EXPECT_TRUE(lento({"--export", dir.filePath("missing.wav"), "-o", out}).err.contains("missing.wav"));
+    EXPECT_TRUE(fixtures::runLento({"--export", input, "-o", out, "--speed", "2"}).err.contains("--speed"));
+    EXPECT_TRUE(fixtures::runLento({"--export", dir.filePath("missing.wav"), "-o", out}).err.contains("missing.wav"));
 }
 
 TEST_F(ExportCommandTest, HelpListsTheExportOptions)
 {
-    const Result r = lento({"--help"});
+    const fixtures::LentoRun r = fixtures::runLento({"--help"});
     EXPECT_EQ(r.status, 0);
     for (const char* option : {"--export", "--from", "--to", "--speed", "--cents", "--filter", "--solo", "--volume",
                                "--loops"})

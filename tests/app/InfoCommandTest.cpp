@@ -11,19 +11,6 @@
 
 namespace {
 
-struct LentoRun {
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-LentoRun lento(const QStringList& args)
-{
-    LentoRun run;
-    run.status = fixtures::runProgram(fixtures::builtProgram("lento"), args, &run.out, &run.err);
-    return run;
-}
-
 struct InfoCommandTest : ::testing::Test {
     QTemporaryDir dir;
     QString source;
@@ -42,7 +29,7 @@ struct InfoCommandTest : ::testing::Test {
 
     QJsonObject infoOf(const QString& path)
     {
-        const LentoRun run = lento({"--info", path});
+        const fixtures::LentoRun run = fixtures::runLento({"--info", path});
         EXPECT_EQ(run.status, 0) << run.err.constData();
         EXPECT_TRUE(run.err.isEmpty()) << run.err.constData();
         QJsonParseError error{};
@@ -99,28 +86,28 @@ TEST_F(InfoCommandTest, UnusableFilesExitWithStatusTwoAndOneLine)
     ASSERT_TRUE(fixtures::writeWav(longFile, fixtures::synthesise(10, 1, 144001, [](int64_t, int) { return 0.1f; })));
 
     for (const QString& path : {dir.filePath("missing.wav"), text.fileName(), longFile, dir.path()}) {
-        const LentoRun run = lento({"--info", path});
+        const fixtures::LentoRun run = fixtures::runLento({"--info", path});
         EXPECT_EQ(run.status, 2) << path.toStdString();
         EXPECT_TRUE(run.out.isEmpty());
         EXPECT_EQ(run.err.count('\n'), 1) << run.err.constData();
         EXPECT_TRUE(run.err.startsWith("lento: ")) << run.err.constData();
     }
-    EXPECT_TRUE(lento({"--info", longFile}).err.contains("four hours"));
-    EXPECT_TRUE(lento({"--info", dir.filePath("missing.wav")}).err.contains("no such file"));
+    EXPECT_TRUE(fixtures::runLento({"--info", longFile}).err.contains("four hours"));
+    EXPECT_TRUE(fixtures::runLento({"--info", dir.filePath("missing.wav")}).err.contains("no such file"));
 }
 
 TEST_F(InfoCommandTest, BadArgumentsAreRefusedAndHelpAndVersionAnswer)
 {
     for (const QStringList& args : {QStringList{"--info"}, QStringList{"--info", source, source},
                                     QStringList{"--bogus"}, QStringList{"a.wav", "b.wav"}}) {
-        const LentoRun run = lento(args);
+        const fixtures::LentoRun run = fixtures::runLento(args);
         EXPECT_EQ(run.status, 2) << args.join(' ').toStdString();
         EXPECT_EQ(run.err.count('\n'), 1) << run.err.constData();
     }
-    const LentoRun help = lento({"--help"});
+    const fixtures::LentoRun help = fixtures::runLento({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.out.contains("--info FILE"));
-    const LentoRun version = lento({"--version"});
+    const fixtures::LentoRun version = fixtures::runLento({"--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_TRUE(version.out.startsWith("lento "));
 }

@@ -94,4 +94,11 @@ QString builtProgram(const QString& name)
     return QStringLiteral(LENTO_BIN_DIR "/src/app/") + name;
 }
 
+LentoRun runLento(const QStringList& args)
+{
+    LentoRun run;
+    run.status = runProgram(builtProgram(QStringLiteral("lento")), args, &run.out, &run.err);
+    return run;
+}
+
 } // namespace fixtures

@@ -42,4 +42,12 @@ int runProgram(const QString& program, const QStringList& args, QByteArray* stdo
 // Path of a program built by this build tree (e.g. "lento").
 QString builtProgram(const QString& name);
 
+// A run of the built `lento` with its exit status and what it printed.
+struct LentoRun {
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+LentoRun runLento(const QStringList& args);
+
 } // namespace fixtures
