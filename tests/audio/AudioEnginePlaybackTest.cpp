@@ -127,6 +127,23 @@ TEST_F(PlaybackTest, TheFirstBeatAtTheStartOfPlayComesOutWhole)
     }
 }
 
+TEST_F(PlaybackTest, AResumedTrackSoundsAtFullLevelFromItsFirstFrames)
+{
+    ASSERT_TRUE(load(sine(3 * kRate, 1000, 0.8f)));
+    for (float speed : {0.5f, 1.0f}) {
+        engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
+        engine.setSpeed(speed);
+        ASSERT_TRUE(engine.playPause());
+        pull(kRate / 4);
+        EXPECT_FALSE(engine.playPause());
+        ASSERT_TRUE(engine.playPause()) << "resume";
+        const auto left = channel(pull(2048), 0);
+        EXPECT_LT(measure::onset(left, 0.5f), 256) << "within 6 ms, speed " << speed;
+        EXPECT_GT(measure::peak(left, 0, 512), 0.7f) << "speed " << speed;
+        EXPECT_FALSE(engine.playPause());
+    }
+}
+
 namespace {
 
 // Pulls until the burst is heard, then compares the reported position with the frame heard.
