@@ -1,6 +1,5 @@
 #include "platform/RecentDocuments.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -107,10 +106,10 @@ QString stamp(const QDateTime& when)
     return when.toUTC().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz000Z"));
 }
 
+// How the desktop's list names us and starts us again with a file.
 QString applicationName()
 {
-    const QString name = QCoreApplication::applicationName();
-    return name.isEmpty() ? QStringLiteral("Lento") : name;
+    return QStringLiteral("Lento");
 }
 
 void touchApplication(Node& bookmark, const QString& mimeType, const QString& when)
