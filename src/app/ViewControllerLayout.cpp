@@ -102,7 +102,8 @@ void ViewController::buildRightDrawer()
     m_rightDrawer->setObjectName(QStringLiteral("rightDrawer"));
     m_rightDrawer->setAutoFillBackground(true);
     m_verticalSplitView->addWidget(m_rightDrawer);
-    m_verticalSplitView->setCollapsible(m_verticalSplitView->indexOf(m_rightDrawer), true);
+    // Its width is the drawer's own, set when it opens; no drag squeezes it shut.
+    m_verticalSplitView->setCollapsible(m_verticalSplitView->indexOf(m_rightDrawer), false);
     m_verticalSplitView->setStretchFactor(m_verticalSplitView->indexOf(m_wavePane), 1);
     m_verticalSplitView->setStretchFactor(m_verticalSplitView->indexOf(m_rightDrawer), 0);
 
@@ -136,11 +137,18 @@ void ViewController::buildRightDrawer()
         return s;
     };
 
-    m_toneButton = makeToggle(tr("On"), m_rightDrawer);
+    // The effect buttons say what state they are in.
+    const auto onOff = [](QPushButton* button) {
+        QObject::connect(button, &QPushButton::toggled, button,
+                         [button](bool on) { button->setText(on ? ViewController::tr("On") : ViewController::tr("Off")); });
+    };
+    m_toneButton = makeToggle(tr("Off"), m_rightDrawer);
+    onOff(m_toneButton);
     section(tr("Tone"), m_toneButton, m_toneLabel);
     m_toneSlider = slider();
 
-    m_pitchButton = makeToggle(tr("On"), m_rightDrawer);
+    m_pitchButton = makeToggle(tr("Off"), m_rightDrawer);
+    onOff(m_pitchButton);
     section(tr("Pitch"), m_pitchButton, m_pitchLabel);
     m_pitchCoarseSlider = slider();
     layout->addSpacing(4);
@@ -241,8 +249,21 @@ bool ViewController::isRightDrawerOpen() const
 
 void ViewController::applyRightDrawerConstant()
 {
-    if (m_rightDrawerConstant > 0.0)
-        m_rightDrawer->setFixedWidth(int(std::lround(m_rightDrawerConstant)));
+    if (m_rightDrawerConstant <= 0.0)
+        return;
+    const int width = int(std::lround(m_rightDrawerConstant));
+    m_rightDrawer->setFixedWidth(width);
+    // The wave pane gives up what the drawer takes; the left panel keeps its width.
+    QList<int> sizes = m_verticalSplitView->sizes();
+    const int drawer = m_verticalSplitView->indexOf(m_rightDrawer);
+    const int wave = m_verticalSplitView->indexOf(m_wavePane);
+    const int total = std::accumulate(sizes.begin(), sizes.end(), 0);
+    sizes[drawer] = width;
+    int others = 0;
+    for (int i = 0; i < sizes.size(); ++i)
+        others += i == wave || i == drawer ? 0 : sizes[i];
+    sizes[wave] = std::max(0, total - others - width);
+    m_verticalSplitView->setSizes(sizes);
 }
 
 void ViewController::toggleTonePitchSidebarNow()
@@ -255,8 +276,8 @@ void ViewController::toggleTonePitchSidebarNow()
         if (m_rightDrawerExpandedWidth < kMinimumDrawerWidth)
             m_rightDrawerExpandedWidth = kDefaultDrawerWidth;
         m_rightDrawerConstant = m_rightDrawerExpandedWidth;
-        applyRightDrawerConstant();
         m_rightDrawer->show();
+        applyRightDrawerConstant();
     }
     enforceLeftPanelWidthIfNeeded();
 }

@@ -2,6 +2,7 @@
 
 #include "app/BottomStripLayout.h"
 #include "app/SplitView.h"
+#include "app/WavePane.h"
 #include "controls/WDButtonCell.h"
 
 #include <QLabel>
@@ -50,6 +51,10 @@ TEST_F(MainWindowLayoutTest, TheDrawerReopensAtItsWidthOrAtLeastTheDefault)
     settle();
     EXPECT_TRUE(vc->isRightDrawerOpen());
     EXPECT_EQ(vc->rightDrawer()->width(), 200);
+    const QRect drawer = vc->rightDrawer()->geometry();
+    EXPECT_EQ(drawer.right(), vc->verticalSplitView()->width() - 1) << "the drawer lies at the right edge";
+    EXPECT_LT(vc->wavePane()->geometry().right(), drawer.left());
+    EXPECT_EQ(vc->leftSidebarView()->width(), 360);
     EXPECT_TRUE(itemNamed(view, "Hide Tone & Pitch"));
     EXPECT_FALSE(itemNamed(view, "Show Tone & Pitch"));
 
@@ -61,6 +66,7 @@ TEST_F(MainWindowLayoutTest, TheDrawerReopensAtItsWidthOrAtLeastTheDefault)
     settle();
     EXPECT_EQ(vc->rightDrawerConstant(), 150.0) << "toggling twice keeps a width of 120 or more";
     EXPECT_EQ(vc->rightDrawer()->width(), 150);
+    EXPECT_EQ(vc->rightDrawer()->geometry().right(), vc->verticalSplitView()->width() - 1);
 
     vc->showSidebar();
     vc->setRightDrawerExpandedWidth(120.0);
