@@ -188,8 +188,11 @@ QUrl AppDelegate::restoredLastTrackURL()
 
 bool AppDelegate::applicationOpenFile(const QString& path)
 {
-    if (m_window && !m_window->isVisible())
-        m_viewController->openWindow();
+    if (m_window && !m_window->isVisible()) {
+        m_window->show();
+        m_window->raise();
+        m_window->activateWindow();
+    }
     const QFileInfo info(path);
     if (!info.isFile())
         return false;

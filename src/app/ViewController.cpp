@@ -33,6 +33,8 @@ ViewController::ViewController(UserDefaults& defaults, AudioEngine::Options engi
 
 ViewController::~ViewController()
 {
+    if (m_ownedView)
+        disconnect(m_ownedView.get(), nullptr, this, nullptr);
     m_opener.reset();
     m_cursorTimer.stop();
     // The engine goes before the views it reports to.
@@ -179,7 +181,8 @@ void ViewController::clearRecentDocuments()
 
 void ViewController::audioPlayerDidFinishPlaying(AudioEngine*, bool)
 {
-    m_playButton->setStyle(WDButtonCell::Play);
+    if (m_view)
+        m_playButton->setStyle(WDButtonCell::Play);
 }
 
 void ViewController::audioPlayerDidFinishSetupSuccessfully(bool flag)

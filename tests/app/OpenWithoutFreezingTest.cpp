@@ -2,6 +2,7 @@
 
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
+#include "platform/Alerts.h"
 
 #include <QLabel>
 #include <QMenu>
@@ -180,4 +181,31 @@ TEST_F(OpenWithoutFreezingTest, ASecondOpenReplacesTheFirstAndARefusedFileKeepsT
     QMenu* recent = delegate->openRecentMenu();
     ASSERT_GE(recent->actions().size(), 2);
     EXPECT_EQ(recent->actions().first()->text(), "second.wav");
+}
+
+TEST_F(OpenWithoutFreezingTest, AFileOverFourHoursRaisesItsAlertOnceAndKeepsTheTrack)
+{
+    const QString first = makeTrack("first.wav", 2.0);
+    ASSERT_TRUE(load(first));
+    // A 100 Hz mono file keeps four hours and a frame small.
+    const QString over = dir.filePath("over.wav");
+    ASSERT_TRUE(fixtures::writeWav(over, fixtures::synthesise(100, 1, 1440001, [](int64_t, int) { return 0.1f; })));
+
+    QList<Alert> alerts;
+    Alerts::setPresenter([&](const Alert& alert) {
+        alerts << alert;
+        return Alerts::FirstButtonReturn;
+    });
+    bool loaded = true;
+    QObject::connect(vc.get(), &ViewController::openFinished, [&](const QUrl&, bool ok) { loaded = ok; });
+    ASSERT_TRUE(delegate->applicationOpenFile(over));
+    ASSERT_TRUE(waitFor([&] { return !vc->isOpening(); }));
+    Alerts::setPresenter({});
+
+    EXPECT_FALSE(loaded);
+    ASSERT_EQ(alerts.size(), 1);
+    EXPECT_EQ(alerts.first().messageText, "Audio file too large!");
+    EXPECT_EQ(vc->player()->fileURL().toLocalFile(), first);
+    EXPECT_EQ(window->windowTitle(), "first.wav");
+    EXPECT_EQ(vc->recentDocuments(), QStringList({first}));
 }
