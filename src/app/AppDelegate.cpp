@@ -1,17 +1,33 @@
 #include "app/AppDelegate.h"
 
+#include "app/SidebarIcons.h"
 #include "app/ViewController.h"
+#include "audio/AudioEngine.h"
 #include "library/FileBookmark.h"
 #include "platform/Log.h"
 #include "preferences/UserDefaults.h"
 
+#include <QAbstractButton>
+#include <QApplication>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QMainWindow>
+#include <QMenuBar>
+#include <QMessageBox>
 
 void AppDelegate::registerStartDefaults(UserDefaults& defaults)
 {
     defaults.registerDefaults({{QStringLiteral("ApplePersistenceIgnoreState"), true},
                                {QStringLiteral("NSQuitAlwaysKeepsWindows"), false}});
+}
+
+QStringList AppDelegate::openPanelNameFilters()
+{
+    QStringList patterns;
+    for (const QString& type : AudioEngine::allowedFileTypes())
+        patterns << QStringLiteral("*.") + type;
+    patterns << QStringLiteral("*.flac") << QStringLiteral("*.ogg");
+    return {tr("All audio (%1)").arg(patterns.join(QLatin1Char(' '))), tr("All files (*)")};
 }
 
 AppDelegate::AppDelegate(ViewController* viewController, UserDefaults& defaults, QObject* parent)
@@ -20,6 +36,25 @@ AppDelegate::AppDelegate(ViewController* viewController, UserDefaults& defaults,
     , m_defaults(defaults)
 {
     connect(m_viewController, &ViewController::trackLoaded, this, &AppDelegate::showWindowTitle);
+    connect(m_viewController, &ViewController::recentDocumentsChanged, this, &AppDelegate::rebuildOpenRecentMenu);
+}
+
+AppDelegate::~AppDelegate() = default;
+
+QMainWindow* AppDelegate::createMainWindow()
+{
+    m_ownedWindow = std::make_unique<QMainWindow>();
+    QMainWindow* window = m_ownedWindow.get();
+    window->setWindowTitle(QStringLiteral("Lento"));
+    window->setWindowIcon(SidebarIcons::applicationIcon());
+    window->setCentralWidget(m_viewController->view());
+    buildMainMenu(window->menuBar());
+    m_viewController->setMainMenu(window->menuBar());
+    m_viewController->setupLibrarySidebarMenu();
+    m_viewController->syncTonePitchMenuState();
+    window->resize(window->centralWidget()->sizeHint());
+    setWindow(window);
+    return window;
 }
 
 void AppDelegate::setWindow(QMainWindow* window)
@@ -27,11 +62,93 @@ void AppDelegate::setWindow(QMainWindow* window)
     m_window = window;
 }
 
+void AppDelegate::buildMainMenu(QMenuBar* bar)
+{
+    ViewController* vc = m_viewController;
+
+    QMenu* file = bar->addMenu(tr("&File"));
+    file->addAction(tr("&Open…"), QKeySequence::Open, this, &AppDelegate::openDocument);
+    m_openRecentMenu = file->addMenu(tr("Open &Recent"));
+    rebuildOpenRecentMenu();
+    file->addSeparator();
+    file->addAction(tr("&Close Window"), QKeySequence::Close, this, [this] {
+        if (m_window)
+            m_window->close();
+    });
+    file->addAction(tr("&Quit"), QKeySequence::Quit, qApp, &QApplication::quit);
+
+    QMenu* edit = bar->addMenu(tr("&Edit"));
+    edit->addAction(tr("&Preferences…"), QKeySequence::Preferences)->setEnabled(false);
+
+    // Export stands in third place of the menu bar.
+    QMenu* exportMenu = bar->addMenu(tr("E&xport"));
+    exportMenu->addAction(tr("Export Range as WAV…"), this, &AppDelegate::saveDocumentAs)->setEnabled(false);
+
+    QMenu* view = bar->addMenu(tr("&View"));
+    QAction* drawer = view->addAction(tr("Show Tone & Pitch"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc,
+                                      [vc] { vc->showSidebar(nullptr); });
+    drawer->setObjectName(QStringLiteral("showSidebar"));
+
+    QMenu* playback = bar->addMenu(tr("&Playback"));
+    playback->addAction(tr("Play / Pause"), QKeySequence(Qt::CTRL | Qt::Key_P), vc, [vc] { vc->play(nullptr); });
+    playback->addAction(tr("Stop"), QKeySequence(Qt::CTRL | Qt::Key_Period), vc, [vc] { vc->stop(nullptr); });
+    playback->addAction(tr("Return to Start"), QKeySequence(Qt::CTRL | Qt::Key_Backspace), vc,
+                        [vc] { vc->returnPlayPos(nullptr); });
+    playback->addSeparator();
+    playback->addAction(tr("Speed Up"), QKeySequence(Qt::CTRL | Qt::Key_Up), vc, [vc] { vc->incSpeed(nullptr); });
+    playback->addAction(tr("Speed Down"), QKeySequence(Qt::CTRL | Qt::Key_Down), vc, [vc] { vc->decSpeed(nullptr); });
+    playback->addSeparator();
+    const auto soloItem = [&](const QString& title, QAbstractButton* button, Qt::Key key) {
+        QAction* item = playback->addAction(title, QKeySequence(Qt::CTRL | Qt::ALT | key), button, &QAbstractButton::click);
+        item->setCheckable(true);
+        connect(button, &QAbstractButton::toggled, item, &QAction::setChecked);
+    };
+    soloItem(tr("Solo Left Channel"), vc->soloLeftButton(), Qt::Key_Left);
+    soloItem(tr("Solo Right Channel"), vc->soloRightButton(), Qt::Key_Right);
+
+    QMenu* loops = bar->addMenu(tr("&Loops"));
+    loops->addAction(tr("Remove All Loops"))->setEnabled(false);
+
+    QMenu* windowMenu = bar->addMenu(tr("&Window"));
+    windowMenu->addAction(tr("Minimize"), QKeySequence(Qt::CTRL | Qt::Key_M), this, [this] {
+        if (m_window)
+            m_window->showMinimized();
+    });
+    windowMenu->addSeparator();
+    windowMenu->addAction(QStringLiteral("Lento"), vc, &ViewController::openWindow);
+
+    QMenu* help = bar->addMenu(tr("&Help"));
+    help->addAction(tr("About Lento"), this, [this] {
+        QMessageBox::about(m_window, tr("About Lento"),
+                           tr("Lento %1\nA music-practice player: slow down, loop and work out a piece by ear.")
+                               .arg(QApplication::applicationVersion()));
+    });
+}
+
+void AppDelegate::rebuildOpenRecentMenu()
+{
+    if (!m_openRecentMenu)
+        return;
+    m_openRecentMenu->clear();
+    const QStringList paths = m_viewController->recentDocuments();
+    for (const QString& path : paths) {
+        QAction* item = m_openRecentMenu->addAction(QFileInfo(path).fileName(), this,
+                                                    [this, path] { applicationOpenFile(path); });
+        item->setToolTip(path);
+        item->setData(path);
+    }
+    if (!paths.isEmpty())
+        m_openRecentMenu->addSeparator();
+    QAction* clear = m_openRecentMenu->addAction(tr("Clear Menu"), m_viewController,
+                                                 &ViewController::clearRecentDocuments);
+    clear->setEnabled(!paths.isEmpty());
+}
+
 void AppDelegate::applicationDidFinishLaunching()
 {
     const QUrl url = restoredLastTrackURL();
     if (!url.isEmpty())
-        m_viewController->loadAudioFromURL(url);
+        m_viewController->openAudioFromURL(url);
 }
 
 namespace {
@@ -73,9 +190,34 @@ bool AppDelegate::applicationOpenFile(const QString& path)
 {
     if (m_window && !m_window->isVisible()) {
         m_window->show();
+        m_window->raise();
         m_window->activateWindow();
     }
-    return m_viewController->loadAudioFromURL(QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()));
+    const QFileInfo info(path);
+    if (!info.isFile())
+        return false;
+    m_viewController->openAudioFromURL(QUrl::fromLocalFile(info.absoluteFilePath()));
+    return true;
+}
+
+void AppDelegate::openDocument()
+{
+    auto* panel = new QFileDialog(m_window, tr("Open"));
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setFileMode(QFileDialog::ExistingFile);
+    panel->setNameFilters(openPanelNameFilters());
+    panel->setWindowModality(Qt::WindowModal);
+    connect(panel, &QFileDialog::urlsSelected, this, [this](const QList<QUrl>& urls) {
+        if (!urls.isEmpty() && urls.first().isLocalFile())
+            applicationOpenFile(urls.first().toLocalFile());
+    });
+    panel->open();
+}
+
+void AppDelegate::saveDocumentAs()
+{
+    if (!m_viewController->audioLoaded())
+        return;
 }
 
 void AppDelegate::showWindowTitle(const QUrl& url)

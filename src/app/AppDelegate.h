@@ -1,37 +1,60 @@
 #pragma once
 
+#include <QMainWindow>
+#include <QMenu>
 #include <QObject>
 #include <QPointer>
 #include <QString>
 #include <QUrl>
 
-#include <QMainWindow>
+#include <memory>
+
+class QMenuBar;
 class UserDefaults;
 class ViewController;
 
+// The application's delegate: start order, the main window and its menu bar, and every way a
+// file reaches the controller (command line, open panel, Open Recent, the desktop's hand-over).
 class AppDelegate : public QObject {
     Q_OBJECT
 public:
     // Registered at process entry, before anything else reads the defaults.
     static void registerStartDefaults(UserDefaults& defaults);
+    // The name filters of the open panel, from the engine's types and the common lossless ones.
+    static QStringList openPanelNameFilters();
 
     AppDelegate(ViewController* viewController, UserDefaults& defaults, QObject* parent = nullptr);
+    ~AppDelegate() override;
 
+    // Makes the main window around the controller's view, with the menu bar; the delegate owns it.
+    QMainWindow* createMainWindow();
     void setWindow(QMainWindow* window);
     QMainWindow* window() const { return m_window; }
     ViewController* viewController() const { return m_viewController; }
+    QMenu* openRecentMenu() const { return m_openRecentMenu; }
 
     void applicationDidFinishLaunching();
+    // Brings the window back and starts reading the file; the window stays usable meanwhile.
+    // False when there is no such file.
     bool applicationOpenFile(const QString& path);
 
     // The last track from the defaults: bookmark first, then the URL string; empty when neither
     // names an existing file.
     QUrl restoredLastTrackURL();
 
+public slots:
+    void openDocument();
+    // Export's entry; nothing to do without a track.
+    void saveDocumentAs();
+    void rebuildOpenRecentMenu();
+
 private:
     void showWindowTitle(const QUrl& url);
+    void buildMainMenu(QMenuBar* menuBar);
 
     ViewController* m_viewController;
     UserDefaults& m_defaults;
     QPointer<QMainWindow> m_window;
+    std::unique_ptr<QMainWindow> m_ownedWindow;
+    QPointer<QMenu> m_openRecentMenu;
 };

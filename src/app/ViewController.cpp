@@ -1,17 +1,50 @@
+// Start, the open path and the engine's callbacks.
 #include "app/ViewController.h"
 
+#include "app/MainView.h"
+#include "app/OpenProgressBar.h"
+#include "app/TrackOpener.h"
 #include "audio/AudioEngine.h"
+#include "controls/WDButtonCell.h"
 #include "library/FileBookmark.h"
+#include "platform/MainQueue.h"
+#include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
+
+#include <QAbstractButton>
+#include <QFileInfo>
+#include <QMimeDatabase>
+#include <QPointer>
+
+namespace {
+const QString kRecentDocumentsKey = QStringLiteral("RecentDocuments");
+}
 
 ViewController::ViewController(UserDefaults& defaults, AudioEngine::Options engineOptions, QObject* parent)
     : QObject(parent)
     , m_defaults(defaults)
     , m_engineOptions(std::move(engineOptions))
+    , m_opener(std::make_unique<TrackOpener>())
 {
+    m_cursorTimer.setInterval(kCursorIntervalMs);
+    connect(&m_cursorTimer, &QTimer::timeout, this, &ViewController::updateTime);
+    connect(m_opener.get(), &TrackOpener::finished, this, &ViewController::openDidEnd);
 }
 
-ViewController::~ViewController() = default;
+ViewController::~ViewController()
+{
+    if (m_ownedView)
+        disconnect(m_ownedView.get(), nullptr, this, nullptr);
+    m_opener.reset();
+    m_cursorTimer.stop();
+    // The engine goes before the views it reports to.
+    m_player.reset();
+}
+
+QWidget* ViewController::view() const
+{
+    return m_view;
+}
 
 void ViewController::viewDidLoad()
 {
@@ -20,20 +53,100 @@ void ViewController::viewDidLoad()
     m_player = std::make_unique<AudioEngine>(m_engineOptions);
     m_player->setDelegate(this);
     m_player->waveData()->setBinSize(2048);
+
+    buildViews();
+    connectControls();
+    setSpeed(1.0);
+    setExtendedSpeedRange(ColorTheme::flagForKey(m_defaults, QStringLiteral("ExtendedSpeedRange"), false));
+    styleControls();
+    setColorTheme();
+
+    setFilter(nullptr);
+    m_toneButton->setChecked(false);
+    filterEnable();
+    pitch(nullptr);
+    m_pitchButton->setChecked(false);
+    pitchEnable();
+    setVolume(nullptr);
+
+    closeRightDrawerAtStart();
+    setupLeftSidebarUI();
+    configureBottomControlLayout();
+    setupLibrarySidebarMenu();
+    zoom(nullptr);
+    updateTime();
+    updateDurationLabel();
 }
 
 bool ViewController::loadAudioFromURL(const QUrl& url)
 {
-    if (!m_player->readAudioDataFromURL(url))
+    cancelOpen();
+    return loadAudioSource(AudioSource::read(url));
+}
+
+void ViewController::openAudioFromURL(const QUrl& url)
+{
+    m_opener->open(url);
+}
+
+void ViewController::cancelOpen()
+{
+    m_opener->cancel();
+}
+
+bool ViewController::isOpening() const
+{
+    return m_opener->isRunning();
+}
+
+void ViewController::openDidEnd(const QUrl& url, std::shared_ptr<AudioSource> source)
+{
+    const bool loaded = loadAudioSource(std::move(*source));
+    emit openFinished(url, loaded);
+}
+
+bool ViewController::loadAudioSource(AudioSource&& source)
+{
+    const QUrl url = source.url;
+    // A refused source leaves the current track, its views and its loops as they are.
+    if (!m_player->adoptSource(std::move(source)))
         return false;
 
     m_currentTrackIndex = NotFound;
     m_currentPlayingItemUUID.clear();
     m_audioLoaded = true;
     m_player->setLoop(false);
+    // The engine's reset ended any playback without telling us.
+    m_playButton->setStyle(WDButtonCell::Play);
     emit trackLoaded(url);
+    if (url.isLocalFile())
+        noteNewRecentDocumentURL(url);
+
+    setSpeed(1.0);
+    pitch(nullptr);
+    setFilter(nullptr);
+    resetView();
     rememberTrack(url);
     return true;
+}
+
+void ViewController::resetView()
+{
+    setPlayPosition(0.0f);
+    updateDurationLabel();
+    updateTime();
+    zoom(nullptr);
+}
+
+void ViewController::openWindow()
+{
+    if (!m_view)
+        return;
+    QWidget* window = m_view->window();
+    if (!window->isVisible())
+        window->show();
+    window->raise();
+    window->activateWindow();
 }
 
 void ViewController::rememberTrack(const QUrl& url)
@@ -47,8 +160,49 @@ void ViewController::rememberTrack(const QUrl& url)
     m_defaults.synchronize();
 }
 
-void ViewController::audioPlayerDidFinishPlaying(AudioEngine*, bool) {}
+void ViewController::noteNewRecentDocumentURL(const QUrl& url)
+{
+    const QString path = url.toLocalFile();
+    RecentDocuments().noteNewRecentDocumentURL(url, QMimeDatabase().mimeTypeForFile(path).name());
+    m_defaults.setObject(RecentDocuments::updatedList(recentDocuments(), path), kRecentDocumentsKey);
+    emit recentDocumentsChanged();
+}
 
-void ViewController::audioPlayerDidFinishSetupSuccessfully(bool) {}
+QStringList ViewController::recentDocuments() const
+{
+    return RecentDocuments::existingOnly(m_defaults.objectForKey(kRecentDocumentsKey).toStringList());
+}
 
-void ViewController::audioPlayerWillReset() {}
+void ViewController::clearRecentDocuments()
+{
+    m_defaults.removeObjectForKey(kRecentDocumentsKey);
+    emit recentDocumentsChanged();
+}
+
+void ViewController::audioPlayerDidFinishPlaying(AudioEngine*, bool)
+{
+    if (m_view)
+        m_playButton->setStyle(WDButtonCell::Play);
+}
+
+void ViewController::audioPlayerDidFinishSetupSuccessfully(bool flag)
+{
+    if (!flag)
+        return;
+    QPointer<ViewController> self(this);
+    const auto start = [self] {
+        if (self)
+            self->m_cursorTimer.start();
+    };
+    MainQueue::isMainThread() ? start() : MainQueue::post(start);
+}
+
+void ViewController::audioPlayerWillReset()
+{
+    QPointer<ViewController> self(this);
+    const auto halt = [self] {
+        if (self)
+            self->m_cursorTimer.stop();
+    };
+    MainQueue::isMainThread() ? halt() : MainQueue::post(halt);
+}

@@ -2,28 +2,73 @@
 
 #include "audio/AudioEngine.h"
 #include "audio/AudioPlayerDelegate.h"
+#include "preferences/ColorTheme.h"
 
+#include <QMenuBar>
 #include <QObject>
+#include <QPushButton>
+#include <QPointer>
 #include <QString>
+#include <QTimer>
 #include <QUrl>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
-class UserDefaults;
+class QAbstractButton;
+class QLabel;
 
-// The main window's controller: owns the engine and turns every way of opening a track into one
-// ordered sequence of steps.
+class QAction;
+
+class QWidget;
+class LTSplitView;
+class MainView;
+class OpenProgressBar;
+class TrackOpener;
+class UserDefaults;
+class WDButtonCell;
+class WDSlider;
+class WavePane;
+
+// The main window's controller: owns the engine and the main view, maps every control to the
+// engine's unit, lays the window out, and turns every way of opening a track into one ordered
+// sequence of steps. Its code is split by area: ViewController.cpp (start and the open path),
+// ViewControllerTransport.cpp, ViewControllerLayout.cpp, ViewControllerTheme.cpp.
 class ViewController : public QObject, public AudioPlayerDelegate {
     Q_OBJECT
+    // Bound both ways to the speed slider: moving the slider sets it, setting it moves the slider.
+    Q_PROPERTY(double speed READ getSpeed WRITE setSpeed NOTIFY speedChanged)
 public:
     static constexpr int64_t NotFound = 0x7FFFFFFFFFFFFFFF;
+    static constexpr int kLibrarySidebarMenuTag = 41022;
+    static constexpr int kCursorIntervalMs = 50;
+    static constexpr double kSpeedStep = 0.05;
+    static constexpr double kDefaultDrawerWidth = 200.0;
+    static constexpr double kMinimumDrawerWidth = 120.0;
+    static constexpr double kLeftPanelWidth = 360.0;
+    static constexpr double kLeftPanelSnap = 110.0;
 
     explicit ViewController(UserDefaults& defaults, AudioEngine::Options engineOptions = {}, QObject* parent = nullptr);
     ~ViewController() override;
 
     void viewDidLoad();
+    // The main view, made in viewDidLoad; the window that shows it takes it over.
+    QWidget* view() const;
+
+    // --- Opening (ViewController.cpp) ---
+    // Reads on the calling thread, then runs the remaining steps. True when the track is current.
     bool loadAudioFromURL(const QUrl& url);
+    // Reads on a worker while the window goes on; the steps after the read run on the main thread
+    // and openFinished reports the end. A second open cancels the first.
+    void openAudioFromURL(const QUrl& url);
+    void cancelOpen();
+    bool isOpening() const;
+    TrackOpener* opener() const { return m_opener.get(); }
+    // The steps that follow a read. A refused source changes nothing.
+    bool loadAudioSource(AudioSource&& source);
+    void resetView();
+    void openWindow();
 
     AudioEngine* player() const { return m_player.get(); }
     bool audioLoaded() const { return m_audioLoaded; }
@@ -31,22 +76,177 @@ public:
     void setCurrentTrackIndex(int64_t index) { m_currentTrackIndex = index; }
     QString currentPlayingItemUUID() const { return m_currentPlayingItemUUID; }
     void setCurrentPlayingItemUUID(const QString& uuid) { m_currentPlayingItemUUID = uuid; }
+    // The application's own recent list, most recent first.
+    QStringList recentDocuments() const;
+    void clearRecentDocuments();
 
     void audioPlayerDidFinishPlaying(AudioEngine* player, bool successfully) override;
     void audioPlayerDidFinishSetupSuccessfully(bool flag) override;
     void audioPlayerWillReset() override;
+    bool isCursorRunning() const { return m_cursorTimer.isActive(); }
+
+    // --- Transport and parameters (ViewControllerTransport.cpp) ---
+    double getSpeed() const { return m_speed; }
+    bool loop() const;
+    void setLoop(bool loop);
+    // Where the zoom factor goes until the wave views take it.
+    void setZoomTarget(std::function<void(float)> target) { m_zoomTarget = std::move(target); }
+
+    // --- Layout (ViewControllerLayout.cpp) ---
+    void configureBottomControlLayout();
+    void toggleTonePitchSidebarNow();
+    void syncTonePitchMenuState();
+    void setupLibrarySidebarMenu();
+    void syncLibrarySidebarMenuState();
+    void setupLeftSidebarUI();
+    void setLeftMusicPanelVisible(bool visible, bool persist);
+    void enforceLeftPanelWidthIfNeeded();
+    void persistLeftPanelState();
+    static double clampedLeftPanelWidth(double width);
+    bool isRightDrawerOpen() const;
+    bool isLeftPanelShown() const;
+    double rightDrawerExpandedWidth() const { return m_rightDrawerExpandedWidth; }
+    void setRightDrawerExpandedWidth(double width) { m_rightDrawerExpandedWidth = width; }
+    double rightDrawerConstant() const { return m_rightDrawerConstant; }
+    bool leftPanelVisible() const { return m_leftPanelVisible; }
+    // The split view's rule for where divider `index` may stand.
+    double constrainSplitPosition(double proposed, int index);
+    void splitViewDidResizeSubviews();
+    void setMainMenu(QMenuBar* menuBar) { m_mainMenu = menuBar; }
+    QAction* librarySidebarMenuItem() const { return m_librarySidebarMenuItem; }
+
+    // --- Theme (ViewControllerTheme.cpp) ---
+    void setColorTheme();
+    void setExtendedSpeedRange(bool extended);
+    const ColorTheme& colors() const { return m_colors; }
+
+    // The controls, for the window's wiring and for tests.
+    WDSlider* speedSlider() const { return m_speedSlider; }
+    WDSlider* zoomSlider() const { return m_zoomSlider; }
+    WDSlider* volumeSlider() const { return m_volumeSlider; }
+    WDSlider* toneSlider() const { return m_toneSlider; }
+    WDSlider* pitchCoarseSlider() const { return m_pitchCoarseSlider; }
+    WDSlider* pitchFineSlider() const { return m_pitchFineSlider; }
+    QAbstractButton* toneButton() const { return m_toneButton; }
+    QAbstractButton* pitchButton() const { return m_pitchButton; }
+    QAbstractButton* soloLeftButton() const { return m_soloLeft; }
+    QAbstractButton* soloRightButton() const { return m_soloRight; }
+    WDButtonCell* playButton() const { return m_playButton; }
+    WDButtonCell* returnButton() const { return m_returnButton; }
+    QAbstractButton* sidebarButton() const { return m_sidebarButton; }
+    QAbstractButton* leftSidebarButton() const { return m_leftSidebarButton; }
+    QLabel* speedLabel() const { return m_speedLabel; }
+    QLabel* zoomLabel() const { return m_zoomLabel; }
+    QLabel* volumeLabel() const { return m_volumeLabel; }
+    QLabel* toneLabel() const { return m_toneLabel; }
+    QLabel* pitchLabel() const { return m_pitchLabel; }
+    QLabel* timeLabel() const { return m_timeLabel; }
+    QLabel* durationLabel() const { return m_durationLabel; }
+    LTSplitView* verticalSplitView() const { return m_verticalSplitView; }
+    QWidget* rightDrawer() const { return m_rightDrawer; }
+    QWidget* leftSidebarView() const { return m_leftSidebarView; }
+    WavePane* wavePane() const { return m_wavePane; }
+    OpenProgressBar* openProgressBar() const { return m_openProgressBar; }
+
+public slots:
+    void play(QObject* sender = nullptr);
+    void stop(QObject* sender = nullptr);
+    void returnPlayPos(QObject* sender = nullptr);
+    void setPlayPosition(float fraction);
+    void setSpeed(double value);
+    void incSpeed(QObject* sender = nullptr);
+    void decSpeed(QObject* sender = nullptr);
+    void setVolume(QObject* sender);
+    void setFilter(QObject* sender);
+    void filterEnable(QObject* sender = nullptr);
+    void pitch(QObject* sender);
+    void pitchEnable(QObject* sender = nullptr);
+    void soloChannel(QObject* sender);
+    void zoom(QObject* sender = nullptr);
+    void setZoom(double factor);
+    void updateTime();
+    void updateDurationLabel();
+    void showSidebar(QObject* sender = nullptr);
+    void toggleLeftMusicPanel(QObject* sender = nullptr);
 
 signals:
+    void speedChanged(double speed);
     // A track has become current; the views take its data and the window its title.
     void trackLoaded(const QUrl& url);
+    // A non-blocking open ended: loaded, refused or failed (not sent for a cancelled one).
+    void openFinished(const QUrl& url, bool loaded);
+    void recentDocumentsChanged();
 
 private:
+    // ViewController.cpp
     void rememberTrack(const QUrl& url);
+    void noteNewRecentDocumentURL(const QUrl& url);
+    void openDidEnd(const QUrl& url, std::shared_ptr<AudioSource> source);
+    // ViewControllerLayout.cpp
+    void buildViews();
+    void buildRightDrawer();
+    void buildBottomStrip(QWidget* root);
+    void closeRightDrawerAtStart();
+    void applyRightDrawerConstant();
+    void moveLeftDivider(double position);
+    // ViewControllerTransport.cpp
+    void connectControls();
+    void styleControls();
+    // Runs an action the way a user's move of `slider` does, with Alt as it was held.
+    void connectSlider(WDSlider* slider, void (ViewController::*action)(QObject*));
+    double pitchCents() const;
 
     UserDefaults& m_defaults;
     AudioEngine::Options m_engineOptions;
     std::unique_ptr<AudioEngine> m_player;
+    std::unique_ptr<TrackOpener> m_opener;
     bool m_audioLoaded = false;
     int64_t m_currentTrackIndex = NotFound;
     QString m_currentPlayingItemUUID;
+    ColorTheme m_colors;
+
+    double m_speed = 1.0;
+    // Alt held during the user's move that is being handled: the reset gesture.
+    bool m_altHeld = false;
+    bool m_bindingSpeed = false;
+    std::function<void(float)> m_zoomTarget;
+    QTimer m_cursorTimer;
+
+    double m_rightDrawerExpandedWidth = 0.0;
+    double m_rightDrawerConstant = kDefaultDrawerWidth;
+    bool m_leftPanelVisible = true;
+    double m_leftPanelExpandedWidth = kLeftPanelWidth;
+    bool m_applyingLeftPanelState = false;
+    QPointer<QMenuBar> m_mainMenu;
+    QPointer<QAction> m_librarySidebarMenuItem;
+
+    std::unique_ptr<MainView> m_ownedView; // until a window takes it
+    QPointer<MainView> m_view;
+    LTSplitView* m_verticalSplitView = nullptr;
+    QWidget* m_leftSidebarView = nullptr;
+    WavePane* m_wavePane = nullptr;
+    QWidget* m_rightDrawer = nullptr;
+    OpenProgressBar* m_openProgressBar = nullptr;
+    WDSlider* m_speedSlider = nullptr;
+    WDSlider* m_zoomSlider = nullptr;
+    WDSlider* m_volumeSlider = nullptr;
+    WDSlider* m_toneSlider = nullptr;
+    WDSlider* m_pitchCoarseSlider = nullptr;
+    WDSlider* m_pitchFineSlider = nullptr;
+    QPushButton* m_toneButton = nullptr;
+    QPushButton* m_pitchButton = nullptr;
+    QPushButton* m_soloLeft = nullptr;
+    QPushButton* m_soloRight = nullptr;
+    WDButtonCell* m_playButton = nullptr;
+    WDButtonCell* m_returnButton = nullptr;
+    QPushButton* m_sidebarButton = nullptr;
+    QPushButton* m_leftSidebarButton = nullptr;
+    QLabel* m_speedLabel = nullptr;
+    QLabel* m_zoomLabel = nullptr;
+    QLabel* m_volumeLabel = nullptr;
+    QLabel* m_toneLabel = nullptr;
+    QLabel* m_pitchLabel = nullptr;
+    QLabel* m_timeLabel = nullptr;
+    QLabel* m_durationLabel = nullptr;
+    QList<QLabel*> m_drawerTitles;
 };

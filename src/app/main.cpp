@@ -5,7 +5,6 @@
 #include "preferences/UserDefaults.h"
 
 #include <QApplication>
-#include <QLabel>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
@@ -15,6 +14,7 @@
 
 namespace {
 
+// Alerts come up as window-modal message boxes over the main window.
 void presentAlertsAsMessageBoxes(QWidget* window)
 {
     Alerts::setPresenter([window](const Alert& alert) {
@@ -43,6 +43,7 @@ int main(int argc, char** argv)
 
     // Commands run without a display; the GUI application is made only for the window.
     QCoreApplication::setApplicationName(QStringLiteral("Lento"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(LENTO_VERSION));
     std::optional<QCoreApplication> commandApp;
     if (!arguments.isEmpty() && arguments.first().startsWith(QLatin1Char('-')))
         commandApp.emplace(argc, argv);
@@ -51,19 +52,19 @@ int main(int argc, char** argv)
     const CommandLine command = CommandLine::run(arguments, out, err);
     if (command.exitStatus)
         return *command.exitStatus;
+    commandApp.reset();
 
     QApplication app(argc, argv);
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("Lento"));
-    window.setCentralWidget(new QLabel(QStringLiteral("Open a track to begin."), &window));
-    window.resize(1100, 700);
-    presentAlertsAsMessageBoxes(&window);
+    QGuiApplication::setDesktopFileName(QStringLiteral("lento"));
+    // Closing the window keeps the application; Window ▸ Lento or an opened file brings it back.
+    QApplication::setQuitOnLastWindowClosed(false);
 
     ViewController viewController(defaults);
     viewController.viewDidLoad();
     AppDelegate delegate(&viewController, defaults);
-    delegate.setWindow(&window);
-    window.show();
+    QMainWindow* window = delegate.createMainWindow();
+    presentAlertsAsMessageBoxes(window);
+    window->show();
     delegate.applicationDidFinishLaunching();
     if (!command.fileToOpen.isEmpty())
         delegate.applicationOpenFile(command.fileToOpen);

@@ -7,7 +7,9 @@
 #include "library/FileBookmark.h"
 #include "preferences/UserDefaults.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QMainWindow>
 #include <QTemporaryDir>
@@ -55,13 +57,39 @@ struct AppStartTest : ::testing::Test {
     }
 
     QString loadedPath() const { return controller->player()->fileURL().toLocalFile(); }
+
+    // Opening runs on a worker; the steps after the read run on this thread when it ends.
+    void waitForOpen()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (controller->isOpening() && timer.elapsed() < 20000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+
+    bool openAndWait(const QString& path)
+    {
+        bool loaded = false;
+        const auto connection = QObject::connect(controller.get(), &ViewController::openFinished,
+                                                 [&](const QUrl&, bool ok) { loaded = ok; });
+        const bool started = delegate->applicationOpenFile(path);
+        waitForOpen();
+        QObject::disconnect(connection);
+        return started && loaded;
+    }
+
+    void launchAndWait()
+    {
+        delegate->applicationDidFinishLaunching();
+        waitForOpen();
+    }
 };
 
 } // namespace
 
 TEST_F(AppStartTest, FirstStartWithNeitherKeyLoadsNothing)
 {
-    delegate->applicationDidFinishLaunching();
+    launchAndWait();
     EXPECT_FALSE(controller->audioLoaded());
     EXPECT_TRUE(controller->player()->fileURL().isEmpty());
     EXPECT_EQ(window.windowTitle(), "Lento");
@@ -74,7 +102,7 @@ TEST_F(AppStartTest, LoadingRemembersTheTrackAndTheNextStartRestoresIt)
     const QString track = makeTrack("a/first.wav");
     controller->setCurrentTrackIndex(3);
     controller->setCurrentPlayingItemUUID("item");
-    ASSERT_TRUE(delegate->applicationOpenFile(track));
+    ASSERT_TRUE(openAndWait(track));
     EXPECT_TRUE(controller->audioLoaded());
     EXPECT_EQ(controller->currentTrackIndex(), ViewController::NotFound);
     EXPECT_TRUE(controller->currentPlayingItemUUID().isEmpty());
@@ -84,7 +112,7 @@ TEST_F(AppStartTest, LoadingRemembersTheTrackAndTheNextStartRestoresIt)
     EXPECT_FALSE(defaults->dataForKey("LastSongBookmark").isEmpty());
 
     start();
-    delegate->applicationDidFinishLaunching();
+    launchAndWait();
     EXPECT_TRUE(controller->audioLoaded());
     EXPECT_EQ(loadedPath(), track);
     EXPECT_EQ(window.windowTitle(), "first.wav");
@@ -93,14 +121,14 @@ TEST_F(AppStartTest, LoadingRemembersTheTrackAndTheNextStartRestoresIt)
 TEST_F(AppStartTest, AStaleBookmarkFindsTheMovedFileAndIsRenewed)
 {
     const QString track = makeTrack("album/take.wav");
-    ASSERT_TRUE(delegate->applicationOpenFile(track));
+    ASSERT_TRUE(openAndWait(track));
     const QByteArray before = defaults->dataForKey("LastSongBookmark");
     const QString moved = dir.filePath("other/take (practice).wav");
     QDir().mkpath(QFileInfo(moved).absolutePath());
     ASSERT_TRUE(QFile::rename(track, moved));
 
     start();
-    delegate->applicationDidFinishLaunching();
+    launchAndWait();
     EXPECT_EQ(loadedPath(), moved);
     const QByteArray after = defaults->dataForKey("LastSongBookmark");
     EXPECT_NE(after, before);
@@ -132,7 +160,7 @@ TEST_F(AppStartTest, BookmarkOfAVanishedFileLogsAndTheURLStringWins)
     defaults->setObject(QUrl::fromLocalFile(other).toString(), "LastSongURL");
 
     LogCapture log;
-    delegate->applicationDidFinishLaunching();
+    launchAndWait();
     EXPECT_EQ(loadedPath(), other);
     EXPECT_TRUE(log.anyStartsWith("Failed to resolve last-song bookmark: "));
 }
@@ -146,7 +174,7 @@ TEST_F(AppStartTest, NothingExistingMeansNoTrackAndTheKeysStay)
     defaults->setObject(bookmark, "LastSongBookmark");
     defaults->setObject(url, "LastSongURL");
 
-    delegate->applicationDidFinishLaunching();
+    launchAndWait();
     EXPECT_FALSE(controller->audioLoaded());
     EXPECT_EQ(defaults->dataForKey("LastSongBookmark"), bookmark);
     EXPECT_EQ(defaults->stringForKey("LastSongURL"), url);
@@ -155,7 +183,7 @@ TEST_F(AppStartTest, NothingExistingMeansNoTrackAndTheKeysStay)
 TEST_F(AppStartTest, AFailedLoadKeepsTheCurrentTrackTitleAndRememberedKeys)
 {
     const QString track = makeTrack("f/keep.wav");
-    ASSERT_TRUE(delegate->applicationOpenFile(track));
+    ASSERT_TRUE(openAndWait(track));
     const QString url = defaults->stringForKey("LastSongURL");
     const QByteArray bookmark = defaults->dataForKey("LastSongBookmark");
 
@@ -163,7 +191,7 @@ TEST_F(AppStartTest, AFailedLoadKeepsTheCurrentTrackTitleAndRememberedKeys)
     ASSERT_TRUE(junk.open(QIODevice::WriteOnly));
     junk.write(QByteArray(4096, 'x'));
     junk.close();
-    EXPECT_FALSE(delegate->applicationOpenFile(junk.fileName()));
+    EXPECT_FALSE(openAndWait(junk.fileName()));
     EXPECT_EQ(loadedPath(), track);
     EXPECT_EQ(window.windowTitle(), "keep.wav");
     EXPECT_EQ(defaults->stringForKey("LastSongURL"), url);

@@ -1,0 +1,247 @@
+// Transport buttons and parameter sliders: each control's map to the engine's unit, its label,
+// and the Alt gesture that puts a slider back to neutral.
+#include "app/ViewController.h"
+
+#include "app/ControlFormats.h"
+#include "controls/WDButtonCell.h"
+#include "controls/WDSlider.h"
+#include "preferences/UserDefaults.h"
+
+#include <QLabel>
+#include <QPushButton>
+
+#include <algorithm>
+
+namespace {
+// Restores a flag when the handling of one user move ends.
+struct FlagScope {
+    bool& flag;
+    bool saved;
+    FlagScope(bool& f, bool value)
+        : flag(f)
+        , saved(f)
+    {
+        flag = value;
+    }
+    ~FlagScope() { flag = saved; }
+};
+} // namespace
+
+void ViewController::connectSlider(WDSlider* slider, void (ViewController::*action)(QObject*))
+{
+    connect(slider, &DoubleValueSlider::edited, this, [this, slider, action](double, bool altHeld) {
+        FlagScope alt(m_altHeld, altHeld);
+        (this->*action)(slider);
+    });
+}
+
+void ViewController::connectControls()
+{
+    // The speed slider and `speed` follow each other; a guard keeps one change from echoing.
+    connect(m_speedSlider, &DoubleValueSlider::edited, this, [this](double value, bool altHeld) {
+        if (m_bindingSpeed)
+            return;
+        FlagScope binding(m_bindingSpeed, true);
+        FlagScope alt(m_altHeld, altHeld);
+        setSpeed(value);
+    });
+    connect(this, &ViewController::speedChanged, this, [this](double value) {
+        if (m_bindingSpeed)
+            return;
+        FlagScope binding(m_bindingSpeed, true);
+        m_speedSlider->setDoubleValue(value);
+    });
+    connectSlider(m_zoomSlider, &ViewController::zoom);
+    connectSlider(m_volumeSlider, &ViewController::setVolume);
+    connectSlider(m_toneSlider, &ViewController::setFilter);
+    connectSlider(m_pitchCoarseSlider, &ViewController::pitch);
+    connectSlider(m_pitchFineSlider, &ViewController::pitch);
+    connect(m_toneButton, &QPushButton::clicked, this, [this] { filterEnable(m_toneButton); });
+    connect(m_pitchButton, &QPushButton::clicked, this, [this] { pitchEnable(m_pitchButton); });
+    connect(m_soloLeft, &QPushButton::clicked, this, [this] { soloChannel(m_soloLeft); });
+    connect(m_soloRight, &QPushButton::clicked, this, [this] { soloChannel(m_soloRight); });
+    connect(m_playButton, &QAbstractButton::clicked, this, [this] { play(m_playButton); });
+    connect(m_returnButton, &QAbstractButton::clicked, this, [this] { returnPlayPos(m_returnButton); });
+}
+
+void ViewController::styleControls()
+{
+    m_speedSlider->setIcon(WDSlider::Gauge);
+    m_zoomSlider->setIcon(WDSlider::Magnifier);
+    m_zoomSlider->setDoubleRange(1.0, 25.0);
+    m_zoomSlider->setDoubleValue(1.0);
+    for (WDSlider* slider : {m_volumeSlider, m_toneSlider, m_pitchCoarseSlider, m_pitchFineSlider}) {
+        slider->setIcon(3);
+        slider->setThickness(15.0);
+        slider->setDoubleRange(0.0, 1.0);
+    }
+    m_pitchCoarseSlider->setNumberOfTickMarks(25);
+    m_playButton->setStyle(WDButtonCell::Play);
+    m_returnButton->setStyle(WDButtonCell::Return);
+}
+
+// --- Transport ---
+
+void ViewController::play(QObject*)
+{
+    m_playButton->setStyle(m_player->playPause() ? WDButtonCell::Pause : WDButtonCell::Play);
+}
+
+void ViewController::stop(QObject*)
+{
+    if (m_player->isPlaying())
+        m_player->stop();
+    else
+        setPlayPosition(0.0f);
+}
+
+void ViewController::returnPlayPos(QObject* sender)
+{
+    const bool wasPlaying = m_player->isPlaying();
+    m_player->stop();
+    // Without a selection the track's start is where playback returns to.
+    setPlayPosition(0.0f);
+    if (wasPlaying)
+        play(sender);
+}
+
+void ViewController::setPlayPosition(float fraction)
+{
+    m_player->fillBufferFrom(fraction, 1.0f, fraction);
+    updateTime();
+}
+
+void ViewController::updateTime()
+{
+    m_timeLabel->setText(ControlFormats::timeText(m_player->currentTime()));
+}
+
+void ViewController::updateDurationLabel()
+{
+    m_durationLabel->setText(ControlFormats::timeText(m_player->duration()));
+}
+
+// --- Speed ---
+
+void ViewController::setSpeed(double value)
+{
+    if (m_altHeld) {
+        FlagScope binding(m_bindingSpeed, true);
+        m_speedSlider->setDoubleValue(1.0);
+        value = 1.0;
+    }
+    m_speedLabel->setText(ControlFormats::speedText(value));
+    m_player->setSpeed(float(value));
+    m_speed = value;
+    emit speedChanged(value);
+}
+
+void ViewController::incSpeed(QObject*)
+{
+    setSpeed(std::min(m_speed + kSpeedStep, m_speedSlider->maxValue()));
+}
+
+void ViewController::decSpeed(QObject*)
+{
+    setSpeed(std::max(m_speed - kSpeedStep, m_speedSlider->minValue()));
+}
+
+// --- Volume, tone and pitch ---
+
+void ViewController::setVolume(QObject* sender)
+{
+    if (!sender || m_altHeld)
+        m_volumeSlider->setDoubleValue(1.0);
+    const float gain = float(m_volumeSlider->doubleValue());
+    m_volumeLabel->setText(ControlFormats::volumeText(gain));
+    m_player->setVolume(gain);
+}
+
+void ViewController::setFilter(QObject* sender)
+{
+    if (!sender || m_altHeld)
+        m_toneSlider->setDoubleValue(0.5);
+    const float hertz = ControlFormats::toneHertz(float(m_toneSlider->doubleValue()));
+    m_toneLabel->setText(ControlFormats::toneText(hertz));
+    m_player->setFilter(hertz);
+    // Moving the slider switches the filter on, even when Alt brings it back to the middle.
+    m_toneButton->setChecked(sender != nullptr);
+    filterEnable();
+}
+
+void ViewController::filterEnable(QObject*)
+{
+    m_player->filterEnable(m_toneButton->isChecked());
+}
+
+double ViewController::pitchCents() const
+{
+    return ControlFormats::pitchCents(m_pitchCoarseSlider->doubleValue(), m_pitchFineSlider->doubleValue());
+}
+
+void ViewController::pitch(QObject* sender)
+{
+    if (!sender) {
+        m_pitchCoarseSlider->setDoubleValue(0.5);
+        m_pitchFineSlider->setDoubleValue(0.5);
+    } else if (m_altHeld) {
+        // Only the slider that moved goes back; the other keeps its part of the pitch.
+        if (sender == m_pitchCoarseSlider)
+            m_pitchCoarseSlider->setDoubleValue(0.5);
+        else if (sender == m_pitchFineSlider)
+            m_pitchFineSlider->setDoubleValue(0.5);
+    }
+    const double cents = pitchCents();
+    m_player->setPitch(float(cents));
+    m_pitchButton->setChecked(sender != nullptr);
+    m_pitchLabel->setText(ControlFormats::pitchText(cents));
+    pitchEnable();
+}
+
+void ViewController::pitchEnable(QObject*)
+{
+    m_player->pitchEnable(m_pitchButton->isChecked());
+}
+
+// --- Solo ---
+
+void ViewController::soloChannel(QObject* sender)
+{
+    // One engine state serves both sides, so the other button is only switched off here.
+    if (sender == m_soloLeft) {
+        m_soloRight->setChecked(false);
+        m_player->soloLeft(m_soloLeft->isChecked());
+    } else {
+        m_soloLeft->setChecked(false);
+        m_player->soloRight(m_soloRight->isChecked());
+    }
+}
+
+// --- Zoom ---
+
+void ViewController::zoom(QObject*)
+{
+    const float factor = float(m_zoomSlider->doubleValue());
+    m_zoomLabel->setText(ControlFormats::zoomText(factor));
+    if (m_zoomTarget)
+        m_zoomTarget(factor);
+}
+
+void ViewController::setZoom(double factor)
+{
+    m_zoomSlider->setDoubleValue(double(float(factor)));
+    m_zoomLabel->setText(ControlFormats::zoomTextRounded(factor));
+}
+
+// --- Loop ---
+
+bool ViewController::loop() const
+{
+    return m_player->loop();
+}
+
+void ViewController::setLoop(bool loop)
+{
+    const bool allowed = ColorTheme::flagForKey(m_defaults, QStringLiteral("LoopSelection"), true);
+    m_player->setLoop(allowed && loop);
+}
