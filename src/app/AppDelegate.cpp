@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/ExportProgressWindowController.h"
 #include "app/SidebarIcons.h"
 #include "app/ViewController.h"
 #include "audio/AudioEngine.h"
@@ -81,8 +82,13 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     edit->addAction(tr("&Preferences…"), QKeySequence::Preferences)->setEnabled(false);
 
     // Export stands in third place of the menu bar.
-    QMenu* exportMenu = bar->addMenu(tr("E&xport"));
-    exportMenu->addAction(tr("Export Range as WAV…"), this, &AppDelegate::saveDocumentAs)->setEnabled(false);
+    m_exportMenu = bar->addMenu(tr("E&xport"));
+    QAction* exportItem = m_exportMenu->addAction(tr("Export Range as WAV…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S),
+                                                  this, &AppDelegate::saveDocumentAs);
+    exportItem->setEnabled(false);
+    connect(m_viewController, &ViewController::trackLoaded, exportItem, [this, exportItem] {
+        exportItem->setEnabled(!m_progressWindowController);
+    });
 
     QMenu* view = bar->addMenu(tr("&View"));
     QAction* drawer = view->addAction(tr("Show Tone & Pitch"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc,
@@ -216,8 +222,58 @@ void AppDelegate::openDocument()
 
 void AppDelegate::saveDocumentAs()
 {
-    if (!m_viewController->audioLoaded())
+    if (m_viewController->player()->fileURL().isEmpty() || !m_window)
         return;
+    auto* panel = new QFileDialog(m_window, tr("Export"));
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setAcceptMode(QFileDialog::AcceptSave);
+    panel->setNameFilter(tr("WAV audio (*.wav)"));
+    panel->setDefaultSuffix(QStringLiteral("wav"));
+    panel->selectFile(QFileInfo(m_viewController->player()->fileURL().fileName()).completeBaseName()
+                      + QStringLiteral(".wav"));
+    panel->setWindowModality(Qt::WindowModal);
+    connect(panel, &QFileDialog::urlSelected, this, [this](const QUrl& url) { exportToURL(url); });
+    panel->open();
+}
+
+void AppDelegate::exportToURL(const QUrl& url)
+{
+    AudioEngine* player = m_viewController->player();
+    if (m_exportMenu) {
+        for (QAction* item : m_exportMenu->actions())
+            item->setEnabled(false);
+    }
+    m_progressWindowController = new ExportProgressWindowController(m_window);
+    m_progressWindowController->setAttribute(Qt::WA_DeleteOnClose);
+    QColor tint = m_viewController->colors().background;
+    tint.setAlphaF(0.8f);
+    m_progressWindowController->setBackgroundColor(tint);
+    connect(m_progressWindowController, &ExportProgressWindowController::sheetEnded, this, [this, player](int code) {
+        if (code == 0)
+            player->setRenderAbort(true);
+        if (m_exportMenu) {
+            for (QAction* item : m_exportMenu->actions())
+                item->setEnabled(true);
+        }
+    });
+    m_progressWindowController->open();
+
+    player->stop();
+    m_viewController->returnPlayPos(nullptr);
+    player->setExportProgress(this);
+    player->exportToURL(url, QStringLiteral("wav"));
+}
+
+void AppDelegate::setProgressBar(double fraction)
+{
+    if (m_progressWindowController)
+        m_progressWindowController->setProgressBar(fraction);
+}
+
+void AppDelegate::hideProgressBar()
+{
+    if (m_progressWindowController)
+        m_progressWindowController->endSheet(0);
 }
 
 void AppDelegate::showWindowTitle(const QUrl& url)

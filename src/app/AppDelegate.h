@@ -7,15 +7,18 @@
 #include <QString>
 #include <QUrl>
 
+#include "audio/ExportProgress.h"
+
 #include <memory>
 
+#include "app/ExportProgressWindowController.h"
 class QMenuBar;
 class UserDefaults;
 class ViewController;
 
 // The application's delegate: start order, the main window and its menu bar, and every way a
 // file reaches the controller (command line, open panel, Open Recent, the desktop's hand-over).
-class AppDelegate : public QObject {
+class AppDelegate : public QObject, public ExportProgress {
     Q_OBJECT
 public:
     // Registered at process entry, before anything else reads the defaults.
@@ -32,6 +35,13 @@ public:
     QMainWindow* window() const { return m_window; }
     ViewController* viewController() const { return m_viewController; }
     QMenu* openRecentMenu() const { return m_openRecentMenu; }
+    QMenu* exportMenu() const { return m_exportMenu; }
+    ExportProgressWindowController* progressWindowController() const { return m_progressWindowController; }
+
+    // The steps of an export once its file is chosen: menu, sheet, range, render.
+    void exportToURL(const QUrl& url);
+    void setProgressBar(double fraction) override;
+    void hideProgressBar() override;
 
     void applicationDidFinishLaunching();
     // Brings the window back and starts reading the file; the window stays usable meanwhile.
@@ -57,4 +67,6 @@ private:
     QPointer<QMainWindow> m_window;
     std::unique_ptr<QMainWindow> m_ownedWindow;
     QPointer<QMenu> m_openRecentMenu;
+    QPointer<QMenu> m_exportMenu;
+    QPointer<ExportProgressWindowController> m_progressWindowController;
 };
