@@ -44,7 +44,7 @@ void AudioGraph::connect(const AudioFormat& format)
         m_pitch.prepare(format.sampleRate, format.channelCount);
         m_eq.setSampleRate(format.sampleRate);
         m_ring = std::make_unique<AudioRing>(kOutputChannels, int(format.sampleRate * kAheadSeconds) + 4 * kBlockFrames);
-        m_stageBuffers.assign(size_t(format.channelCount), std::vector<float>(size_t(kBlockFrames)));
+        m_stageBuffers.assign(size_t(format.channelCount), std::vector<float>(size_t(kMaxOfflineFrames)));
         m_stagePointers.clear();
         for (auto& b : m_stageBuffers)
             m_stagePointers.push_back(b.data());
@@ -131,6 +131,7 @@ bool AudioGraph::startManualRendering()
         return false;
     m_manual = true;
     m_running = true;
+    m_pitch.setMinimumFeedFrames(TimePitchStage::kMaxProcessFrames);
     return true;
 }
 
@@ -140,17 +141,19 @@ void AudioGraph::stopManualRendering()
         return;
     m_manual = false;
     m_running = false;
+    m_pitch.setMinimumFeedFrames(0);
     m_flushRequested.store(false);
     m_ring->flush();
 }
 
 void AudioGraph::renderOffline(float* const* out, int frames)
 {
+    float* block[kOutputChannels];
     for (int done = 0; done < frames;) {
-        const int n = std::min(kBlockFrames, frames - done);
-        renderBlock(m_mixPointers.data(), n);
+        const int n = std::min(kMaxOfflineFrames, frames - done);
         for (int c = 0; c < kOutputChannels; ++c)
-            std::copy_n(m_mixPointers[size_t(c)], n, out[c] + done);
+            block[c] = out[c] + done;
+        renderBlock(block, n);
         done += n;
     }
 }

@@ -23,6 +23,8 @@ class AudioGraph {
 public:
     static constexpr int kOutputChannels = 2;
     static constexpr int kBlockFrames = 512;
+    // The largest block an offline pull renders at once; fewer, larger stretcher calls are faster.
+    static constexpr int kMaxOfflineFrames = 4096;
     static constexpr double kAheadSeconds = 0.08;
 
     enum class Rendering { OnRenderThread, InOutputCallback };

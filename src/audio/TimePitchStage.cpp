@@ -160,7 +160,7 @@ void TimePitchStage::feed()
         return;
     }
     size_t n = m_stretcher->getSamplesRequired();
-    n = std::clamp<size_t>(n == 0 ? 256 : n, 1, kMaxProcessFrames);
+    n = std::clamp<size_t>(std::max(n == 0 ? 256 : n, size_t(m_minimumFeed)), 1, kMaxProcessFrames);
     float* in[kMaxChannels];
     for (int c = 0; c < m_channels; ++c)
         in[c] = m_inBuffers[size_t(c)].data();

@@ -2,6 +2,7 @@
 
 #include "audio/AudioRenderSource.h"
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <vector>
@@ -49,6 +50,10 @@ public:
     // The next render starts afresh: what the stretcher holds is dropped, and the first frame
     // fed afterwards comes out first and whole (for a play, a seek or a new range).
     void requestReset() { m_resetRequested.store(true, std::memory_order_release); }
+    // Input frames handed to the stretcher at least at once; 0 feeds only what it asks for. An
+    // offline pull sets kMaxProcessFrames: far fewer calls, while playing keeps its work per block
+    // small. Set while nothing renders.
+    void setMinimumFeedFrames(int frames) { m_minimumFeed = std::clamp(frames, 0, kMaxProcessFrames); }
 
     void render(float* const* out, int frames) override;
 
@@ -72,6 +77,7 @@ private:
     std::atomic<bool> m_bypass{false};
     std::atomic<bool> m_resetRequested{true};
     std::atomic<double> m_latency{0.0};
+    int m_minimumFeed = 0;
 
     // Render side.
     double m_appliedRate = 0.0;
