@@ -1,10 +1,16 @@
 #include "audio/VirtualOutput.h"
 
 #include <algorithm>
+#include <chrono>
 
-VirtualOutput::VirtualOutput(int blockFrames, int64_t latencyFrames)
-    : m_blockFrames(std::max(1, blockFrames)), m_latency(latencyFrames)
+VirtualOutput::VirtualOutput(int blockFrames, int64_t latencyFrames, Pacing pacing)
+    : m_blockFrames(std::max(1, blockFrames)), m_latency(latencyFrames), m_pacing(pacing)
 {
+}
+
+VirtualOutput::~VirtualOutput()
+{
+    stop();
 }
 
 bool VirtualOutput::open(double sampleRate, int channels)
@@ -19,7 +25,7 @@ bool VirtualOutput::open(double sampleRate, int channels)
 
 void VirtualOutput::close()
 {
-    m_running = false;
+    stop();
     m_open = false;
     m_channels = 0;
     m_sampleRate = 0.0;
@@ -28,10 +34,35 @@ void VirtualOutput::close()
 bool VirtualOutput::start()
 {
     m_running = m_open;
+    if (m_running && m_pacing == Pacing::RealTime && !m_paceThread.joinable()) {
+        m_paceActive = true;
+        m_paceThread = std::thread([this] { paceLoop(); });
+    }
     return m_running;
 }
 
-void VirtualOutput::stop() { m_running = false; }
+void VirtualOutput::stop()
+{
+    m_paceActive = false;
+    if (m_paceThread.joinable())
+        m_paceThread.join();
+    m_running = false;
+}
+
+// One block a block-duration, on a steady schedule, like a device's callback.
+void VirtualOutput::paceLoop()
+{
+    std::vector<float> block(size_t(m_blockFrames) * size_t(std::max(m_channels, 1)));
+    const auto period = std::chrono::duration<double>(double(m_blockFrames) / m_sampleRate);
+    auto next = std::chrono::steady_clock::now();
+    while (m_paceActive.load()) {
+        if (m_render)
+            m_render(block.data(), m_blockFrames);
+        m_pulled += m_blockFrames;
+        next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(period);
+        std::this_thread::sleep_until(next);
+    }
+}
 
 std::vector<float> VirtualOutput::pull(int64_t frames)
 {

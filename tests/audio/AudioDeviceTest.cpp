@@ -2,6 +2,7 @@
 #include "audio/AudioEngine.h"
 #include "audio/AudioRing.h"
 #include "audio/DeviceOutput.h"
+#include "audio/VirtualOutput.h"
 #include "common/AudioFixtures.h"
 
 #include <QCoreApplication>
@@ -70,4 +71,27 @@ TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
     spin(200);
     EXPECT_EQ(engine.currentTime(), pausedAt);
     EXPECT_NEAR(pausedAt, start + played, 0.1);
+}
+
+TEST(AudioDevice, TheRenderThreadFeedsAPacedVirtualOutputWithoutAnyDevice)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("tone.wav");
+    ASSERT_TRUE(fixtures::writeWav(path, fixtures::stereoSines(44100, 5 * 44100)));
+    AudioEngine engine(AudioEngine::Options{
+        [] { return std::make_unique<VirtualOutput>(512, 0, VirtualOutput::Pacing::RealTime); },
+        AudioGraph::Rendering::OnRenderThread, false});
+    ASSERT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path)));
+    engine.setSpeed(0.5f);
+    ASSERT_TRUE(engine.playPause());
+    spin(150);
+    const double start = engine.currentTime();
+    QElapsedTimer clock;
+    clock.start();
+    spin(600);
+    EXPECT_NEAR(engine.currentTime() - start, 0.5 * clock.elapsed() / 1000.0, 0.08) << "half speed on the clock";
+    EXPECT_FALSE(engine.playPause());
+    const double pausedAt = engine.currentTime();
+    spin(100);
+    EXPECT_EQ(engine.currentTime(), pausedAt);
 }
