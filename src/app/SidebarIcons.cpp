@@ -8,15 +8,20 @@
 
 namespace SidebarIcons {
 
-QIcon icon(const QString& resourcePath, double pointSize, const QColor& tint, qreal devicePixelRatio)
+QIcon icon(const QString& themeName, const QString& resourcePath, double pointSize, const QColor& tint,
+           qreal devicePixelRatio)
 {
-    QSvgRenderer renderer(resourcePath);
     const int side = int(std::ceil(pointSize * devicePixelRatio));
     QPixmap pixmap(side, side);
     pixmap.fill(Qt::transparent);
     {
         QPainter painter(&pixmap);
-        renderer.render(&painter);
+        if (QIcon::hasThemeIcon(themeName)) {
+            painter.drawPixmap(0, 0, QIcon::fromTheme(themeName).pixmap(side, side));
+        } else {
+            QSvgRenderer renderer(resourcePath);
+            renderer.render(&painter);
+        }
         // The drawing is black; the tint replaces it where it is opaque.
         painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
         painter.fillRect(pixmap.rect(), tint);

@@ -70,9 +70,9 @@ void ViewController::setColorTheme()
         toggle->setStyleSheet(toggleStyle(c));
 
     const QString sideStyle = QStringLiteral("QPushButton { border: none; background: transparent; }");
-    m_leftSidebarButton->setIcon(SidebarIcons::icon(QStringLiteral(":/lento/icons/sidebar-left.svg"), 32, c.key,
+    m_leftSidebarButton->setIcon(SidebarIcons::icon(QStringLiteral("sidebar-show-symbolic"), QStringLiteral(":/lento/icons/sidebar-left.svg"), 32, c.key,
                                                     m_view->devicePixelRatioF()));
-    m_sidebarButton->setIcon(SidebarIcons::icon(QStringLiteral(":/lento/icons/sidebar-right.svg"), 32, c.key,
+    m_sidebarButton->setIcon(SidebarIcons::icon(QStringLiteral("sidebar-show-right-symbolic"), QStringLiteral(":/lento/icons/sidebar-right.svg"), 32, c.key,
                                                 m_view->devicePixelRatioF()));
     for (QPushButton* b : {m_leftSidebarButton, m_sidebarButton}) {
         b->setIconSize(QSize(32, 32));
