@@ -37,6 +37,23 @@ void spin(int ms)
     }
 }
 
+struct Pace {
+    double start;   // track time when measuring began
+    double played;  // seconds of track time
+    double elapsed; // seconds on the clock
+};
+
+// Lets playback settle, then measures how far the track moves against the clock.
+Pace measurePace(const AudioEngine& engine)
+{
+    spin(150);
+    const double start = engine.currentTime();
+    QElapsedTimer clock;
+    clock.start();
+    spin(600);
+    return {start, engine.currentTime() - start, clock.elapsed() / 1000.0};
+}
+
 } // namespace
 
 TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
@@ -52,14 +69,8 @@ TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
     AudioEngine engine(options);
     ASSERT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path)));
     ASSERT_TRUE(engine.playPause());
-    spin(150);
-    const double start = engine.currentTime();
-    QElapsedTimer clock;
-    clock.start();
-    spin(600);
-    const double played = engine.currentTime() - start;
-    const double elapsed = clock.elapsed() / 1000.0;
-    EXPECT_NEAR(played, elapsed, 0.08) << "the playhead moves with the clock";
+    const Pace pace = measurePace(engine);
+    EXPECT_NEAR(pace.played, pace.elapsed, 0.08) << "the playhead moves with the clock";
 
     // What waits between the player and the ear bounds how soon a speed or pitch change is heard.
     const double aheadSeconds = (engine.graph()->heardLatencyFrames() - engine.graph()->pitchNode().latencyFrames()) / 44100.0;
@@ -70,7 +81,7 @@ TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
     const double pausedAt = engine.currentTime();
     spin(200);
     EXPECT_EQ(engine.currentTime(), pausedAt);
-    EXPECT_NEAR(pausedAt, start + played, 0.1);
+    EXPECT_NEAR(pausedAt, pace.start + pace.played, 0.1);
 }
 
 TEST(AudioDevice, TheRenderThreadFeedsAPacedVirtualOutputWithoutAnyDevice)
@@ -84,12 +95,8 @@ TEST(AudioDevice, TheRenderThreadFeedsAPacedVirtualOutputWithoutAnyDevice)
     ASSERT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path)));
     engine.setSpeed(0.5f);
     ASSERT_TRUE(engine.playPause());
-    spin(150);
-    const double start = engine.currentTime();
-    QElapsedTimer clock;
-    clock.start();
-    spin(600);
-    EXPECT_NEAR(engine.currentTime() - start, 0.5 * clock.elapsed() / 1000.0, 0.08) << "half speed on the clock";
+    const Pace pace = measurePace(engine);
+    EXPECT_NEAR(pace.played, 0.5 * pace.elapsed, 0.08) << "half speed on the clock";
     EXPECT_FALSE(engine.playPause());
     const double pausedAt = engine.currentTime();
     spin(100);
