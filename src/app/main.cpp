@@ -2,6 +2,7 @@
 #include "app/CommandLine.h"
 #include "app/ViewController.h"
 #include "platform/Alerts.h"
+#include "platform/QuitOnSignals.h"
 #include "preferences/UserDefaults.h"
 
 #include <QApplication>
@@ -68,5 +69,6 @@ int main(int argc, char** argv)
     delegate.applicationDidFinishLaunching();
     if (!command.fileToOpen.isEmpty())
         delegate.applicationOpenFile(command.fileToOpen);
+    QuitOnSignals::install();
     return app.exec();
 }

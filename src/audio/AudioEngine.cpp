@@ -1,6 +1,5 @@
 #include "audio/AudioEngine.h"
 
-#include "audio/AudioBuffer.h"
 #include "audio/DeviceOutput.h"
 #include "audio/PcmCache.h"
 #include "platform/Alerts.h"
@@ -28,7 +27,7 @@ AudioEngine::AudioEngine(Options options)
 
 AudioEngine::~AudioEngine()
 {
-    m_scheduled = false;
+    m_scheduledPlay = 0;
     m_renderAbort = true;
     while (m_renderLoopActive)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -73,24 +72,4 @@ bool AudioEngine::adoptSource(AudioSource&& source)
     }
     fillBufferFrom(0.0f, 1.0f, 0.0f);
     return true;
-}
-
-const float* const* AudioEngine::samples() const
-{
-    if (!m_loopBuffer)
-        return nullptr;
-    m_samplePointers.clear();
-    for (int c = 0; c < m_loopBuffer->channelCount(); ++c)
-        m_samplePointers.push_back(m_loopBuffer->channel(c));
-    return m_samplePointers.data();
-}
-
-int32_t AudioEngine::channelCount() const
-{
-    return m_loopBuffer ? m_loopBuffer->channelCount() : 0;
-}
-
-uint32_t AudioEngine::sampleCount() const
-{
-    return m_loopBuffer ? uint32_t(m_loopBuffer->frameCount()) : 0;
 }

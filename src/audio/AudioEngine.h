@@ -14,8 +14,8 @@
 #include <functional>
 #include <memory>
 
-class AudioBuffer;
 class AudioOutput;
+class PlayerNode;
 class ExportProgress;
 class WavWriter;
 class AudioPlayerDelegate;
@@ -27,6 +27,14 @@ class QObject;
 // thread and hand the rest to the main queue.
 class AudioEngine {
 public:
+    // Frames of the decoded track that a mode plays; loops and heads play straight from the
+    // cache, never from a copy.
+    struct FrameRange {
+        int64_t start = 0;
+        int64_t length = 0;
+        bool isEmpty() const { return length <= 0; }
+    };
+
     using OutputFactory = std::function<std::unique_ptr<AudioOutput>()>;
     struct Options {
         OutputFactory makeOutput;                                   // default: the system's device
@@ -116,29 +124,27 @@ public:
     int64_t cursorPosition() const { return m_cursorPosition; }
     bool preRoll() const { return m_preRoll; }
     bool playFromPosition() const { return m_playFromPosition; }
-    bool isScheduled() const { return m_scheduled.load(); }
+    bool isScheduled() const { return m_scheduledPlay.load() != 0; }
     double pitch() const { return m_pitch; }
     int32_t solo() const { return m_solo; }
     float volume() const { return m_volume; }
 
-    std::shared_ptr<const AudioBuffer> loopBuffer() const { return m_loopBuffer; }
-    std::shared_ptr<const AudioBuffer> preRollBuffer() const { return m_preRollBuffer; }
-    const float* const* samples() const;
-    int32_t channelCount() const;
-    uint32_t sampleCount() const;
+    FrameRange loopBuffer() const { return m_loopBuffer; }
+    FrameRange preRollBuffer() const { return m_preRollBuffer; }
 
     WaveformData* waveData() const { return m_waveData.get(); }
     std::shared_ptr<const PcmCache> pcm() const { return m_pcm; }
 
 private:
-    void handlerA();
-    void handlerBC();
-    void postFinish();
-    void finishPlaying();
-    void waitUntilHeard() const;
+    void scheduleRange(PlayerNode& node, uint64_t generation, bool report);
+    bool stopAt(double heardFrame);
+    void handlerA(uint64_t generation);
+    void handlerBC(uint64_t generation, int64_t endSampleTime);
+    void postFinish(uint64_t generation);
+    void finishPlaying(uint64_t generation);
+    void waitUntilHeard(uint64_t generation, int64_t endSampleTime) const;
+    double heardSampleTime() const;
     void watchSystem();
-    std::shared_ptr<AudioBuffer> readRange(int64_t start, uint32_t length) const;
-    void renderLoop(std::shared_ptr<WavWriter> writer, int64_t total);
     void postExportProgress(double fraction);
 
     Options m_options;
@@ -161,11 +167,13 @@ private:
     bool m_loop = false;
     bool m_preRoll = false;
     bool m_playFromPosition = false;
-    std::atomic<bool> m_scheduled{false};
+    // The generation of the play under way, 0 for none: an end report can only clear its own.
+    std::atomic<uint64_t> m_scheduledPlay{0};
     std::atomic<uint64_t> m_scheduleGeneration{0};
-    std::shared_ptr<AudioBuffer> m_loopBuffer;
-    std::shared_ptr<AudioBuffer> m_preRollBuffer;
-    mutable std::vector<const float*> m_samplePointers;
+    FrameRange m_loopBuffer;
+    FrameRange m_preRollBuffer;
+    mutable uint32_t m_heardEpoch = 0;
+    mutable double m_heardTime = 0.0;
 
     ExportProgress* m_exportProgress = nullptr;
     std::atomic<bool> m_renderAbort{false};

@@ -12,7 +12,7 @@
 
 bool AudioEngine::setupEngine()
 {
-    m_scheduled = false;
+    m_scheduledPlay = 0;
     if (!m_graph) {
         auto graph = std::make_unique<AudioGraph>(m_options.makeOutput(), m_options.rendering);
         // Without an output device nothing is kept, so a later call builds the whole graph afresh.
@@ -72,7 +72,7 @@ void AudioEngine::setupMatrixMixer(bool)
 
 void AudioEngine::resetEngine()
 {
-    m_scheduled = false;
+    m_scheduledPlay = 0;
     if (m_graph) {
         m_graph->reset();
         stopNode();

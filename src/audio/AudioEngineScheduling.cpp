@@ -4,6 +4,7 @@
 #include "audio/AudioBuffer.h"
 #include "audio/AudioPlayerDelegate.h"
 #include "audio/FrameSource.h"
+#include "audio/PlayerNode.h"
 #include "audio/PcmCache.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
@@ -26,6 +27,7 @@ public:
     {
         return m_pcm->read(start, count, out);
     }
+    void prefetch(int64_t start, int64_t count) const override { m_pcm->prefetch(start, count); }
 
 private:
     std::shared_ptr<const PcmCache> m_pcm;
@@ -37,6 +39,10 @@ int64_t modOrDividend(int64_t value, int64_t divisor)
 }
 
 constexpr uint32_t kEndPadFrames = 100;
+// Long enough to hide any splice, short enough that a pass sounds exact.
+constexpr double kSeamSeconds = 0.005;
+// A bound on waiting for the end to be heard, should the device stall.
+constexpr auto kHeardTimeout = std::chrono::seconds(3);
 
 } // namespace
 
@@ -45,7 +51,7 @@ void AudioEngine::fillBufferFrom(float from, float to, float playAt)
     if (!isEngineRunning())
         makeConnections();
     stopNode();
-    m_preRollBuffer.reset();
+    m_preRollBuffer = {};
 
     const float f = std::clamp(from, 0.0f, 1.0f);
     const float t = std::clamp(to, 0.0f, 1.0f);
@@ -82,59 +88,53 @@ void AudioEngine::fillBufferFrom(int64_t start, uint32_t length)
 {
     if (!m_pcm || m_preRoll)
         return;
-    std::shared_ptr<AudioBuffer> buffer = readRange(start, length);
+    const FrameRange range{start, int64_t(length)};
     if (m_playFromPosition)
-        m_preRollBuffer = std::move(buffer);
+        m_preRollBuffer = range;
     else
-        m_loopBuffer = std::move(buffer);
-}
-
-std::shared_ptr<AudioBuffer> AudioEngine::readRange(int64_t start, uint32_t length) const
-{
-    auto buffer = std::make_shared<AudioBuffer>(m_inputFormat.channelCount, int64_t(length));
-    std::vector<float*> channels;
-    for (int c = 0; c < buffer->channelCount(); ++c)
-        channels.push_back(buffer->channel(c));
-    m_pcm->read(start, length, channels.data());
-    return buffer;
+        m_loopBuffer = range;
 }
 
 bool AudioEngine::preparePlay()
 {
     if (!isEngineRunning())
         return false;
-    PlayerNode& node = m_graph->playerNode();
+    scheduleRange(m_graph->playerNode(), ++m_scheduleGeneration, true);
+    bypassEffect(false);
+    m_graph->playerNode().play();
+    return true;
+}
+
+// Everything is scheduled before the node plays: the render side starts the stretcher afresh
+// at the first frame of the new play, so nothing of the head is lost.
+void AudioEngine::scheduleRange(PlayerNode& node, uint64_t generation, bool report)
+{
+    const auto source = std::make_shared<PcmFrameSource>(m_pcm);
     std::weak_ptr<int> alive = m_lifetime;
     // Completions run later on another thread; one from a schedule that a stop has since dropped
     // must not speak for the play that follows.
-    const uint64_t generation = ++m_scheduleGeneration;
-    const auto onEnd = [this, alive, generation](bool segment) {
-        return [this, alive, generation, segment](PlayerNode::Ending) {
+    const auto onEnd = [this, alive, generation, report](bool segment) -> PlayerNode::Completion {
+        if (!report)
+            return {};
+        return [this, alive, generation, segment](const PlayerNode::Ended& ended) {
             if (!alive.lock() || generation != m_scheduleGeneration)
                 return;
-            segment ? handlerA() : handlerBC();
+            segment ? handlerA(generation) : handlerBC(generation, ended.sampleTime);
         };
     };
+    const PlayerNode::Seam seam{m_from, int(std::lround(kSeamSeconds * m_samplerate))};
 
     if (m_preRoll) {
-        node.scheduleSegment(std::make_shared<PcmFrameSource>(m_pcm), m_from, m_len, onEnd(true));
-        bypassEffect(false);
-        node.play();
+        node.scheduleSegment(source, m_from, m_len, 0, onEnd(true));
     } else if (m_playFromPosition) {
-        bypassEffect(false);
-        if (m_preRollBuffer)
-            node.scheduleBuffer(m_preRollBuffer, PlayerNode::Interrupts);
-        node.play();
-        m_loopBuffer = readRange(m_from, m_len);
-        node.scheduleBuffer(m_loopBuffer, m_loop ? uint32_t(PlayerNode::Loops) : 0u, onEnd(false));
-    } else if (m_loopBuffer) {
-        node.scheduleBuffer(m_loopBuffer, m_loop ? PlayerNode::Loops : PlayerNode::Interrupts, onEnd(false));
-        bypassEffect(false);
-        node.play();
+        if (!m_preRollBuffer.isEmpty())
+            node.scheduleSegment(source, m_preRollBuffer.start, m_preRollBuffer.length, PlayerNode::Interrupts, {}, seam);
+        m_loopBuffer = {m_from, int64_t(m_len)};
+        node.scheduleSegment(source, m_from, m_len, m_loop ? uint32_t(PlayerNode::Loops) : 0u, onEnd(false), seam);
+    } else if (!m_loopBuffer.isEmpty()) {
+        node.scheduleSegment(source, m_loopBuffer.start, m_loopBuffer.length,
+                             m_loop ? PlayerNode::Loops : PlayerNode::Interrupts, onEnd(false), seam);
     }
-    // What was rendered ahead while nothing played goes; the first frame heard is the new one.
-    m_graph->flush();
-    return true;
 }
 
 bool AudioEngine::playPause()
@@ -147,22 +147,27 @@ bool AudioEngine::playPause()
         }
     }
     const bool playing = isPlaying();
-    if (playing && m_scheduled) {
+    const bool scheduled = isScheduled();
+    if (playing && scheduled) {
+        // The place heard is taken before anything changes what is heard.
+        const double heard = currentSampleTime();
+        m_graph->fadeOut();
         bypassEffect(true);
-        stop();
+        stopAt(heard);
         m_graph->stop();
         return false;
     }
-    if (!playing && m_scheduled) {
+    if (!playing && scheduled) {
         bypassEffect(false);
         m_graph->playerNode().play();
         return true;
     }
-    // Set before scheduling, so that a range short enough to end at once still reports its end.
-    m_scheduled = true;
+    // Set before scheduling, so that a range short enough to end at once still reports its end;
+    // preparePlay takes the next generation.
+    m_scheduledPlay = m_scheduleGeneration + 1;
     const bool started = preparePlay();
     if (!started)
-        m_scheduled = false;
+        m_scheduledPlay = 0;
     return started;
 }
 
@@ -170,8 +175,14 @@ bool AudioEngine::stop()
 {
     if (!isPlaying())
         return false;
-    m_scheduled = false;
-    const double c = currentSampleTime();
+    const double heard = currentSampleTime();
+    m_graph->fadeOut();
+    return stopAt(heard);
+}
+
+bool AudioEngine::stopAt(double c)
+{
+    m_scheduledPlay = 0;
     if (m_loop) {
         const uint32_t rest = uint32_t(int64_t(double(m_from + int64_t(m_len)) - c));
         if (c > double(m_from) && rest != 0) {
@@ -226,56 +237,64 @@ bool AudioEngine::isPlaying() const
 
 // --- End of the audio: on the completion thread ---
 
-void AudioEngine::handlerA()
+void AudioEngine::handlerA(uint64_t generation)
 {
-    if (!m_scheduled)
+    if (m_scheduledPlay != generation)
         return;
     if (isPlaying()) {
         auto pad = std::make_shared<AudioBuffer>(m_inputFormat.channelCount, int64_t(kEndPadFrames));
         std::weak_ptr<int> alive = m_lifetime;
-        const uint64_t generation = m_scheduleGeneration;
-        m_graph->playerNode().scheduleBuffer(pad, 0, [this, alive, generation](PlayerNode::Ending) {
+        m_graph->playerNode().scheduleBuffer(pad, 0, [this, alive, generation](const PlayerNode::Ended& ended) {
             if (alive.lock() && generation == m_scheduleGeneration)
-                handlerBC();
+                handlerBC(generation, ended.sampleTime);
         });
         return;
     }
-    m_scheduled = false;
-    postFinish();
+    uint64_t expected = generation;
+    if (m_scheduledPlay.compare_exchange_strong(expected, 0))
+        postFinish(generation);
 }
 
-void AudioEngine::handlerBC()
+void AudioEngine::handlerBC(uint64_t generation, int64_t endSampleTime)
 {
-    if (!m_scheduled)
+    if (m_scheduledPlay != generation)
         return;
-    waitUntilHeard();
-    if (m_scheduled.exchange(false))
-        postFinish();
+    waitUntilHeard(generation, endSampleTime);
+    // A stop or a new play during the wait owns the flag now.
+    uint64_t expected = generation;
+    if (generation == m_scheduleGeneration && m_scheduledPlay.compare_exchange_strong(expected, 0))
+        postFinish(generation);
 }
 
 // The node has given out its last frame; the stretcher, the ring and the device still hold the
-// tail, and the end is reported when it has been heard.
-void AudioEngine::waitUntilHeard() const
+// tail, and the end is reported when the last frame has been heard.
+void AudioEngine::waitUntilHeard(uint64_t generation, int64_t endSampleTime) const
 {
-    if (!m_graph || m_samplerate <= 0.0)
+    if (!m_graph)
         return;
-    const double seconds = std::min(2.0, m_graph->heardLatencyFrames() / m_samplerate);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (m_scheduled && std::chrono::steady_clock::now() < deadline)
+    const PlayerNode& node = m_graph->playerNode();
+    const auto deadline = std::chrono::steady_clock::now() + kHeardTimeout;
+    while (m_scheduledPlay == generation && m_graph->isRunning() && std::chrono::steady_clock::now() < deadline) {
+        const HeardTimeline::Heard heard = m_graph->heard();
+        if (heard.valid && heard.epoch == node.epoch() && heard.time >= double(endSampleTime))
+            return;
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
 }
 
-void AudioEngine::postFinish()
+void AudioEngine::postFinish(uint64_t generation)
 {
     std::weak_ptr<int> alive = m_lifetime;
-    MainQueue::post([this, alive] {
+    MainQueue::post([this, alive, generation] {
         if (alive.lock())
-            finishPlaying();
+            finishPlaying(generation);
     });
 }
 
-void AudioEngine::finishPlaying()
+void AudioEngine::finishPlaying(uint64_t generation)
 {
+    if (generation != m_scheduleGeneration)
+        return;
     pauseNode();
     bypassEffect(true);
     if (m_delegate)
@@ -287,11 +306,24 @@ void AudioEngine::finishPlaying()
 double AudioEngine::currentSampleTime() const
 {
     if (isPlaying() && m_graph->isRunning()) {
-        const PlayerNode& node = m_graph->playerNode();
-        const int64_t heard = std::max<int64_t>(0, node.sampleTime() - std::llround(m_graph->heardLatencyFrames()));
-        return double(m_from + modOrDividend(heard + m_cursorPosition, int64_t(m_len)));
+        const double heard = heardSampleTime();
+        return double(m_from + modOrDividend(int64_t(heard) + m_cursorPosition, int64_t(m_len)));
     }
     return double(modOrDividend(m_from, m_fileLength));
+}
+
+// The node's time line at the ear; 0 until the first frame of this play is heard, and never
+// less than what was told before in the same play.
+double AudioEngine::heardSampleTime() const
+{
+    const HeardTimeline::Heard heard = m_graph->heard();
+    const uint32_t epoch = m_graph->playerNode().epoch();
+    double time = heard.valid && heard.epoch == epoch ? std::max(0.0, heard.time) : 0.0;
+    if (epoch == m_heardEpoch)
+        time = std::max(time, m_heardTime);
+    m_heardEpoch = epoch;
+    m_heardTime = time;
+    return time;
 }
 
 double AudioEngine::currentTime() const

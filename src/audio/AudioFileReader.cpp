@@ -435,6 +435,8 @@ bool ReaderState::openFile(const QString& filePath)
 
     info.sampleRate = parameters->sample_rate;
     info.channelCount = parameters->ch_layout.nb_channels;
+    if (parameters->ch_layout.order == AV_CHANNEL_ORDER_NATIVE)
+        info.channelMask = parameters->ch_layout.u.mask;
     info.codecName = QString::fromUtf8(decoder->name);
     info.containerName = QString::fromUtf8(opened->iformat->name);
     readLengthRules();

@@ -10,6 +10,7 @@
 struct AudioStreamInfo {
     double sampleRate = 0.0;
     int channelCount = 0;
+    uint64_t channelMask = 0; // FFmpeg's speaker mask; 0 when the file names no layout
     // Frames as the container states them before decoding. Exact for PCM and FLAC; an estimate for
     // some compressed streams, whose exact count is known only after decode().
     int64_t estimatedFrames = 0;

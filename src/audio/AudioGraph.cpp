@@ -1,15 +1,18 @@
 #include "audio/AudioGraph.h"
 
 #include "audio/AudioOutput.h"
+#include "audio/RealtimePriority.h"
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 
 AudioGraph::AudioGraph(std::unique_ptr<AudioOutput> output, Rendering rendering)
     : m_output(std::move(output))
     , m_rendering(rendering)
 {
-    m_pitch.setInput(&m_player);
+    m_downmix.setInput(&m_player);
+    m_pitch.setInput(&m_downmix);
     m_output->setRenderCallback([this](float* interleaved, int frames) { fillFromOutputCallback(interleaved, frames); });
     m_player.startCompletionThread();
 }
@@ -37,14 +40,17 @@ void AudioGraph::connect(const AudioFormat& format)
 {
     if (m_running || !format.isValid())
         return;
-    const bool sameFormat = format.sameLayout(m_format) && m_ring;
+    const bool sameFormat = format.sameLayout(m_format) && format.channelMask == m_format.channelMask && m_ring;
     m_format = format;
     if (!sameFormat) {
         m_player.setChannelCount(format.channelCount);
-        m_pitch.prepare(format.sampleRate, format.channelCount);
+        m_downmix.configure(format.channelCount, format.channelMask, TimePitchStage::kMaxProcessFrames);
+        m_pitch.prepare(format.sampleRate, m_downmix.channelCount());
         m_eq.setSampleRate(format.sampleRate);
+        m_limiter.prepare(format.sampleRate, kOutputChannels);
+        m_fadeFrames = std::max(1, int(std::lround(format.sampleRate * kFadeSeconds)));
         m_ring = std::make_unique<AudioRing>(kOutputChannels, int(format.sampleRate * kAheadSeconds) + 4 * kBlockFrames);
-        m_stageBuffers.assign(size_t(format.channelCount), std::vector<float>(size_t(kMaxOfflineFrames)));
+        m_stageBuffers.assign(size_t(m_downmix.channelCount()), std::vector<float>(size_t(kBlockFrames)));
         m_stagePointers.clear();
         for (auto& b : m_stageBuffers)
             m_stagePointers.push_back(b.data());
@@ -67,6 +73,11 @@ bool AudioGraph::start()
         if (!m_output->open(m_format.sampleRate, kOutputChannels))
             return false;
     }
+    m_timeline.reset();
+    m_muted = false;
+    m_fadeLeft = 0;
+    m_fadeSeen = m_fadeRequests.load();
+    m_flushesSeen = m_ring->flushCount();
     if (m_rendering == Rendering::OnRenderThread)
         startRenderThread();
     if (!m_output->start()) {
@@ -79,14 +90,12 @@ bool AudioGraph::start()
 
 void AudioGraph::stop()
 {
-    if (m_manual)
-        stopManualRendering();
     if (!m_running)
         return;
     m_output->stop();
     stopRenderThread();
-    m_flushRequested.store(false);
     m_ring->flush();
+    m_pitch.requestReset();
     m_running = false;
 }
 
@@ -96,91 +105,96 @@ void AudioGraph::reset()
     m_pitch.requestReset();
 }
 
-void AudioGraph::flush()
+void AudioGraph::fadeOut()
 {
-    m_pitch.requestReset();
-    if (!m_ring)
+    if (!m_running || !m_output->isRunning() || !m_output->isClocked())
         return;
-    // While rendering runs, the rendering side drops the ring itself, so that a block under way
-    // when the flush came can not land after it.
-    if (m_running)
-        m_flushRequested.store(true, std::memory_order_release);
-    else
-        m_ring->flush();
+    const uint32_t request = m_fadeRequests.fetch_add(1) + 1;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    while (int32_t(m_fadesDone.load(std::memory_order_acquire) - request) < 0 &&
+           std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::microseconds(500));
 }
 
-void AudioGraph::applyRequestedFlush()
+HeardTimeline::Heard AudioGraph::heard() const
 {
-    if (m_flushRequested.exchange(false, std::memory_order_acq_rel))
-        m_ring->flush();
+    return m_timeline.heard(m_output->latencyFrames(), m_format.sampleRate, m_output->isClocked());
 }
 
-double AudioGraph::heardLatencyFrames() const
-{
-    if (!m_ring)
-        return 0.0;
-    const double rate = m_pitch.isBypassed() ? 1.0 : m_pitch.rate();
-    const double queued = double(m_ring->queuedFrames()) + double(m_output->latencyFrames());
-    return m_pitch.latencyFrames() + queued * rate;
-}
-
-bool AudioGraph::startManualRendering()
-{
-    stop();
-    if (!m_ring)
-        return false;
-    m_manual = true;
-    m_running = true;
-    m_pitch.setMinimumFeedFrames(TimePitchStage::kMaxProcessFrames);
-    return true;
-}
-
-void AudioGraph::stopManualRendering()
-{
-    if (!m_manual)
-        return;
-    m_manual = false;
-    m_running = false;
-    m_pitch.setMinimumFeedFrames(0);
-    m_flushRequested.store(false);
-    m_ring->flush();
-}
-
-void AudioGraph::renderOffline(float* const* out, int frames)
-{
-    float* block[kOutputChannels];
-    for (int done = 0; done < frames;) {
-        const int n = std::min(kMaxOfflineFrames, frames - done);
-        for (int c = 0; c < kOutputChannels; ++c)
-            block[c] = out[c] + done;
-        renderBlock(block, n);
-        done += n;
-    }
-}
-
-void AudioGraph::renderBlock(float* const* out, int frames)
+// True when the block began a new stream.
+bool AudioGraph::renderBlock(float* const* out, int frames)
 {
     m_pitch.render(m_stagePointers.data(), frames);
-    m_mixer.process(m_stagePointers.data(), m_format.channelCount, out, frames);
+    const bool started = m_pitch.startedStreamLastRender();
+    if (started)
+        m_limiter.reset();
+    m_mixer.process(m_stagePointers.data(), m_downmix.channelCount(), out, frames);
     m_eq.process(out, kOutputChannels, frames);
+    m_limiter.process(out, kOutputChannels, frames);
+    return started;
+}
+
+void AudioGraph::writeBlock()
+{
+    if (renderBlock(m_mixPointers.data(), kBlockFrames))
+        m_ring->flush();
+    // The limiter's delay puts the block's first frame that far back on the time line.
+    const double rate = m_pitch.lastRenderRate();
+    const double time = m_pitch.lastRenderTime() - double(m_limiter.latencyFrames()) * rate;
+    m_timeline.stampBlock(m_ring->writePosition(), time, rate, m_player.renderEpoch());
+    m_ring->write(m_mixPointers.data(), kBlockFrames);
 }
 
 void AudioGraph::fillFromOutputCallback(float* interleaved, int frames)
 {
-    if (m_rendering == Rendering::InOutputCallback) {
-        applyRequestedFlush();
-        while (m_ring->queuedFrames() < frames) {
-            renderBlock(m_mixPointers.data(), kBlockFrames);
-            m_ring->write(m_mixPointers.data(), kBlockFrames);
-        }
+    if (m_rendering == Rendering::InOutputCallback)
+        while (m_ring->queuedFrames() < frames)
+            writeBlock();
+    uint64_t first = 0;
+    const int fromRing = m_ring->readPadded(interleaved, frames, &first);
+    shapeDeviceBlock(interleaved, frames);
+    m_timeline.deviceRead(first, fromRing, frames);
+}
+
+// The fade of fadeOut(), and the silence after it until a new stream flushes the ring.
+void AudioGraph::shapeDeviceBlock(float* interleaved, int frames)
+{
+    const uint64_t flushes = m_ring->flushCount();
+    if (flushes != m_flushesSeen) {
+        m_flushesSeen = flushes;
+        m_muted = false;
     }
-    m_ring->readPadded(interleaved, frames);
+    const uint32_t requests = m_fadeRequests.load(std::memory_order_acquire);
+    if (requests != m_fadeSeen) {
+        m_fadeSeen = requests;
+        if (!m_muted && m_fadeLeft == 0)
+            m_fadeLeft = m_fadeFrames;
+    }
+    for (int n = 0; n < frames && (m_fadeLeft > 0 || m_muted); ++n) {
+        float gain = 0.0f;
+        if (m_fadeLeft > 0) {
+            gain = float(0.5 * (1.0 - std::cos(M_PI * double(m_fadeLeft) / double(m_fadeFrames + 1))));
+            if (--m_fadeLeft == 0)
+                m_muted = true;
+        }
+        for (int c = 0; c < kOutputChannels; ++c)
+            interleaved[n * kOutputChannels + c] *= gain;
+    }
+    if (m_muted)
+        m_fadesDone.store(m_fadeSeen, std::memory_order_release);
 }
 
 void AudioGraph::startRenderThread()
 {
     m_renderThreadRunning.store(true);
-    m_renderThread = std::thread([this] { renderThreadLoop(); });
+    m_renderThreadId.store(0);
+    m_renderThread = std::thread([this] {
+        m_renderThreadId.store(RealtimePriority::currentThreadId());
+        renderThreadLoop();
+    });
+    while (m_renderThreadId.load() == 0)
+        std::this_thread::yield();
+    RealtimePriority::request(m_renderThread.native_handle(), m_renderThreadId.load());
 }
 
 void AudioGraph::stopRenderThread()
@@ -195,12 +209,9 @@ void AudioGraph::renderThreadLoop()
 {
     const int ahead = int(m_format.sampleRate * kAheadSeconds);
     while (m_renderThreadRunning.load(std::memory_order_acquire)) {
-        applyRequestedFlush();
-        if (m_ring->queuedFrames() < ahead && m_ring->writableFrames() >= kBlockFrames) {
-            renderBlock(m_mixPointers.data(), kBlockFrames);
-            m_ring->write(m_mixPointers.data(), kBlockFrames);
-        } else {
+        if (m_ring->queuedFrames() < ahead && m_ring->writableFrames() >= kBlockFrames)
+            writeBlock();
+        else
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
     }
 }

@@ -2,7 +2,10 @@
 
 #include "audio/AudioFormat.h"
 #include "audio/AudioRing.h"
+#include "audio/ChannelDownmix.h"
 #include "audio/Equalizer.h"
+#include "audio/HeardTimeline.h"
+#include "audio/Limiter.h"
 #include "audio/MatrixMixer.h"
 #include "audio/PlayerNode.h"
 #include "audio/TimePitchStage.h"
@@ -14,18 +17,21 @@
 
 class AudioOutput;
 
-// The chain the engine drives: player node → time-pitch → matrix mixer → equaliser → main mix →
-// output. The chain renders on its own thread into a ring kept about 80 ms ahead, because the
-// stretcher sometimes needs longer for one block than the block lasts; 80 ms covers its slowest
-// blocks while a speed change is still heard within 120 ms. The output's callback only copies
-// from the ring. With an inline output (tests, export) the callback renders directly.
+// The chain the engine drives: player node → (fold to stereo) → time-pitch → matrix mixer →
+// equaliser → limiter → output. The chain renders on its own thread into a ring kept about 80 ms
+// ahead, because the stretcher sometimes needs longer for one block than the block lasts; 80 ms
+// covers its slowest blocks while a speed change is still heard within 120 ms. The output's
+// callback only copies from the ring. With an inline output the callback renders directly.
+//
+// A new stream (the player starting after a stop) drops what the ring holds at the moment its
+// first block is written, on the rendering side, so nothing of a start is lost and nothing old
+// is heard after it.
 class AudioGraph {
 public:
     static constexpr int kOutputChannels = 2;
     static constexpr int kBlockFrames = 512;
-    // The largest block an offline pull renders at once; fewer, larger stretcher calls are faster.
-    static constexpr int kMaxOfflineFrames = 4096;
     static constexpr double kAheadSeconds = 0.08;
+    static constexpr double kFadeSeconds = 0.005;
 
     enum class Rendering { OnRenderThread, InOutputCallback };
 
@@ -41,6 +47,7 @@ public:
     MatrixMixer& mixer() { return m_mixer; }
     Equalizer& eqNode() { return m_eq; }
     AudioOutput& output() { return *m_output; }
+    const AudioRing* ring() const { return m_ring.get(); }
 
     // Whether an output device can be opened at all (the graph's "output format" is empty otherwise).
     bool hasOutputDevice();
@@ -56,25 +63,20 @@ public:
     void reset();
     bool isRunning() const { return m_running; }
 
-    // A seek or a new range: what is rendered ahead is dropped and the stretcher starts afresh.
-    void flush();
+    // Fades what the device plays out over kFadeSeconds and keeps it silent until the next new
+    // stream, so a stop or pause never cuts a wave. Waits for the device to take the fade, which
+    // is at most one of its blocks.
+    void fadeOut();
 
-    // Source frames between the player node's time line and the ear: the stretcher's latency
-    // plus, scaled by the rate, the ring and the device.
-    double heardLatencyFrames() const;
-
-    // Pulled block by block with no device (export): running, but nothing reaches the output.
-    bool startManualRendering();
-    void stopManualRendering();
-    bool isManualRendering() const { return m_manual; }
-    // `frames` frames of the whole chain into out[0..kOutputChannels); only in manual rendering.
-    void renderOffline(float* const* out, int frames);
+    // The player's time line at the ear now, and the epoch it belongs to.
+    HeardTimeline::Heard heard() const;
 
 private:
-    void renderBlock(float* const* out, int frames);
+    bool renderBlock(float* const* out, int frames);
+    void writeBlock();
     void fillFromOutputCallback(float* interleaved, int frames);
+    void shapeDeviceBlock(float* interleaved, int frames);
     void renderThreadLoop();
-    void applyRequestedFlush();
     void startRenderThread();
     void stopRenderThread();
 
@@ -82,13 +84,15 @@ private:
     const Rendering m_rendering;
     AudioFormat m_format;
     bool m_running = false;
-    bool m_manual = false;
 
     PlayerNode m_player;
+    ChannelDownmix m_downmix;
     TimePitchStage m_pitch;
     MatrixMixer m_mixer;
     Equalizer m_eq;
+    Limiter m_limiter;
     std::unique_ptr<AudioRing> m_ring;
+    HeardTimeline m_timeline;
 
     // Render-side scratch, made in connect().
     std::vector<std::vector<float>> m_stageBuffers;
@@ -98,5 +102,14 @@ private:
 
     std::thread m_renderThread;
     std::atomic<bool> m_renderThreadRunning{false};
-    std::atomic<bool> m_flushRequested{false};
+    std::atomic<int> m_renderThreadId{0};
+
+    // Fades: asked for on the main thread, done by the device side.
+    std::atomic<uint32_t> m_fadeRequests{0};
+    std::atomic<uint32_t> m_fadesDone{0};
+    uint32_t m_fadeSeen = 0;
+    int m_fadeFrames = 0;
+    int m_fadeLeft = 0;
+    bool m_muted = false;
+    uint64_t m_flushesSeen = 0;
 };

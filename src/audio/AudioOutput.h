@@ -24,6 +24,8 @@ public:
     virtual bool isLost() const { return false; }
     // Frames between the callback and the ear.
     virtual int64_t latencyFrames() const = 0;
+    // Whether the callback is called at the clock's pace on its own, as a device does.
+    virtual bool isClocked() const { return true; }
 
     double sampleRate() const { return m_sampleRate; }
     int channelCount() const { return m_channels; }

@@ -43,10 +43,12 @@ int AudioRing::readableFrames() const
     return w > r ? int(w - r) : 0;
 }
 
-int AudioRing::read(float* interleaved, int frames)
+int AudioRing::read(float* interleaved, int frames, uint64_t* firstFrame)
 {
     const uint64_t w = m_write.load(std::memory_order_acquire);
     uint64_t r = readPosition();
+    if (firstFrame)
+        *firstFrame = r;
     const int n = std::min(frames, w > r ? int(w - r) : 0);
     for (int done = 0; done < n;) {
         const uint64_t slot = r % uint64_t(m_capacity);
@@ -60,16 +62,18 @@ int AudioRing::read(float* interleaved, int frames)
     return n;
 }
 
-void AudioRing::readPadded(float* interleaved, int frames)
+int AudioRing::readPadded(float* interleaved, int frames, uint64_t* firstFrame)
 {
-    const int n = read(interleaved, frames);
+    const int n = read(interleaved, frames, firstFrame);
     if (n == frames)
-        return;
+        return n;
     std::memset(interleaved + size_t(n) * size_t(m_channels), 0, sizeof(float) * size_t(frames - n) * size_t(m_channels));
     m_underruns.fetch_add(1, std::memory_order_relaxed);
+    return n;
 }
 
 void AudioRing::flush()
 {
     m_flushTo.store(m_write.load(std::memory_order_acquire), std::memory_order_release);
+    m_flushes.fetch_add(1, std::memory_order_acq_rel);
 }

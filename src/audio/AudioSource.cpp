@@ -41,8 +41,8 @@ AudioSource AudioSource::read(const QUrl& url, const std::atomic<bool>* cancel, 
         return refuse(std::move(source), Status::CannotOpen, QStringLiteral("not a readable audio file"));
 
     const AudioStreamInfo& info = reader.info();
-    source.inputFormat = {info.sampleRate, info.channelCount, QStringLiteral("float32")};
-    source.fileFormat = {info.sampleRate, info.channelCount, info.codecName};
+    source.inputFormat = {info.sampleRate, info.channelCount, QStringLiteral("float32"), info.channelMask};
+    source.fileFormat = {info.sampleRate, info.channelCount, info.codecName, info.channelMask};
 
     // Checked before decoding so that a ten-hour file is refused at once.
     if (exceedsLimit(info.sampleRate, info.estimatedFrames))

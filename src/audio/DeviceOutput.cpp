@@ -9,6 +9,9 @@ DeviceOutput::~DeviceOutput() { close(); }
 bool DeviceOutput::open(double sampleRate, int channels)
 {
     close();
+    // SDL's own SIGINT and SIGTERM handlers would only post a quit event nobody reads, so Ctrl+C
+    // and a logout would no longer end Lento.
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     if (sampleRate <= 0.0 || channels < 1 || SDL_InitSubSystem(SDL_INIT_AUDIO) != 0)
         return false;
     SDL_AudioSpec want{};
@@ -27,7 +30,8 @@ bool DeviceOutput::open(double sampleRate, int channels)
     }
     m_sampleRate = sampleRate;
     m_channels = channels;
-    m_deviceFrames = have.samples;
+    // SDL's block, and about as much again that the sound server holds for it.
+    m_deviceFrames = 2 * int64_t(have.samples);
     return true;
 }
 

@@ -11,4 +11,6 @@ public:
     // Copies up to `count` frames from `start` into one array per channel of the source; returns
     // how many were copied, fewer (or 0) at the end of the source.
     virtual int64_t read(int64_t start, int64_t count, float* const* out) const = 0;
+    // Off the render thread: makes frames [start, start + count) resident ahead of their read.
+    virtual void prefetch(int64_t /*start*/, int64_t /*count*/) const {}
 };

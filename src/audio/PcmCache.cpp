@@ -227,6 +227,28 @@ int64_t PcmCache::read(int64_t start, int64_t count, float* const* out) const
     return n;
 }
 
+void PcmCache::prefetch(int64_t start, int64_t count) const
+{
+    if (!m_finished)
+        return;
+    start = std::clamp<int64_t>(start, 0, m_frameCount);
+    count = std::clamp<int64_t>(count, 0, m_frameCount - start);
+    if (count == 0)
+        return;
+    static const int64_t page = ::sysconf(_SC_PAGESIZE);
+    const int64_t perPage = page / int64_t(sizeof(float));
+    for (const Channel& channel : m_channels) {
+        const auto first = reinterpret_cast<uintptr_t>(channel.mapped + start) & ~uintptr_t(page - 1);
+        const auto end = reinterpret_cast<uintptr_t>(channel.mapped + start + count);
+        ::madvise(reinterpret_cast<void*>(first), size_t(end - first), MADV_WILLNEED);
+        // Reading one sample a page makes it resident now rather than at the render thread's read.
+        volatile float sink = 0.0f;
+        for (int64_t f = start - (start % perPage); f < start + count; f += perPage)
+            sink = channel.mapped[std::max(f, start)];
+        (void)sink;
+    }
+}
+
 QString PcmCache::error() const
 {
     return m_error;

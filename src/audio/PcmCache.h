@@ -34,6 +34,9 @@ public:
     // Copies frames [start, start+count) of each channel into out[c]; clamps at the end; returns
     // the frames copied (0 before finish() or for a start outside the track).
     int64_t read(int64_t start, int64_t count, float* const* out) const;
+    // Brings frames [start, start+count) of every channel into memory; blocks on the disk, so never
+    // on the render thread.
+    void prefetch(int64_t start, int64_t count) const;
 
     QString error() const;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstring>
 
 struct PlayerNode::Item {
@@ -12,6 +13,7 @@ struct PlayerNode::Item {
     int64_t cursor = 0;
     bool loops = false;
     bool interrupts = false;
+    Seam seam;
     uint32_t epoch = 0;
     Completion completion;
 };
@@ -20,18 +22,22 @@ namespace {
 
 constexpr int kFrameBits = 48;
 constexpr uint64_t kFrameMask = (uint64_t(1) << kFrameBits) - 1;
+constexpr int kMaxSeamFrames = 4096;
+// About three seconds at common rates: far more than the render thread runs ahead.
+constexpr int64_t kPrefetchFrames = 1 << 17;
 
 bool olderThan(uint32_t a, uint32_t b) { return int32_t(a - b) < 0; }
 
 } // namespace
 
 PlayerNode::PlayerNode(int channelCount, int maxScheduled)
-    : m_channelCount(std::clamp(channelCount, 1, kMaxChannels)),
+    : m_channelCount(1),
       m_maxScheduled(std::max(1, maxScheduled)),
       m_commands(size_t(m_maxScheduled)),
       m_reports(size_t(m_maxScheduled)),
       m_items(size_t(m_maxScheduled), nullptr)
 {
+    setChannelCount(channelCount);
 }
 
 PlayerNode::~PlayerNode()
@@ -51,7 +57,13 @@ PlayerNode::~PlayerNode()
 
 void PlayerNode::setChannelCount(int channels)
 {
-    m_channelCount.store(std::clamp(channels, 1, kMaxChannels), std::memory_order_release);
+    channels = std::max(1, channels);
+    m_offsetPointers.assign(size_t(channels), nullptr);
+    m_seamScratch.assign(size_t(channels), std::vector<float>(size_t(kMaxSeamFrames)));
+    m_seamPointers.clear();
+    for (auto& channel : m_seamScratch)
+        m_seamPointers.push_back(channel.data());
+    m_channelCount.store(channels, std::memory_order_release);
 }
 
 bool PlayerNode::scheduleBuffer(std::shared_ptr<const AudioBuffer> buffer, uint32_t options, Completion completion)
@@ -68,7 +80,7 @@ bool PlayerNode::scheduleBuffer(std::shared_ptr<const AudioBuffer> buffer, uint3
 }
 
 bool PlayerNode::scheduleSegment(std::shared_ptr<const FrameSource> source, int64_t startFrame, int64_t frameCount,
-                                 Completion completion)
+                                 uint32_t options, Completion completion, Seam seam)
 {
     if (!source)
         return false;
@@ -76,7 +88,15 @@ bool PlayerNode::scheduleSegment(std::shared_ptr<const FrameSource> source, int6
     item->source = std::move(source);
     item->start = std::max<int64_t>(0, startFrame);
     item->count = std::max<int64_t>(0, frameCount);
+    item->loops = (options & Loops) && item->count > 0;
+    item->interrupts = options & Interrupts;
+    if (item->loops)
+        seam.toFrame = item->start;
+    // A seam no longer than half the segment keeps the start of every pass untouched.
+    seam.frames = int(std::clamp<int64_t>(seam.frames, 0, std::min<int64_t>(kMaxSeamFrames, item->count / 2)));
+    item->seam = seam.toFrame >= 0 ? seam : Seam{};
     item->completion = std::move(completion);
+    item->source->prefetch(item->start, std::min<int64_t>(item->count, 1 << 16));
     return enqueue(item);
 }
 
@@ -142,8 +162,13 @@ void PlayerNode::render(float* const* out, int frames)
         dropOlderThan(epoch);
         m_renderEpoch = epoch;
         m_frames = 0;
+        m_wasPlaying = false;
     }
     drainCommands(epoch);
+    m_startedLast = playing && !m_wasPlaying;
+    m_wasPlaying = playing;
+    m_playedLast = playing;
+    m_lastRenderStart = m_frames;
 
     const int channels = m_channelCount.load(std::memory_order_acquire);
     int pos = 0;
@@ -158,12 +183,16 @@ void PlayerNode::render(float* const* out, int frames)
         }
         m_head = (m_head + 1) % m_items.size();
         --m_count;
-        report(item, Ending::Consumed);
+        report(item, Ending::Consumed, m_frames + pos);
     }
     for (int c = 0; c < channels; ++c)
         std::memset(out[c] + pos, 0, sizeof(float) * size_t(frames - pos));
     if (playing)
         m_frames += frames;
+    if (m_count > 0) {
+        m_currentFrame.store(m_items[m_head]->cursor, std::memory_order_relaxed);
+        m_current.store(m_items[m_head], std::memory_order_release);
+    }
     publishTime();
 }
 
@@ -172,7 +201,7 @@ void PlayerNode::drainCommands(uint32_t epoch)
     Item* item = nullptr;
     while (m_commands.pop(item)) {
         if (olderThan(item->epoch, epoch)) {
-            report(item, Ending::Dropped);
+            report(item, Ending::Dropped, m_frames);
             continue;
         }
         if (item->interrupts)
@@ -186,7 +215,7 @@ void PlayerNode::dropOlderThan(uint32_t epoch)
 {
     // Items keep their schedule order and epochs never decrease along it, so the old ones lead.
     while (m_count > 0 && olderThan(m_items[m_head]->epoch, epoch)) {
-        report(m_items[m_head], Ending::Dropped);
+        report(m_items[m_head], Ending::Dropped, m_frames);
         m_head = (m_head + 1) % m_items.size();
         --m_count;
     }
@@ -195,16 +224,19 @@ void PlayerNode::dropOlderThan(uint32_t epoch)
 void PlayerNode::dropAll()
 {
     while (m_count > 0) {
-        report(m_items[m_head], Ending::Dropped);
+        report(m_items[m_head], Ending::Dropped, m_frames);
         m_head = (m_head + 1) % m_items.size();
         --m_count;
     }
 }
 
-void PlayerNode::report(Item* item, Ending ending)
+void PlayerNode::report(Item* item, Ending ending, int64_t sampleTime)
 {
+    // The prefetcher must stop looking at an item before it can be released.
+    if (m_current.load(std::memory_order_relaxed) == item)
+        m_current.store(nullptr, std::memory_order_release);
     // Cannot fail: at most m_maxScheduled items are outstanding, and the queue holds that many.
-    m_reports.push(Report{item, ending});
+    m_reports.push(Report{item, ending, sampleTime});
 }
 
 int PlayerNode::copyFrom(Item& item, float* const* out, int offset, int frames, int channels)
@@ -222,13 +254,52 @@ int PlayerNode::copyFrom(Item& item, float* const* out, int offset, int frames, 
         item.cursor += n;
         return n;
     }
-    float* dst[kMaxChannels];
     for (int c = 0; c < channels; ++c)
-        dst[c] = out[c] + offset;
-    const int64_t got = std::clamp<int64_t>(item.source->read(item.start + item.cursor, n, dst), 0, n);
+        m_offsetPointers[size_t(c)] = out[c] + offset;
+    return readSegment(item, m_offsetPointers.data(), n, channels);
+}
+
+int PlayerNode::readSegment(Item& item, float* const* dst, int frames, int channels)
+{
+    const int64_t cursor = item.cursor;
+    const int64_t got = std::clamp<int64_t>(item.source->read(item.start + cursor, frames, dst), 0, frames);
     // A source that ends early ends the segment there.
-    item.cursor = got < n ? item.count : item.cursor + got;
+    item.cursor = got < frames ? item.count : cursor + got;
+    if (item.seam.frames > 0 && got == frames)
+        crossfadeSeam(item, cursor, dst, frames, channels);
     return int(got);
+}
+
+// Over the last seam.frames frames the segment fades out while the frames that lead up to the
+// seam's target fade in; the next frame played is the target itself, which joins them without a
+// step.
+void PlayerNode::crossfadeSeam(const Item& item, int64_t cursor, float* const* dst, int frames, int channels)
+{
+    const int fade = item.seam.frames;
+    const int64_t fadeStart = item.count - fade;
+    const int64_t first = std::max(cursor, fadeStart);
+    const int64_t last = cursor + frames;
+    if (first >= last)
+        return;
+    const int n = int(last - first);
+    const int64_t sourceFirst = item.seam.toFrame - fade + (first - fadeStart);
+    // Before the source's start there is silence to fade into.
+    const int64_t skip = std::clamp<int64_t>(-sourceFirst, 0, n);
+    for (int c = 0; c < channels; ++c)
+        std::memset(m_seamPointers[size_t(c)], 0, sizeof(float) * size_t(n));
+    if (skip < n) {
+        for (int c = 0; c < channels; ++c)
+            m_offsetPointers[size_t(c)] = m_seamPointers[size_t(c)] + skip;
+        item.source->read(sourceFirst + skip, n - skip, m_offsetPointers.data());
+    }
+    const int at = int(first - cursor);
+    for (int i = 0; i < n; ++i) {
+        const double t = (double(first - fadeStart + i) + 0.5) / double(fade);
+        const float out = float(std::cos(M_PI_2 * t));
+        const float in = float(std::sin(M_PI_2 * t));
+        for (int c = 0; c < channels; ++c)
+            dst[c][at + i] = dst[c][at + i] * out + m_seamPointers[size_t(c)][i] * in;
+    }
 }
 
 void PlayerNode::publishTime()
@@ -244,7 +315,7 @@ int PlayerNode::processCompletions()
     Report r{};
     while (m_reports.pop(r)) {
         if (r.item->completion)
-            r.item->completion(r.ending);
+            r.item->completion(Ended{r.ending, r.sampleTime});
         delete r.item;
         m_outstanding.fetch_sub(1, std::memory_order_acq_rel);
         ++handled;
@@ -260,11 +331,27 @@ void PlayerNode::startCompletionThread()
     // handler's work (posting to the main queue) needs to be timely.
     m_completionThread = std::thread([this] {
         while (m_completionRunning.load(std::memory_order_acquire)) {
+            prefetchAhead(kPrefetchFrames);
             processCompletions();
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
         processCompletions();
     });
+}
+
+void PlayerNode::prefetchAhead(int64_t frames)
+{
+    std::lock_guard lock(m_completionMutex); // no item is released meanwhile
+    const Item* item = m_current.load(std::memory_order_acquire);
+    if (!item || !item->source)
+        return;
+    const int64_t cursor = m_currentFrame.load(std::memory_order_relaxed);
+    const int64_t ahead = std::min(frames, item->count - cursor);
+    item->source->prefetch(item->start + cursor, ahead);
+    if (item->loops && ahead < frames)
+        item->source->prefetch(item->start, frames - ahead);
+    if (item->seam.frames > 0)
+        item->source->prefetch(item->seam.toFrame - item->seam.frames, item->seam.frames);
 }
 
 void PlayerNode::stopCompletionThread()

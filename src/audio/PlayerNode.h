@@ -13,6 +13,14 @@
 #include <thread>
 #include <vector>
 
+// Where a segment's end jumps to (a loop back to its start, a head into its loop): the last
+// `frames` frames are cross-faded, at equal power, with the source frames leading up to
+// `toFrame`, so the jump makes no click and every pass keeps its exact length.
+struct SegmentSeam {
+    int64_t toFrame = -1;
+    int frames = 0;
+};
+
 // Plays scheduled buffers and source segments one after the other, sample-exactly, to a render
 // thread that pulls it.
 //
@@ -28,16 +36,20 @@ class PlayerNode : public AudioRenderSource {
 public:
     enum Option : uint32_t { Loops = 1, Interrupts = 2 };
     enum class Ending { Consumed, Dropped };
-    using Completion = std::function<void(Ending)>;
-
-    static constexpr int kMaxChannels = 8;
+    struct Ended {
+        Ending how;
+        int64_t sampleTime; // the time line when the item ended, for telling when its last frame is heard
+    };
+    using Completion = std::function<void(const Ended&)>;
+    using Seam = SegmentSeam;
 
     explicit PlayerNode(int channelCount = 2, int maxScheduled = 64);
     ~PlayerNode() override;
     PlayerNode(const PlayerNode&) = delete;
     PlayerNode& operator=(const PlayerNode&) = delete;
 
-    // While nothing renders (the graph is stopped): the channel count of every later render.
+    // While nothing renders (the graph is stopped): the channel count of every later render, any
+    // number the source has.
     void setChannelCount(int channels);
     int channelCount() const override { return m_channelCount.load(std::memory_order_acquire); }
 
@@ -46,8 +58,9 @@ public:
     // before it and plays at once. False when too many items are outstanding.
     bool scheduleBuffer(std::shared_ptr<const AudioBuffer> buffer, uint32_t options = 0, Completion completion = {});
     // Plays frames [startFrame, startFrame + frameCount) of the source; ends early at its end.
+    // Options as for buffers; a looping segment seams back to its own start.
     bool scheduleSegment(std::shared_ptr<const FrameSource> source, int64_t startFrame, int64_t frameCount,
-                         Completion completion = {});
+                         uint32_t options = 0, Completion completion = {}, Seam seam = {});
 
     void play();
     // Halts output; keeps the schedule and the sample time line.
@@ -65,26 +78,38 @@ public:
     int64_t sampleTime() const;
 
     void render(float* const* out, int frames) override;
+    double lastRenderTime() const override { return double(m_lastRenderStart); }
+    bool playedLastRender() const override { return m_playedLast; }
+    bool startedStreamLastRender() const override { return m_startedLast; }
+    uint32_t renderEpoch() const { return m_renderEpoch; }
+    // Bumped by every stop(); a render stamped with another epoch belongs to an earlier play.
+    uint32_t epoch() const { return m_epoch.load(std::memory_order_acquire); }
 
     // Runs the completion handlers of finished or dropped items and releases them. Returns how
     // many were handled. Not real-time; safe from any thread, serialised internally.
     int processCompletions();
     void startCompletionThread();
     void stopCompletionThread();
+    // Makes resident the source frames the playing segment reaches next (and its loop start), so
+    // the render thread never waits for the disk. Not real-time; the completion thread calls it.
+    void prefetchAhead(int64_t frames);
 
 private:
     struct Item;
     struct Report {
         Item* item;
         Ending ending;
+        int64_t sampleTime;
     };
 
     bool enqueue(Item* item);
     void drainCommands(uint32_t epoch);
     void dropOlderThan(uint32_t epoch);
     void dropAll();
-    void report(Item* item, Ending ending);
+    void report(Item* item, Ending ending, int64_t sampleTime);
     int copyFrom(Item& item, float* const* out, int offset, int frames, int channels);
+    int readSegment(Item& item, float* const* dst, int frames, int channels);
+    void crossfadeSeam(const Item& item, int64_t cursor, float* const* dst, int frames, int channels);
     void publishTime();
 
     std::atomic<int> m_channelCount;
@@ -106,6 +131,15 @@ private:
     size_t m_count = 0;
     uint32_t m_renderEpoch = 0;
     int64_t m_frames = 0;
+    int64_t m_lastRenderStart = 0;
+    bool m_playedLast = false;
+    bool m_startedLast = false;
+    bool m_wasPlaying = false;
+    std::vector<float*> m_offsetPointers;           // made in setChannelCount
+    std::vector<std::vector<float>> m_seamScratch;  // the frames faded in at a seam
+    std::vector<float*> m_seamPointers;
+    std::atomic<Item*> m_current{nullptr};          // for the prefetcher
+    std::atomic<int64_t> m_currentFrame{0};
     std::atomic<uint64_t> m_publishedTime{0}; // epoch in the top 16 bits, frames below
 
     std::mutex m_completionMutex;

@@ -14,7 +14,7 @@ TimePitchStage::~TimePitchStage() = default;
 
 bool TimePitchStage::prepare(double sampleRate, int channels)
 {
-    if (channels < 1 || channels > kMaxChannels || sampleRate <= 0.0)
+    if (channels < 1 || sampleRate <= 0.0)
         return false;
     m_channels = channels;
     const auto options = RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionEngineFiner |
@@ -23,13 +23,20 @@ bool TimePitchStage::prepare(double sampleRate, int channels)
     m_stretcher->setMaxProcessSize(kMaxProcessFrames);
     m_inBuffers.assign(size_t(channels), std::vector<float>(kMaxProcessFrames, 0.0f));
     m_scratch.assign(size_t(channels), std::vector<float>(kMaxProcessFrames, 0.0f));
+    m_inPointers.clear();
+    m_scratchPointers.clear();
+    for (int c = 0; c < channels; ++c) {
+        m_inPointers.push_back(m_inBuffers[size_t(c)].data());
+        m_scratchPointers.push_back(m_scratch[size_t(c)].data());
+    }
+    m_outPointers.assign(size_t(channels), nullptr);
     warmUp();
     for (auto& channel : m_scratch)
         std::fill(channel.begin(), channel.end(), 0.0f);
     // Forces both ratios to be set again at the first render.
     m_appliedRate = 0.0;
     m_appliedCents = std::numeric_limits<double>::quiet_NaN();
-    m_resetRequested.store(true, std::memory_order_release);
+    m_idle = true;
     return true;
 }
 
@@ -37,11 +44,7 @@ bool TimePitchStage::prepare(double sampleRate, int channels)
 // here and not in the first render call at an extreme setting.
 void TimePitchStage::warmUp()
 {
-    std::vector<float*> in, out;
-    for (int c = 0; c < m_channels; ++c) {
-        in.push_back(m_inBuffers[size_t(c)].data());
-        out.push_back(m_scratch[size_t(c)].data());
-    }
+    std::vector<float*> in = m_inPointers, out = m_scratchPointers;
     // Pitch ratios walked in this order make the resampler grow its tables to their largest.
     const double settings[][2] = {{1.0, 0.0}, {kMinRate, kMaxCents}, {kMaxRate, -kMaxCents}, {kMinRate, -kMaxCents},
                                   {kMaxRate, kMaxCents}, {1.0, 0.0}};
@@ -76,29 +79,57 @@ void TimePitchStage::render(float* const* out, int frames)
 {
     const bool bypass = m_bypass.load(std::memory_order_relaxed) || !m_stretcher;
     if (bypass) {
-        if (m_input)
-            m_input->render(out, frames);
-        else
-            for (int c = 0; c < m_channels; ++c)
-                std::memset(out[c], 0, sizeof(float) * size_t(frames));
-        m_wasBypassed = true;
-        m_latency.store(0.0, std::memory_order_release);
+        renderInput(out, frames);
+        m_blockTime = m_input ? m_input->lastRenderTime() : 0.0;
+        m_blockRate = m_input ? m_input->lastRenderRate() : 0.0;
+        m_blockStarted = m_input && m_input->startedStreamLastRender();
+        m_idle = true;
         return;
     }
     applyParameters();
-    if (m_resetRequested.exchange(false, std::memory_order_acq_rel) || m_wasBypassed)
-        restart();
-    m_wasBypassed = false;
+    if (m_resetRequested.exchange(false, std::memory_order_acq_rel))
+        m_idle = true;
+    m_blockStarted = false;
+    if (m_idle && !startIfPlayed(out, frames))
+        return;
 
+    m_blockStartPos = m_givenOutPos;
     int produced = 0;
     while (produced < frames) {
         if (m_stretcher->available() > 0) {
             produced += retrieve(out, produced, frames - produced);
             continue;
         }
-        feed();
+        if (feed())
+            produced = 0; // a new stream began: it starts the block, the old one's part goes
     }
-    m_latency.store(m_fedFrames - m_givenOutPos, std::memory_order_release);
+    m_blockTime = m_inputBase + m_blockStartPos;
+    m_blockRate = m_appliedRate;
+}
+
+void TimePitchStage::renderInput(float* const* out, int frames)
+{
+    if (m_input)
+        m_input->render(out, frames);
+    else
+        for (int c = 0; c < m_channels; ++c)
+            std::memset(out[c], 0, sizeof(float) * size_t(frames));
+}
+
+// While idle the input is probed a whole block at a time: silence passes through, and the first
+// played block starts the stretcher, so the stream's first frame is the first it is fed.
+bool TimePitchStage::startIfPlayed(float* const* out, int frames)
+{
+    renderInput(out, frames);
+    if (!m_input || !m_input->playedLastRender()) {
+        m_blockTime = m_input ? m_input->lastRenderTime() : 0.0;
+        m_blockRate = 0.0;
+        return false;
+    }
+    restart(m_input->lastRenderTime());
+    process(out, frames);
+    m_blockStarted = true;
+    return true;
 }
 
 void TimePitchStage::applyParameters()
@@ -115,60 +146,66 @@ void TimePitchStage::applyParameters()
     }
 }
 
-void TimePitchStage::restart()
+void TimePitchStage::restart(double inputTime)
 {
     m_stretcher->reset();
     // Silence ahead of the first frame lets the analysis window reach it whole; the output's
     // matching delay is then cut, so frame 0 of the input is frame 0 of the output.
-    m_padPending = m_stretcher->getPreferredStartPad();
+    for (size_t pad = m_stretcher->getPreferredStartPad(); pad > 0;) {
+        const size_t n = std::min(pad, size_t(kMaxProcessFrames));
+        m_stretcher->process(m_scratchPointers.data(), n, false);
+        pad -= n;
+    }
     m_dropPending = m_stretcher->getStartDelay();
-    m_fedFrames = 0.0;
+    m_inputBase = inputTime;
     m_givenOutPos = 0.0;
+    m_idle = false;
 }
 
 int TimePitchStage::retrieve(float* const* out, int offset, int frames)
 {
     const size_t available = size_t(m_stretcher->available());
     if (m_dropPending > 0) {
-        float* sink[kMaxChannels];
-        for (int c = 0; c < m_channels; ++c)
-            sink[c] = m_scratch[size_t(c)].data();
         const size_t n = std::min({available, m_dropPending, size_t(kMaxProcessFrames)});
-        m_dropPending -= m_stretcher->retrieve(sink, n);
+        m_dropPending -= m_stretcher->retrieve(m_scratchPointers.data(), n);
         // The scratch doubles as the padding source: keep it silent.
         for (int c = 0; c < m_channels; ++c)
-            std::memset(sink[c], 0, sizeof(float) * n);
+            std::memset(m_scratchPointers[size_t(c)], 0, sizeof(float) * n);
         return 0;
     }
-    float* dst[kMaxChannels];
     for (int c = 0; c < m_channels; ++c)
-        dst[c] = out[c] + offset;
-    const int got = int(m_stretcher->retrieve(dst, std::min(available, size_t(frames))));
+        m_outPointers[size_t(c)] = out[c] + offset;
+    const int got = int(m_stretcher->retrieve(m_outPointers.data(), std::min(available, size_t(frames))));
     m_givenOutPos += got * m_appliedRate;
     return got;
 }
 
-void TimePitchStage::feed()
+bool TimePitchStage::feed()
 {
-    if (m_padPending > 0) {
-        const float* zeros[kMaxChannels];
-        for (int c = 0; c < m_channels; ++c)
-            zeros[c] = m_scratch[size_t(c)].data();
-        const size_t n = std::min(m_padPending, size_t(kMaxProcessFrames));
-        m_stretcher->process(zeros, n, false);
-        m_padPending -= n;
-        return;
-    }
     size_t n = m_stretcher->getSamplesRequired();
     n = std::clamp<size_t>(std::max(n == 0 ? 256 : n, size_t(m_minimumFeed)), 1, kMaxProcessFrames);
-    float* in[kMaxChannels];
-    for (int c = 0; c < m_channels; ++c)
-        in[c] = m_inBuffers[size_t(c)].data();
-    if (m_input)
-        m_input->render(in, int(n));
-    else
+    renderInput(m_inPointers.data(), int(n));
+    bool restarted = false;
+    if (m_input && m_input->startedStreamLastRender()) {
+        // A new stream began while the old one was still in the stretcher.
+        restart(m_input->lastRenderTime());
+        m_blockStartPos = 0.0;
+        m_blockStarted = true;
+        restarted = true;
+    } else if (m_input && !m_input->playedLastRender()) {
+        m_idle = true; // halted: the next block waits for a new stream
+    }
+    process(m_inPointers.data(), int(n));
+    return restarted;
+}
+
+void TimePitchStage::process(float* const* in, int frames)
+{
+    for (int done = 0; done < frames;) {
+        const int n = std::min(frames - done, kMaxProcessFrames);
         for (int c = 0; c < m_channels; ++c)
-            std::memset(in[c], 0, sizeof(float) * n);
-    m_stretcher->process(in, n, false);
-    m_fedFrames += double(n);
+            m_outPointers[size_t(c)] = in[c] + done;
+        m_stretcher->process(m_outPointers.data(), size_t(n), false);
+        done += n;
+    }
 }

@@ -17,12 +17,15 @@ class RubberBandStretcher;
 // prepare() runs on the main thread while nothing renders. The setters may be called from any
 // thread at any time; the render thread picks the values up at its next call, since the
 // stretcher takes its ratios only from the thread that feeds it.
+//
+// The stretcher starts afresh with the first played frame of each new stream (a play after a
+// stop), so nothing of a start is lost and nothing from before it is heard; while its input is
+// halted it gives the input's silence and holds no state.
 class TimePitchStage : public AudioRenderSource {
 public:
     static constexpr double kMinRate = 0.25;
     static constexpr double kMaxRate = 1.5;
     static constexpr double kMaxCents = 1200.0;
-    static constexpr int kMaxChannels = 8;
     // Largest piece handed to the stretcher at once.
     static constexpr int kMaxProcessFrames = 4096;
 
@@ -32,7 +35,7 @@ public:
     TimePitchStage& operator=(const TimePitchStage&) = delete;
 
     // Makes the stretcher and every buffer for the whole rate and pitch range. False for a
-    // channel count the stage cannot take.
+    // channel count or rate the stage cannot take.
     bool prepare(double sampleRate, int channels);
     // Non-owning; set while nothing renders. Its channel count must be the prepared one.
     void setInput(AudioRenderSource* input) { m_input = input; }
@@ -47,25 +50,26 @@ public:
     // Bypassed, the input passes straight through. Leaving bypass starts the stretcher afresh.
     void setBypass(bool bypass);
     bool isBypassed() const { return m_bypass.load(std::memory_order_relaxed); }
-    // The next render starts afresh: what the stretcher holds is dropped, and the first frame
-    // fed afterwards comes out first and whole (for a play, a seek or a new range).
+    // The stretcher starts afresh at the next played frame.
     void requestReset() { m_resetRequested.store(true, std::memory_order_release); }
-    // Input frames handed to the stretcher at least at once; 0 feeds only what it asks for. An
-    // offline pull sets kMaxProcessFrames: far fewer calls, while playing keeps its work per block
-    // small. Set while nothing renders.
+    // Input frames handed to the stretcher at least at once; 0 feeds only what it asks for. Set
+    // while nothing renders.
     void setMinimumFeedFrames(int frames) { m_minimumFeed = std::clamp(frames, 0, kMaxProcessFrames); }
 
     void render(float* const* out, int frames) override;
-
-    // Source frames pulled from the input but not yet given out, at the latest render: the
-    // frame being given out is (frames pulled − latency). 0 while bypassed.
-    double latencyFrames() const { return m_latency.load(std::memory_order_acquire); }
+    double lastRenderTime() const override { return m_blockTime; }
+    double lastRenderRate() const override { return m_blockRate; }
+    bool playedLastRender() const override { return m_blockRate > 0.0; }
+    bool startedStreamLastRender() const override { return m_blockStarted; }
 
 private:
     void applyParameters();
-    void restart();
+    void restart(double inputTime);
+    bool startIfPlayed(float* const* out, int frames);
+    void renderInput(float* const* out, int frames);
     int retrieve(float* const* out, int offset, int frames);
-    void feed();
+    bool feed();
+    void process(float* const* in, int frames);
     void warmUp();
 
     std::unique_ptr<RubberBand::RubberBandStretcher> m_stretcher;
@@ -76,17 +80,20 @@ private:
     std::atomic<double> m_cents{0.0};
     std::atomic<bool> m_bypass{false};
     std::atomic<bool> m_resetRequested{true};
-    std::atomic<double> m_latency{0.0};
     int m_minimumFeed = 0;
 
     // Render side.
+    bool m_idle = true;
     double m_appliedRate = 0.0;
     double m_appliedCents = 0.0;
-    bool m_wasBypassed = false;
-    size_t m_padPending = 0;
     size_t m_dropPending = 0;
-    double m_fedFrames = 0.0;    // source frames fed since the last restart
-    double m_givenOutPos = 0.0;  // source position of the next frame given out
+    double m_inputBase = 0.0;   // time line of the first frame fed since the restart
+    double m_givenOutPos = 0.0; // time-line frames from there to the next frame given out
+    double m_blockStartPos = 0.0;
+    double m_blockTime = 0.0;
+    double m_blockRate = 0.0;
+    bool m_blockStarted = false;
     std::vector<std::vector<float>> m_inBuffers;
     std::vector<std::vector<float>> m_scratch; // zeros to pad with, and a sink for dropped frames
+    std::vector<float*> m_inPointers, m_scratchPointers, m_outPointers;
 };

@@ -58,10 +58,29 @@ void VirtualOutput::paceLoop()
     while (m_paceActive.load()) {
         if (m_render)
             m_render(block.data(), m_blockFrames);
+        const int64_t kept = m_recorded.load(std::memory_order_relaxed);
+        const int64_t room = int64_t(m_recording.size()) / std::max(m_channels, 1) - kept;
+        const int64_t n = std::min<int64_t>(room, m_blockFrames);
+        if (n > 0) {
+            std::copy_n(block.data(), size_t(n) * size_t(m_channels), m_recording.data() + size_t(kept) * size_t(m_channels));
+            m_recorded.store(kept + n, std::memory_order_release);
+        }
         m_pulled += m_blockFrames;
         next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(period);
         std::this_thread::sleep_until(next);
     }
+}
+
+void VirtualOutput::record(int64_t frames)
+{
+    m_recording.assign(size_t(std::max<int64_t>(frames, 0)) * size_t(std::max(m_channels, 2)), 0.0f);
+    m_recorded.store(0);
+}
+
+std::vector<float> VirtualOutput::recorded() const
+{
+    const int64_t n = m_recorded.load(std::memory_order_acquire);
+    return {m_recording.begin(), m_recording.begin() + n * std::max(m_channels, 1)};
 }
 
 std::vector<float> VirtualOutput::pull(int64_t frames)

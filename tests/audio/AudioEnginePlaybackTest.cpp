@@ -41,15 +41,12 @@ TEST_F(PlaybackTest, AReadLeavesTheWholeFileAsRangeInTheModeItsLengthCallsFor)
     EXPECT_EQ(engine.len(), uint32_t(3 * kRate));
     EXPECT_EQ(engine.cursorPosition(), 0);
     EXPECT_TRUE(engine.preRoll()) << "a long file to its end plays as a segment";
-    EXPECT_EQ(engine.sampleCount(), 0u) << "and nothing is read into memory";
 
     const Signal two = sine(2 * kRate, 440);
     ASSERT_TRUE(load(two, "two.wav"));
     EXPECT_FALSE(engine.preRoll()) << "exactly two seconds is plain";
-    ASSERT_EQ(engine.sampleCount(), uint32_t(2 * kRate));
-    ASSERT_EQ(engine.channelCount(), 2);
-    for (int64_t f : {int64_t(0), int64_t(12345), int64_t(2 * kRate - 1)})
-        EXPECT_FLOAT_EQ(engine.samples()[1][f], two.at(f, 1));
+    EXPECT_EQ(engine.loopBuffer().start, 0);
+    EXPECT_EQ(engine.loopBuffer().length, 2 * kRate);
 }
 
 TEST_F(PlaybackTest, RangesPickSegmentHeadOrPlainModeAndFillTheirBuffers)
@@ -62,7 +59,7 @@ TEST_F(PlaybackTest, RangesPickSegmentHeadOrPlainModeAndFillTheirBuffers)
     EXPECT_EQ(engine.len(), 100000u);
     EXPECT_FALSE(engine.preRoll());
     EXPECT_FALSE(engine.playFromPosition());
-    EXPECT_EQ(engine.sampleCount(), 100000u);
+    EXPECT_EQ(engine.loopBuffer().length, 100000);
 
     engine.setLoop(true);
     engine.fillBufferFrom(0.2f, 0.8f, 0.5f);
@@ -71,16 +68,15 @@ TEST_F(PlaybackTest, RangesPickSegmentHeadOrPlainModeAndFillTheirBuffers)
     EXPECT_EQ(engine.from(), 20000);
     EXPECT_EQ(engine.len(), 60000u);
     EXPECT_EQ(engine.cursorPosition(), 30000);
-    ASSERT_TRUE(engine.preRollBuffer());
-    EXPECT_EQ(engine.preRollBuffer()->frameCount(), 30000);
-    EXPECT_FLOAT_EQ(engine.preRollBuffer()->channel(0)[0], source.at(50000, 0));
+    EXPECT_EQ(engine.preRollBuffer().start, 50000);
+    EXPECT_EQ(engine.preRollBuffer().length, 30000);
 
     // A playhead on the range's edge is not inside it.
     engine.fillBufferFrom(0.2f, 0.8f, 0.2f);
     EXPECT_FALSE(engine.playFromPosition());
     EXPECT_EQ(engine.cursorPosition(), 0);
-    EXPECT_EQ(engine.sampleCount(), 60000u);
-    EXPECT_FLOAT_EQ(engine.samples()[0][0], source.at(20000, 0));
+    EXPECT_EQ(engine.loopBuffer().start, 20000);
+    EXPECT_EQ(engine.loopBuffer().length, 60000);
 }
 
 TEST_F(PlaybackTest, LoopSeamsAtHalfSpeedAreAsSmoothAsTheRestOfTheSound)
@@ -307,8 +303,8 @@ TEST_F(PlaybackTest, StopInALoopSetsUpTheRestOfThePassThenTheWholeLoop)
     EXPECT_EQ(engine.from(), 20000);
     EXPECT_EQ(engine.len(), 60000u);
     EXPECT_EQ(engine.cursorPosition(), int64_t(heard - 20000.0));
-    ASSERT_TRUE(engine.preRollBuffer());
-    EXPECT_EQ(engine.preRollBuffer()->frameCount(), int64_t(80000 - int64_t(heard)));
+    EXPECT_EQ(engine.preRollBuffer().start, int64_t(heard));
+    EXPECT_EQ(engine.preRollBuffer().length, int64_t(80000 - int64_t(heard)));
     EXPECT_EQ(engine.currentSampleTime(), 20000.0) << "stopped, the position is the range's start";
 }
 

@@ -39,7 +39,6 @@ TEST_F(DeviceOutputTest, theCallbackCopiesFromTheRingInBlocksWhileStarted)
         frames.fetch_add(n);
     });
     ASSERT_TRUE(output.open(44100.0, 2));
-    EXPECT_EQ(output.latencyFrames(), DeviceOutput::kBlockFrames);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(calls.load(), 0) << "nothing is pulled before start";
 

@@ -112,7 +112,7 @@ TEST(PlayerNode, segmentThenBufferPlayInOrderAndASegmentEndsAtTheSourceEnd)
     auto source = std::make_shared<CodedSource>(1000);
     std::vector<PlayerNode::Ending> endings;
     // 300 frames asked, only 100 exist after frame 900.
-    node.scheduleSegment(source, 900, 300, [&](PlayerNode::Ending e) { endings.push_back(e); });
+    node.scheduleSegment(source, 900, 300, 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how; endings.push_back(e); });
     node.scheduleBuffer(codedBuffer(5000, 50));
     node.play();
 
@@ -135,11 +135,11 @@ TEST(PlayerNode, completionsReportConsumedInOrderAndReleaseBuffersOffTheRenderCa
     std::vector<int> order;
     auto a = codedBuffer(0, 100);
     std::weak_ptr<AudioBuffer> watchA = a;
-    node.scheduleBuffer(std::move(a), 0, [&](PlayerNode::Ending e) {
+    node.scheduleBuffer(std::move(a), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how;
         EXPECT_EQ(e, PlayerNode::Ending::Consumed);
         order.push_back(1);
     });
-    node.scheduleBuffer(codedBuffer(100, 100), 0, [&](PlayerNode::Ending e) {
+    node.scheduleBuffer(codedBuffer(100, 100), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how;
         EXPECT_EQ(e, PlayerNode::Ending::Consumed);
         order.push_back(2);
     });
@@ -160,7 +160,7 @@ TEST(PlayerNode, stopDropsEverythingScheduledIncludingItemsTheRenderThreadHasNot
 {
     PlayerNode node;
     std::vector<PlayerNode::Ending> endings;
-    auto record = [&](PlayerNode::Ending e) { endings.push_back(e); };
+    auto record = [&](const PlayerNode::Ended& ended) { const auto e = ended.how; endings.push_back(e); };
     node.scheduleBuffer(codedBuffer(0, 10), PlayerNode::Loops, record);
     node.play();
     pull(node, 25, 8);
@@ -185,8 +185,8 @@ TEST(PlayerNode, interruptsReplacesTheScheduleAtOnce)
 {
     PlayerNode node;
     int dropped = 0;
-    node.scheduleBuffer(codedBuffer(0, 1000), 0, [&](PlayerNode::Ending e) { dropped += e == PlayerNode::Ending::Dropped; });
-    node.scheduleBuffer(codedBuffer(2000, 10), 0, [&](PlayerNode::Ending e) { dropped += e == PlayerNode::Ending::Dropped; });
+    node.scheduleBuffer(codedBuffer(0, 1000), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how; dropped += e == PlayerNode::Ending::Dropped; });
+    node.scheduleBuffer(codedBuffer(2000, 10), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how; dropped += e == PlayerNode::Ending::Dropped; });
     node.play();
     pull(node, 100, 100);
     node.scheduleBuffer(codedBuffer(9000, 20), PlayerNode::Interrupts);
@@ -236,7 +236,7 @@ TEST(PlayerNode, theCompletionThreadRunsHandlersOffTheCallingThread)
     node.startCompletionThread();
     std::atomic<bool> done{false};
     std::thread::id handlerThread;
-    node.scheduleBuffer(codedBuffer(0, 10), 0, [&](PlayerNode::Ending) {
+    node.scheduleBuffer(codedBuffer(0, 10), 0, [&](const PlayerNode::Ended&) {
         handlerThread = std::this_thread::get_id();
         done = true;
     });

@@ -190,7 +190,7 @@ TEST(RealTimeRule, theRenderAndDeviceThreadsNeverTouchTheHeap)
     auto track = noise(44100 * 4, 7);
     auto source = std::make_shared<BufferSource>(track);
     std::atomic<int> completions{0};
-    auto count = [&](PlayerNode::Ending) { completions.fetch_add(1); };
+    auto count = [&](const PlayerNode::Ended&) { completions.fetch_add(1); };
     const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
     for (int step = 0; std::chrono::steady_clock::now() < until; ++step) {
         switch (step % 6) {
@@ -215,7 +215,7 @@ TEST(RealTimeRule, theRenderAndDeviceThreadsNeverTouchTheHeap)
             break;
         case 3: // segment playback of a long track
             node.stop();
-            node.scheduleSegment(source, (step * 1000) % 100000, 20000, count);
+            node.scheduleSegment(source, (step * 1000) % 100000, 20000, 0, count);
             node.scheduleBuffer(std::make_shared<AudioBuffer>(2, 100), 0, count);
             node.play();
             break;
