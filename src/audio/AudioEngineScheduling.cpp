@@ -130,10 +130,12 @@ void AudioEngine::scheduleRange(PlayerNode& node, uint64_t generation, bool repo
         if (!m_preRollBuffer.isEmpty())
             node.scheduleSegment(source, m_preRollBuffer.start, m_preRollBuffer.length, PlayerNode::Interrupts, {}, seam);
         m_loopBuffer = {m_from, int64_t(m_len)};
-        node.scheduleSegment(source, m_from, m_len, m_loop ? uint32_t(PlayerNode::Loops) : 0u, onEnd(false), seam);
+        node.scheduleSegment(source, m_from, m_len, m_loop ? uint32_t(PlayerNode::Loops) : 0u, onEnd(false),
+                             m_loop ? seam : PlayerNode::Seam{});
     } else if (!m_loopBuffer.isEmpty()) {
         node.scheduleSegment(source, m_loopBuffer.start, m_loopBuffer.length,
-                             m_loop ? PlayerNode::Loops : PlayerNode::Interrupts, onEnd(false), seam);
+                             m_loop ? PlayerNode::Loops : PlayerNode::Interrupts, onEnd(false),
+                             m_loop ? seam : PlayerNode::Seam{});
     }
 }
 

@@ -35,9 +35,10 @@ void ChannelDownmix::configure(int inputChannels, uint64_t channelMask, int maxF
     AVChannelLayout in = layoutFor(m_inputChannels, channelMask);
     AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
     // FFmpeg fills the matrix in a row stride of its own choosing: give it room for its largest.
+    // A huge maximum keeps its levels; the limiter looks after the peaks.
     const int stride = std::max(m_inputChannels, 64);
     std::vector<double> matrix(size_t(64 * stride), 0.0);
-    const bool built = swr_build_matrix2(&in, &stereo, M_SQRT1_2, M_SQRT1_2, 0.0, 0.0, 1.0, matrix.data(), stride,
+    const bool built = swr_build_matrix2(&in, &stereo, M_SQRT1_2, M_SQRT1_2, 0.0, 1e9, 1.0, matrix.data(), stride,
                                          AV_MATRIX_ENCODING_NONE, nullptr) >= 0;
     av_channel_layout_uninit(&in);
     for (int o = 0; o < 2; ++o)

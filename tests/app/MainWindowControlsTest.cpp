@@ -255,7 +255,7 @@ TEST_F(MainWindowControlsTest, TheCursorTimerRunsFromStartUntilReset)
     EXPECT_FALSE(vc->isCursorRunning());
     vc->play();
     EXPECT_TRUE(vc->isCursorRunning());
-    output().pull(44100);
+    output().pull(44100 + 2048); // past the limiter's look-ahead
     ASSERT_TRUE(waitFor([&] { return vc->timeLabel()->text() == "00:01"; }, 2000));
     vc->audioPlayerWillReset();
     EXPECT_FALSE(vc->isCursorRunning());

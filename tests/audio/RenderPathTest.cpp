@@ -1,0 +1,354 @@
+// The engine as people hear it: the render thread feeding a clock-paced output that records what
+// it consumes, with the position sampled while it plays.
+#include "EngineHarness.h"
+
+#include "audio/ExportProgress.h"
+#include "audio/Limiter.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <string>
+
+using fixtures::Signal;
+
+namespace {
+
+constexpr int kRate = EngineHarness::kRate;
+
+Signal tone(int64_t frames, const std::function<float(int64_t)>& value, int channels = 2)
+{
+    return fixtures::synthesise(kRate, channels, frames, [value](int64_t f, int) { return value(f); });
+}
+
+// 5 ms bursts of 2 kHz at 0.9 over a 200 Hz bed at `bed`.
+Signal burstsOverBed(int64_t frames, std::vector<int64_t> at, float bed = 0.0f)
+{
+    return tone(frames, [at, bed](int64_t f) {
+        for (int64_t start : at)
+            if (f >= start && f < start + 220)
+                return float(0.9 * std::sin(2 * M_PI * 2000.0 * double(f - start) / kRate));
+        return float(bed * std::sin(2 * M_PI * 200.0 * double(f) / kRate));
+    });
+}
+
+// Onsets above `threshold`, each at least `gap` frames after the one before.
+std::vector<int64_t> onsets(const std::vector<float>& x, float threshold, int64_t gap = 1000)
+{
+    std::vector<int64_t> found;
+    for (int64_t i = 0; i < int64_t(x.size()); ++i)
+        if (std::fabs(x[size_t(i)]) >= threshold && (found.empty() || i - found.back() > gap))
+            found.push_back(i);
+    return found;
+}
+
+float largestStep(const std::vector<float>& x, size_t from, size_t to)
+{
+    float step = 0.0f;
+    for (size_t i = std::max<size_t>(from, 1); i < std::min(to, x.size()); ++i)
+        step = std::max(step, std::fabs(x[i] - x[i - 1]));
+    return step;
+}
+
+int64_t residentBytes()
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("VmRSS:", 0) == 0)
+            return std::stoll(line.substr(6)) * 1024;
+    return 0;
+}
+
+struct NoProgress : ExportProgress {
+    bool done = false;
+    void setProgressBar(double) override {}
+    void hideProgressBar() override { done = true; }
+};
+
+struct RenderPathTest : ::testing::Test {
+    QTemporaryDir dir;
+    RecordingDelegate delegate;
+    AudioEngine engine{AudioEngine::Options{
+        [] { return std::make_unique<VirtualOutput>(512, 0, VirtualOutput::Pacing::RealTime); },
+        AudioGraph::Rendering::OnRenderThread, false}};
+
+    RenderPathTest() { engine.setDelegate(&delegate); }
+
+    bool load(const Signal& signal, const QString& name = QStringLiteral("track.wav"))
+    {
+        const QString path = dir.filePath(name);
+        return fixtures::writeWav(path, signal, true) && engine.readAudioDataFromURL(QUrl::fromLocalFile(path));
+    }
+    VirtualOutput& output() { return static_cast<VirtualOutput&>(engine.graph()->output()); }
+    // Before a start: what the output consumes from then on is kept.
+    void record(double seconds) { output().record(int64_t(seconds * kRate)); }
+    std::vector<float> heardLeft() { return EngineHarness::channel(output().recorded(), 0); }
+    template <typename Predicate>
+    bool waitFor(Predicate done, int timeoutMs = 5000) { return EngineHarness::waitFor(done, timeoutMs); }
+    void waitMs(int ms) { EngineHarness::waitFor([] { return false; }, ms); }
+
+    Signal exported(const QString& name, int passes = 1)
+    {
+        NoProgress progress;
+        engine.setExportProgress(&progress);
+        engine.setExportPasses(passes);
+        engine.exportToURL(QUrl::fromLocalFile(dir.filePath(name)), QStringLiteral("wav"));
+        EXPECT_TRUE(waitFor([&] { return progress.done; }, 60000));
+        engine.setExportProgress(nullptr);
+        Signal out;
+        EXPECT_TRUE(fixtures::readSoundFile(dir.filePath(name), out));
+        return out;
+    }
+};
+
+TEST_F(RenderPathTest, HeadModeStartsAtThePlayheadWithNothingLost)
+{
+    const int64_t playhead = 5 * kRate, spacing = kRate / 25; // bursts every 40 ms from the playhead
+    ASSERT_TRUE(load(burstsOverBed(10 * kRate, {playhead, playhead + spacing, playhead + 2 * spacing, playhead + 3 * spacing})));
+    engine.setLoop(true);
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        engine.fillBufferFrom(0.2f, 0.8f, 0.5f);
+        record(0.6);
+        ASSERT_TRUE(engine.playPause());
+        ASSERT_TRUE(waitFor([&] { return output().recordedFrames() >= int64_t(0.5 * kRate); }));
+        const auto heard = onsets(heardLeft(), 0.4f);
+        ASSERT_GE(heard.size(), 4u) << "attempt " << attempt;
+        EXPECT_LT(heard[0], kRate / 10) << "the first burst starts the sound";
+        for (size_t i = 1; i < 4; ++i)
+            EXPECT_NEAR(double(heard[i] - heard[i - 1]), double(spacing), 0.003 * kRate) << "attempt " << attempt;
+        EXPECT_FALSE(engine.playPause());
+    }
+}
+
+TEST_F(RenderPathTest, TheEndOfARangeIsReportedOnceItsLastFrameWasHeard)
+{
+    // A tone that fills the range [1 s, 1.5 s) exactly, silence around it.
+    ASSERT_TRUE(load(tone(3 * kRate, [](int64_t f) {
+        return f >= kRate && f < kRate * 3 / 2 ? float(0.5 * std::sin(2 * M_PI * 300.0 * double(f) / kRate)) : 0.0f;
+    })));
+    for (float speed : {0.25f, 0.5f}) {
+        delegate.finished = 0;
+        engine.fillBufferFrom(1.0f / 3.0f, 0.5f, 1.0f / 3.0f);
+        engine.setSpeed(speed);
+        record(3.0);
+        ASSERT_TRUE(engine.playPause());
+        ASSERT_TRUE(waitFor([&] { return delegate.finished > 0; }, 6000)) << "speed " << speed;
+        const int64_t heardAtReport = output().recordedFrames();
+        const auto left = heardLeft();
+        int64_t first = -1, last = -1;
+        for (int64_t i = 0; i < int64_t(left.size()); ++i)
+            if (std::fabs(left[size_t(i)]) > 0.05f) {
+                first = first < 0 ? i : first;
+                last = i;
+            }
+        ASSERT_GE(first, 0);
+        EXPECT_NEAR(double(last - first), 0.5 * kRate / speed, 0.012 * kRate) << "the whole range sounds, speed " << speed;
+        EXPECT_GE(heardAtReport, last) << "reported after the last frame was heard, speed " << speed;
+        waitMs(150);
+        EXPECT_EQ(delegate.finished, 1);
+        engine.graph()->stop();
+    }
+}
+
+TEST_F(RenderPathTest, ARestartRightAtTheEndKeepsPlaying)
+{
+    ASSERT_TRUE(load(tone(3 * kRate, [](int64_t f) { return float(0.3 * std::sin(2 * M_PI * 300.0 * double(f) / kRate)); })));
+    engine.setSpeed(0.5f);
+    const double end = 0.6 * 3 * kRate;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        delegate.finished = 0;
+        engine.fillBufferFrom(0.5f, 0.6f, 0.5f);
+        ASSERT_TRUE(engine.playPause());
+        // Within 80 ms of the end as heard at half speed: 40 ms of the track.
+        ASSERT_TRUE(waitFor([&] { return engine.currentSampleTime() >= end - 0.04 * kRate; }));
+        engine.stop();
+        engine.fillBufferFrom(0.5f, 0.6f, 0.5f);
+        ASSERT_TRUE(engine.playPause());
+        waitMs(250);
+        EXPECT_TRUE(engine.isPlaying()) << "attempt " << attempt;
+        EXPECT_EQ(delegate.finished, 0) << "the old play's end does not stop the new one, attempt " << attempt;
+        engine.stop();
+    }
+}
+
+TEST_F(RenderPathTest, DISABLED_APauseKeepsThePlaceHeardAndFadesOut)
+{
+    const int64_t burst = kRate;
+    ASSERT_TRUE(load(burstsOverBed(4 * kRate, {burst}, 0.3f)));
+    for (float speed : {0.25f, 1.5f}) {
+        engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
+        engine.setSpeed(speed);
+        record(8.0);
+        ASSERT_TRUE(engine.playPause());
+        int64_t heardAt = -1;
+        ASSERT_TRUE(waitFor([&] {
+            const auto found = onsets(heardLeft(), 0.6f);
+            heardAt = found.empty() ? -1 : found.front();
+            return heardAt >= 0;
+        }, 8000));
+        waitMs(30);
+        const int64_t consumed = output().recordedFrames();
+        EXPECT_FALSE(engine.playPause());
+        const double expected = double(burst) + double(consumed - heardAt) * speed;
+        EXPECT_NEAR(double(engine.from()), expected, 0.02 * kRate) << "speed " << speed;
+
+        const auto left = heardLeft();
+        const float bedStep = largestStep(left, size_t(heardAt) - 6000, size_t(heardAt) - 2000);
+        EXPECT_LE(largestStep(left, left.size() - 3000, left.size()), 1.5f * bedStep) << "no cut at the pause, speed " << speed;
+        EXPECT_LT(std::fabs(left.back()), 0.01f);
+    }
+}
+
+TEST_F(RenderPathTest, DISABLED_ThePlayheadIsTheSoundAndNeverStepsBack)
+{
+    std::vector<int64_t> at;
+    for (int k = 1; k <= 11; ++k)
+        at.push_back(int64_t(k) * kRate / 2);
+    ASSERT_TRUE(load(burstsOverBed(6 * kRate, at)));
+    engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
+    engine.setSpeed(1.0f);
+    record(7.0);
+    ASSERT_TRUE(engine.playPause());
+    struct Sample {
+        int64_t consumed;
+        double position;
+    };
+    std::vector<Sample> samples;
+    bool slowed = false;
+    waitFor([&] {
+        samples.push_back({output().recordedFrames(), engine.currentSampleTime()});
+        // Slowed just before a burst, so the burst falls in the time the ring was rendered at the old speed.
+        if (!slowed && samples.back().position >= 2.46 * kRate) {
+            engine.setSpeed(0.5f);
+            slowed = true;
+        }
+        return samples.back().position >= 4.2 * kRate;
+    }, 10000);
+    for (size_t i = 1; i < samples.size(); ++i)
+        ASSERT_GE(samples[i].position, samples[i - 1].position) << "a step back at sample " << i;
+
+    const auto heard = onsets(heardLeft(), 0.6f);
+    ASSERT_GE(heard.size(), 8u);
+    for (size_t k = 0; k < 8; ++k) {
+        const auto nearest = std::min_element(samples.begin(), samples.end(), [&](const Sample& a, const Sample& b) {
+            return std::llabs(a.consumed - heard[k]) < std::llabs(b.consumed - heard[k]);
+        });
+        const double rate = at[k] >= int64_t(2.5 * kRate) ? 0.5 : 1.0;
+        const double expected = double(at[k]) + double(nearest->consumed - heard[k]) * rate;
+        EXPECT_NEAR(nearest->position, expected, 0.02 * kRate) << "burst " << k;
+    }
+}
+
+// Thirty harmonics in phase: the stretcher at a slow speed lifts such material far above full scale.
+Signal pulseTrain()
+{
+    std::vector<double> one(kRate / 110);
+    double peak = 0.0;
+    for (size_t i = 0; i < one.size(); ++i) {
+        for (int h = 1; h <= 30; ++h)
+            one[i] += std::cos(2 * M_PI * 110.0 * h * double(i) / kRate);
+        peak = std::max(peak, std::fabs(one[i]));
+    }
+    return tone(4 * kRate, [one, peak](int64_t f) {
+        return float(0.95 * one[size_t(f % int64_t(one.size()))] / peak);
+    });
+}
+
+TEST_F(RenderPathTest, NothingClipsInPlaybackOrExport)
+{
+    ASSERT_TRUE(load(pulseTrain()));
+    engine.setSpeed(0.25f);
+    engine.setPitch(-300.0f);
+    engine.pitchEnable(true);
+    record(1.5);
+    ASSERT_TRUE(engine.playPause());
+    ASSERT_TRUE(waitFor([&] { return output().recordedFrames() >= int64_t(1.4 * kRate); }));
+    EXPECT_FALSE(engine.playPause());
+    const auto left = heardLeft();
+    EXPECT_LE(measure::peak(left, 0, left.size()), Limiter::kCeiling + 1e-6f);
+    EXPECT_GT(measure::peak(left, 0, left.size()), 0.5f);
+
+    engine.fillBufferFrom(0.0f, 0.25f, 0.0f);
+    const Signal out = exported(QStringLiteral("loud.wav"));
+    float peak = 0.0f;
+    for (float v : out.interleaved)
+        peak = std::max(peak, std::fabs(v));
+    EXPECT_LE(peak, Limiter::kCeiling + 1.0f / 32768.0f);
+}
+
+TEST_F(RenderPathTest, AtNeutralSettingsTheExportIsTheTrackItself)
+{
+    const Signal in = fixtures::stereoSines(kRate, kRate, 440.0, 0.5f);
+    ASSERT_TRUE(load(in));
+    const Signal out = exported(QStringLiteral("same.wav"));
+    ASSERT_EQ(out.frames(), in.frames());
+    for (int64_t f = 0; f < in.frames(); f += 7)
+        ASSERT_NEAR(out.at(f, 1), in.at(f, 1), 1.5 / 32768.0) << "frame " << f;
+}
+
+TEST_F(RenderPathTest, DISABLED_LoopSeamsNeverClickAndEveryPassKeepsItsLength)
+{
+    ASSERT_TRUE(load(tone(2 * kRate, [](int64_t f) { return float(0.5 * std::sin(2 * M_PI * 440.0 * double(f) / kRate)); })));
+    engine.setLoop(true);
+    // 0.3013 s: the sine's phase jumps by about half a cycle at the seam.
+    engine.fillBufferFrom(0.25f, 0.25f + 0.3013f / 2.0f, 0.25f);
+    const int64_t len = engine.len();
+    const Signal out = exported(QStringLiteral("loop.wav"), 4);
+    EXPECT_EQ(out.frames(), 4 * len) << "four passes, exactly";
+    std::vector<float> left(size_t(out.frames()));
+    for (int64_t f = 0; f < out.frames(); ++f)
+        left[size_t(f)] = out.at(f, 0);
+    const float material = largestStep(left, 100, size_t(len) / 2);
+    for (size_t i = 1; i < left.size(); ++i)
+        if (std::fabs(left[i] - left[i - 1]) > 1.5f * material) {
+            ADD_FAILURE() << "step " << std::fabs(left[i] - left[i - 1]) << " at " << i << " of pass length " << len;
+            break;
+        }
+}
+
+TEST_F(RenderPathTest, ALongLoopPlaysFromTheCacheNotFromACopy)
+{
+    // Five minutes of mono: a copy of the range would take 53 MB.
+    ASSERT_TRUE(load(tone(5 * 60 * kRate, [](int64_t f) { return float(0.2 * std::sin(double(f) * 0.05)); }, 1)));
+    const int64_t before = residentBytes();
+    engine.setLoop(true);
+    engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
+    ASSERT_TRUE(engine.playPause());
+    waitMs(300);
+    EXPECT_LT(residentBytes() - before, int64_t(20) << 20);
+    EXPECT_TRUE(engine.isPlaying());
+    EXPECT_FALSE(engine.playPause());
+}
+
+TEST_F(RenderPathTest, DISABLED_TracksOfManyChannelsPlayAndExportWithTheirChannels)
+{
+    for (int channels : {6, 10}) {
+        // Each channel its own frequency, so the export shows the order kept.
+        const Signal in = fixtures::synthesise(kRate, channels, kRate, [](int64_t f, int c) {
+            return float(0.3 * std::sin(2 * M_PI * (200.0 + 100.0 * c) * double(f) / kRate));
+        });
+        ASSERT_TRUE(load(in, QStringLiteral("many%1.wav").arg(channels)));
+        record(0.4);
+        ASSERT_TRUE(engine.playPause());
+        ASSERT_TRUE(waitFor([&] { return output().recordedFrames() >= int64_t(0.3 * kRate); }));
+        EXPECT_FALSE(engine.playPause());
+        const auto left = heardLeft();
+        EXPECT_GT(measure::peak(left, 0, left.size()), 0.1f) << channels << " channels heard";
+
+        engine.setSpeed(0.5f);
+        const Signal out = exported(QStringLiteral("out%1.wav").arg(channels));
+        EXPECT_EQ(out.channels, channels);
+        EXPECT_EQ(out.frames(), 2 * in.frames());
+        std::vector<float> last(size_t(out.frames()));
+        for (int64_t f = 0; f < out.frames(); ++f)
+            last[size_t(f)] = out.at(f, channels - 1);
+        EXPECT_NEAR(measure::zeroCrossingFrequency(last, 4096, last.size() - 4096, kRate), 200.0 + 100.0 * (channels - 1),
+                    2.0);
+        engine.setSpeed(1.0f);
+    }
+}
+
+} // namespace
