@@ -59,6 +59,7 @@ void PlayerNode::setChannelCount(int channels)
 {
     channels = std::max(1, channels);
     m_offsetPointers.assign(size_t(channels), nullptr);
+    m_seamReadPointers.assign(size_t(channels), nullptr);
     m_seamScratch.assign(size_t(channels), std::vector<float>(size_t(kMaxSeamFrames)));
     m_seamPointers.clear();
     for (auto& channel : m_seamScratch)
@@ -288,9 +289,10 @@ void PlayerNode::crossfadeSeam(const Item& item, int64_t cursor, float* const* d
     for (int c = 0; c < channels; ++c)
         std::memset(m_seamPointers[size_t(c)], 0, sizeof(float) * size_t(n));
     if (skip < n) {
+        // Not m_offsetPointers: `dst` may be those.
         for (int c = 0; c < channels; ++c)
-            m_offsetPointers[size_t(c)] = m_seamPointers[size_t(c)] + skip;
-        item.source->read(sourceFirst + skip, n - skip, m_offsetPointers.data());
+            m_seamReadPointers[size_t(c)] = m_seamPointers[size_t(c)] + skip;
+        item.source->read(sourceFirst + skip, n - skip, m_seamReadPointers.data());
     }
     const int at = int(first - cursor);
     for (int i = 0; i < n; ++i) {

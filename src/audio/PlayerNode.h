@@ -138,6 +138,7 @@ private:
     std::vector<float*> m_offsetPointers;           // made in setChannelCount
     std::vector<std::vector<float>> m_seamScratch;  // the frames faded in at a seam
     std::vector<float*> m_seamPointers;
+    std::vector<float*> m_seamReadPointers;
     std::atomic<Item*> m_current{nullptr};          // for the prefetcher
     std::atomic<int64_t> m_currentFrame{0};
     std::atomic<uint64_t> m_publishedTime{0}; // epoch in the top 16 bits, frames below

@@ -289,7 +289,7 @@ TEST_F(RenderPathTest, AtNeutralSettingsTheExportIsTheTrackItself)
         ASSERT_NEAR(out.at(f, 1), in.at(f, 1), 1.5 / 32768.0) << "frame " << f;
 }
 
-TEST_F(RenderPathTest, DISABLED_LoopSeamsNeverClickAndEveryPassKeepsItsLength)
+TEST_F(RenderPathTest, LoopSeamsNeverClickAndEveryPassKeepsItsLength)
 {
     ASSERT_TRUE(load(tone(2 * kRate, [](int64_t f) { return float(0.5 * std::sin(2 * M_PI * 440.0 * double(f) / kRate)); })));
     engine.setLoop(true);
@@ -323,7 +323,7 @@ TEST_F(RenderPathTest, ALongLoopPlaysFromTheCacheNotFromACopy)
     EXPECT_FALSE(engine.playPause());
 }
 
-TEST_F(RenderPathTest, DISABLED_TracksOfManyChannelsPlayAndExportWithTheirChannels)
+TEST_F(RenderPathTest, TracksOfManyChannelsPlayAndExportWithTheirChannels)
 {
     for (int channels : {6, 10}) {
         // Each channel its own frequency, so the export shows the order kept.
@@ -339,6 +339,7 @@ TEST_F(RenderPathTest, DISABLED_TracksOfManyChannelsPlayAndExportWithTheirChanne
         EXPECT_GT(measure::peak(left, 0, left.size()), 0.1f) << channels << " channels heard";
 
         engine.setSpeed(0.5f);
+        engine.fillBufferFrom(0.0f, 1.0f, 0.0f); // the pause moved the range's start
         const Signal out = exported(QStringLiteral("out%1.wav").arg(channels));
         EXPECT_EQ(out.channels, channels);
         EXPECT_EQ(out.frames(), 2 * in.frames());
