@@ -11,10 +11,12 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QFileDialog>
+#include <QDir>
 #include <QFileInfo>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QStandardPaths>
 
 void AppDelegate::registerStartDefaults(UserDefaults& defaults)
 {
@@ -206,14 +208,30 @@ bool AppDelegate::applicationOpenFile(const QString& path)
     return true;
 }
 
+QString AppDelegate::openPanelDirectory() const
+{
+    const QUrl current = m_viewController->player()->fileURL();
+    if (current.isLocalFile()) {
+        const QFileInfo folder(QFileInfo(current.toLocalFile()).absolutePath());
+        if (folder.isDir())
+            return folder.absoluteFilePath();
+    }
+    const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+    return QFileInfo(music).isDir() ? music : QDir::homePath();
+}
+
+// Qt's own dialog and a platform's report the choice through different signals; the accepted
+// dialog's selection is the one answer both give.
 void AppDelegate::openDocument()
 {
     auto* panel = new QFileDialog(m_window, tr("Open"));
     panel->setAttribute(Qt::WA_DeleteOnClose);
     panel->setFileMode(QFileDialog::ExistingFile);
     panel->setNameFilters(openPanelNameFilters());
+    panel->setDirectory(openPanelDirectory());
     panel->setWindowModality(Qt::WindowModal);
-    connect(panel, &QFileDialog::urlsSelected, this, [this](const QList<QUrl>& urls) {
+    connect(panel, &QDialog::accepted, this, [this, panel] {
+        const QList<QUrl> urls = panel->selectedUrls();
         if (!urls.isEmpty() && urls.first().isLocalFile())
             applicationOpenFile(urls.first().toLocalFile());
     });
@@ -232,7 +250,11 @@ void AppDelegate::saveDocumentAs()
     panel->selectFile(QFileInfo(m_viewController->player()->fileURL().fileName()).completeBaseName()
                       + QStringLiteral(".wav"));
     panel->setWindowModality(Qt::WindowModal);
-    connect(panel, &QFileDialog::urlSelected, this, [this](const QUrl& url) { exportToURL(url); });
+    connect(panel, &QDialog::accepted, this, [this, panel] {
+        const QList<QUrl> urls = panel->selectedUrls();
+        if (!urls.isEmpty())
+            exportToURL(urls.first());
+    });
     panel->open();
 }
 

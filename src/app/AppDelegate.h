@@ -51,6 +51,8 @@ public:
     // The last track from the defaults: bookmark first, then the URL string; empty when neither
     // names an existing file.
     QUrl restoredLastTrackURL();
+    // Where the open panel starts: the current track's folder, else the Music folder.
+    QString openPanelDirectory() const;
 
 public slots:
     void openDocument();
