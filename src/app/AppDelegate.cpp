@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/ControlFormats.h"
 #include "app/ExportProgressWindowController.h"
 #include "app/SidebarIcons.h"
 #include "app/ViewController.h"
@@ -93,7 +94,7 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     });
 
     QMenu* view = bar->addMenu(tr("&View"));
-    QAction* drawer = view->addAction(tr("Show Tone & Pitch"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc,
+    QAction* drawer = view->addAction(ControlFormats::menuText(tr("Show Tone & Pitch")), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc,
                                       [vc] { vc->showSidebar(nullptr); });
     drawer->setObjectName(QStringLiteral("showSidebar"));
 

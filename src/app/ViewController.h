@@ -112,6 +112,9 @@ public:
     // The split view's rule for where divider `index` may stand.
     double constrainSplitPosition(double proposed, int index);
     void splitViewDidResizeSubviews();
+    // A double click on a divider collapses the left panel or the drawer, never the wave.
+    bool splitViewShouldCollapseSubview(QWidget* subview) const;
+    void collapseSubview(QWidget* subview);
     void setMainMenu(QMenuBar* menuBar) { m_mainMenu = menuBar; }
     QAction* librarySidebarMenuItem() const { return m_librarySidebarMenuItem; }
 

@@ -3,6 +3,7 @@
 #include "app/ViewController.h"
 
 #include "app/BottomStripLayout.h"
+#include "app/ControlFormats.h"
 #include "app/MainView.h"
 #include "app/OpenProgressBar.h"
 #include "app/SidebarIcons.h"
@@ -63,6 +64,10 @@ QAction* firstShowSidebarItem(QMenu* menu)
     return nullptr;
 }
 
+// The left panel snaps between closed and full width, so at the narrowest window it must fit whole.
+static_assert(MainView::kMinimumWidth >= ViewController::kLeftPanelWidth + ViewController::kDefaultDrawerWidth
+                                            + WavePane::kMinimumWidth + 2);
+
 } // namespace
 
 // --- Building the view tree ---
@@ -78,6 +83,8 @@ void ViewController::buildViews()
     m_verticalSplitView = new LTSplitView(root);
     m_verticalSplitView->setConstrain([this](double proposed, int index) { return constrainSplitPosition(proposed, index); });
     connect(m_verticalSplitView, &LTSplitView::didResizeSubviews, this, &ViewController::splitViewDidResizeSubviews);
+    m_verticalSplitView->setShouldCollapse([this](QWidget* subview) { return splitViewShouldCollapseSubview(subview); });
+    connect(m_verticalSplitView, &LTSplitView::collapseRequested, this, &ViewController::collapseSubview);
 
     m_wavePane = new WavePane(m_verticalSplitView);
     m_verticalSplitView->addWidget(m_wavePane);
@@ -293,7 +300,7 @@ void ViewController::syncTonePitchMenuState()
     m_sidebarButton->setChecked(isRightDrawerOpen());
     if (!m_mainMenu)
         return;
-    const QString title = isRightDrawerOpen() ? tr("Hide Tone & Pitch") : tr("Show Tone & Pitch");
+    const QString title = ControlFormats::menuText(isRightDrawerOpen() ? tr("Hide Tone & Pitch") : tr("Show Tone & Pitch"));
     for (QAction* top : m_mainMenu->actions()) {
         if (QMenu* menu = top->menu()) {
             if (QAction* item = firstShowSidebarItem(menu)) {
@@ -326,7 +333,7 @@ void ViewController::setupLibrarySidebarMenu()
             if (candidate->property("tag").toInt() == kLibrarySidebarMenuTag)
                 item = candidate;
         if (!item) {
-            item = new QAction(tr("Show Library & Playlist"), viewMenu);
+            item = new QAction(ControlFormats::menuText(tr("Show Library & Playlist")), viewMenu);
             item->setProperty("tag", kLibrarySidebarMenuTag);
             const QList<QAction*> items = viewMenu->actions();
             QAction* before = !items.isEmpty() && items.last()->isSeparator() ? items.last() : nullptr;
@@ -348,7 +355,8 @@ void ViewController::syncLibrarySidebarMenuState()
 {
     m_leftSidebarButton->setChecked(isLeftPanelShown());
     if (m_librarySidebarMenuItem)
-        m_librarySidebarMenuItem->setText(isLeftPanelShown() ? tr("Hide Library & Playlist") : tr("Show Library & Playlist"));
+        m_librarySidebarMenuItem->setText(
+            ControlFormats::menuText(isLeftPanelShown() ? tr("Hide Library & Playlist") : tr("Show Library & Playlist")));
 }
 
 void ViewController::toggleLeftMusicPanel(QObject*)
@@ -466,6 +474,19 @@ double ViewController::constrainSplitPosition(double proposed, int index)
     m_leftPanelExpandedWidth = clampedLeftPanelWidth(m_leftPanelExpandedWidth);
     // The divider snaps: closed, or the panel's full width.
     return proposed <= kLeftPanelSnap ? 0.0 : m_leftPanelExpandedWidth;
+}
+
+bool ViewController::splitViewShouldCollapseSubview(QWidget* subview) const
+{
+    return subview && (subview == m_rightDrawer || subview == m_leftSidebarView);
+}
+
+void ViewController::collapseSubview(QWidget* subview)
+{
+    if (subview == m_leftSidebarView && isLeftPanelShown())
+        setLeftMusicPanelVisible(false, true);
+    else if (subview == m_rightDrawer && isRightDrawerOpen())
+        showSidebar(nullptr);
 }
 
 void ViewController::splitViewDidResizeSubviews()
