@@ -153,6 +153,19 @@ void AppDelegate::rebuildOpenRecentMenu()
     clear->setEnabled(!paths.isEmpty());
 }
 
+void AppDelegate::applicationWillFinishLaunching()
+{
+    QGuiApplication::setQuitOnLastWindowClosed(true);
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate, Qt::UniqueConnection);
+}
+
+void AppDelegate::applicationWillTerminate()
+{
+    // A read still running would only be waited for and thrown away.
+    m_viewController->cancelOpen();
+    m_defaults.synchronize();
+}
+
 void AppDelegate::applicationDidFinishLaunching()
 {
     const QUrl url = restoredLastTrackURL();
