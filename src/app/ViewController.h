@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 
 class QAbstractButton;
@@ -195,6 +196,9 @@ private:
     // ViewControllerTransport.cpp
     void connectControls();
     void styleControls();
+    void showPlayButtonStyle(int style);
+    // The label shows the text, and the sliders report it as their value.
+    void showValue(QLabel* label, std::initializer_list<WDSlider*> sliders, const QString& text);
     // Runs an action the way a user's move of `slider` does, with Alt as it was held.
     void connectSlider(WDSlider* slider, void (ViewController::*action)(QObject*));
     double pitchCents() const;

@@ -56,6 +56,19 @@ QPushButton* makeToggle(const QString& title, QWidget* parent)
     return button;
 }
 
+// Tells assistive technology and the tooltip what the button switches and whether it is on.
+void describeToggle(QPushButton* button, const QString& name, const QString& onWord, const QString& offWord)
+{
+    button->setAccessibleName(name);
+    const auto describe = [button, name, onWord, offWord](bool on) {
+        const QString state = on ? onWord : offWord;
+        button->setAccessibleDescription(state);
+        button->setToolTip(name + QStringLiteral(": ") + state);
+    };
+    QObject::connect(button, &QAbstractButton::toggled, button, describe);
+    describe(button->isChecked());
+}
+
 QAction* firstShowSidebarItem(QMenu* menu)
 {
     for (QAction* item : menu->actions())
@@ -136,8 +149,10 @@ void ViewController::buildRightDrawer()
         layout->addSpacing(6);
         layout->addLayout(row);
     };
-    const auto slider = [&] {
+    const auto slider = [&](const QString& name) {
         auto* s = new WDSlider(m_rightDrawer);
+        // Named before any value is shown, so the first tooltip carries the name.
+        s->setAccessibleName(name);
         s->setFixedHeight(15);
         s->setFocusPolicy(Qt::NoFocus);
         layout->addWidget(s);
@@ -151,24 +166,28 @@ void ViewController::buildRightDrawer()
     };
     m_toneButton = makeToggle(tr("Off"), m_rightDrawer);
     onOff(m_toneButton);
+    describeToggle(m_toneButton, tr("Tone"), tr("On"), tr("Off"));
     section(tr("Tone"), m_toneButton, m_toneLabel);
-    m_toneSlider = slider();
+    m_toneSlider = slider(tr("Tone"));
 
     m_pitchButton = makeToggle(tr("Off"), m_rightDrawer);
     onOff(m_pitchButton);
+    describeToggle(m_pitchButton, tr("Pitch"), tr("On"), tr("Off"));
     section(tr("Pitch"), m_pitchButton, m_pitchLabel);
-    m_pitchCoarseSlider = slider();
+    m_pitchCoarseSlider = slider(tr("Pitch (semitones)"));
     layout->addSpacing(4);
-    m_pitchFineSlider = slider();
+    m_pitchFineSlider = slider(tr("Pitch (fine)"));
 
     section(tr("Volume"), nullptr, m_volumeLabel);
-    m_volumeSlider = slider();
+    m_volumeSlider = slider(tr("Volume"));
 
     QLabel* soloValue = nullptr;
     section(tr("Solo"), nullptr, soloValue);
     auto* soloRow = new QHBoxLayout;
     m_soloLeft = makeToggle(tr("Left"), m_rightDrawer);
     m_soloRight = makeToggle(tr("Right"), m_rightDrawer);
+    describeToggle(m_soloLeft, tr("Solo Left"), tr("On"), tr("Off"));
+    describeToggle(m_soloRight, tr("Solo Right"), tr("On"), tr("Off"));
     soloRow->addWidget(m_soloLeft);
     soloRow->addWidget(m_soloRight);
     layout->addLayout(soloRow);
@@ -179,6 +198,8 @@ void ViewController::buildBottomStrip(QWidget* root)
 {
     m_speedSlider = new WDSlider(root);
     m_zoomSlider = new WDSlider(root);
+    m_speedSlider->setAccessibleName(tr("Speed"));
+    m_zoomSlider->setAccessibleName(tr("Zoom"));
     for (WDSlider* s : {m_speedSlider, m_zoomSlider})
         s->setFocusPolicy(Qt::NoFocus);
     m_playButton = new WDButtonCell(root);
@@ -196,8 +217,8 @@ void ViewController::buildBottomStrip(QWidget* root)
         b->setFocusPolicy(Qt::NoFocus);
         b->setCursor(Qt::PointingHandCursor);
     }
-    m_leftSidebarButton->setToolTip(tr("Show or hide the library and playlist"));
-    m_sidebarButton->setToolTip(tr("Show or hide Tone & Pitch"));
+    describeToggle(m_leftSidebarButton, tr("Library & Playlist"), tr("Shown"), tr("Hidden"));
+    describeToggle(m_sidebarButton, tr("Tone & Pitch"), tr("Shown"), tr("Hidden"));
     connect(m_leftSidebarButton, &QPushButton::clicked, this, [this] { toggleLeftMusicPanel(m_leftSidebarButton); });
     connect(m_sidebarButton, &QPushButton::clicked, this, [this] { showSidebar(m_sidebarButton); });
 }
