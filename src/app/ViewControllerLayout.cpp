@@ -204,7 +204,7 @@ void ViewController::buildBottomStrip(QWidget* root)
         s->setFocusPolicy(Qt::NoFocus);
     m_playButton = new WDButtonCell(root);
     m_returnButton = new WDButtonCell(root);
-    m_timeLabel = makeLabel(root, fixedFont(20));
+    m_timeLabel = makeLabel(root, fixedFont(18));
     m_durationLabel = makeLabel(root, fixedFont(12));
     m_speedLabel = makeLabel(root, fixedFont(12));
     m_zoomLabel = makeLabel(root, fixedFont(12));

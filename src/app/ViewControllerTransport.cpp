@@ -111,6 +111,8 @@ void ViewController::stop(QObject*)
         m_player->stop();
     else
         setPlayPosition(0.0f);
+    // The engine reports no end for a stop; nothing plays now.
+    showPlayButtonStyle(WDButtonCell::Play);
 }
 
 void ViewController::returnPlayPos(QObject* sender)
@@ -121,6 +123,8 @@ void ViewController::returnPlayPos(QObject* sender)
     setPlayPosition(0.0f);
     if (wasPlaying)
         play(sender);
+    else
+        showPlayButtonStyle(WDButtonCell::Play);
 }
 
 void ViewController::setPlayPosition(float fraction)

@@ -177,23 +177,30 @@ TEST_F(MainWindowControlsTest, SpeedStepsStopAtTheSliderRange)
     EXPECT_EQ(vc->speedSlider()->numberOfTickMarks(), 5);
 }
 
-TEST_F(MainWindowControlsTest, StopKeepsThePositionASecondStopGoesToTheStart)
+TEST_F(MainWindowControlsTest, StopKeepsThePositionShowsPlayAndASecondStopGoesToTheStart)
 {
     ASSERT_TRUE(load(makeTrack("a.wav", 4.0)));
-    vc->play(vc->playButton());
+    QTest::mouseClick(vc->playButton(), Qt::LeftButton);
     EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Pause);
+    EXPECT_EQ(accessibleName(vc->playButton()), "Pause");
     EXPECT_TRUE(vc->isCursorRunning());
     output().pull(44100);
     const double heard = vc->player()->currentTime();
     EXPECT_GT(heard, 0.5);
 
-    vc->stop();
+    // Playback ▸ Stop, by its shortcut.
+    press(Qt::Key_Period, Qt::ControlModifier);
     EXPECT_FALSE(vc->player()->isPlaying());
     EXPECT_NEAR(vc->player()->currentTime(), heard, 0.05);
+    EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Play) << "nothing plays after a stop";
+    EXPECT_EQ(accessibleName(vc->playButton()), "Play");
+    EXPECT_EQ(vc->playButton()->toolTip(), "Play");
 
-    vc->stop();
+    press(Qt::Key_Period, Qt::ControlModifier);
     EXPECT_NEAR(vc->player()->currentTime(), 0.0, 1e-9);
     EXPECT_EQ(vc->timeLabel()->text(), "00:00");
+    QTest::mouseClick(vc->playButton(), Qt::LeftButton);
+    EXPECT_TRUE(vc->player()->isPlaying()) << "one press plays again";
 }
 
 TEST_F(MainWindowControlsTest, ReturnRestartsFromTheStartOnlyWhenPlaying)

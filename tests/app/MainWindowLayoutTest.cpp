@@ -203,6 +203,7 @@ TEST_F(MainWindowLayoutTest, TheStripIsPlacedByItsRoutineAtEveryWidth)
         EXPECT_LT(vc->zoomSlider()->geometry().right(), vc->returnButton()->x());
         EXPECT_GT(vc->speedSlider()->x(), vc->playButton()->geometry().right());
     }
+    EXPECT_EQ(QFontInfo(vc->timeLabel()->font()).pixelSize(), 18);
 }
 
 TEST(BottomStripLayoutTest, PlacesTheStripFromTheRootAndTheControlsSizes)
