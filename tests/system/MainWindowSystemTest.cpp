@@ -95,8 +95,9 @@ void pressIn(const QString& window, const QString& keys)
     xdotool({"key", "--clearmodifiers", keys});
 }
 
-void typeAndReturn(const QString& text)
+void typeAndReturn(const QString& window, const QString& text)
 {
+    xdotool({"windowfocus", "--sync", window});
     xdotool({"type", "--delay", "15", text});
     xdotool({"key", "Return"});
 }
@@ -175,14 +176,16 @@ TEST(MainWindowSystemTest, KeysAndQtsOwnDialogOpenAndExportAndClosingTheWindowEn
     ASSERT_FALSE(main.isEmpty()) << windowTree().toStdString();
 
     pressIn(main, QStringLiteral("ctrl+o"));
-    ASSERT_FALSE(shownWindowTitled(QStringLiteral("Open")).isEmpty()) << "Ctrl+O shows the open panel";
-    typeAndReturn(track);
+    const QString openPanel = shownWindowTitled(QStringLiteral("Open"));
+    ASSERT_FALSE(openPanel.isEmpty()) << "Ctrl+O shows the open panel";
+    typeAndReturn(openPanel, track);
     EXPECT_EQ(shownWindowTitled(QStringLiteral("typed path.wav")), main) << "the title follows the opened file";
 
     pressIn(main, QStringLiteral("ctrl+shift+s"));
-    ASSERT_FALSE(shownWindowTitled(QStringLiteral("Export")).isEmpty()) << "Ctrl+Shift+S shows the save panel";
-    xdotool({"key", "--clearmodifiers", "ctrl+a"});
-    typeAndReturn(exported);
+    const QString savePanel = shownWindowTitled(QStringLiteral("Export"));
+    ASSERT_FALSE(savePanel.isEmpty()) << "Ctrl+Shift+S shows the save panel";
+    pressIn(savePanel, QStringLiteral("ctrl+a"));
+    typeAndReturn(savePanel, exported);
     fixtures::Signal written;
     QElapsedTimer clock;
     clock.start();
