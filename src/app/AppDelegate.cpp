@@ -11,8 +11,8 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QFileDialog>
 #include <QDir>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QMainWindow>
 #include <QMenuBar>
@@ -94,8 +94,8 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     });
 
     QMenu* view = bar->addMenu(tr("&View"));
-    QAction* drawer = view->addAction(ControlFormats::menuText(tr("Show Tone & Pitch")), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc,
-                                      [vc] { vc->showSidebar(nullptr); });
+    QAction* drawer = view->addAction(ControlFormats::menuText(tr("Show Tone & Pitch")),
+                                      QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc, [vc] { vc->showSidebar(nullptr); });
     drawer->setObjectName(QStringLiteral("showSidebar"));
 
     QMenu* playback = bar->addMenu(tr("&Playback"));

@@ -321,7 +321,8 @@ void ViewController::syncTonePitchMenuState()
     m_sidebarButton->setChecked(isRightDrawerOpen());
     if (!m_mainMenu)
         return;
-    const QString title = ControlFormats::menuText(isRightDrawerOpen() ? tr("Hide Tone & Pitch") : tr("Show Tone & Pitch"));
+    const QString title
+        = ControlFormats::menuText(isRightDrawerOpen() ? tr("Hide Tone & Pitch") : tr("Show Tone & Pitch"));
     for (QAction* top : m_mainMenu->actions()) {
         if (QMenu* menu = top->menu()) {
             if (QAction* item = firstShowSidebarItem(menu)) {
