@@ -9,7 +9,7 @@ packages=(
   libsndfile1-dev librubberband-dev rubberband-cli libsdl2-dev libfftw3-dev
   libsqlite3-dev libtag1-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  ffmpeg sox libsox-fmt-mp3 xvfb xauth x11-utils imagemagick pulseaudio pulseaudio-utils
+  ffmpeg sox libsox-fmt-mp3 xvfb xauth x11-utils xdotool imagemagick pulseaudio pulseaudio-utils
   python3 time
 )
 

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/ControlFormats.h"
 #include "app/ExportProgressWindowController.h"
 #include "app/SidebarIcons.h"
 #include "app/ViewController.h"
@@ -10,11 +11,13 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QStandardPaths>
 
 void AppDelegate::registerStartDefaults(UserDefaults& defaults)
 {
@@ -91,8 +94,8 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     });
 
     QMenu* view = bar->addMenu(tr("&View"));
-    QAction* drawer = view->addAction(tr("Show Tone & Pitch"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc,
-                                      [vc] { vc->showSidebar(nullptr); });
+    QAction* drawer = view->addAction(ControlFormats::menuText(tr("Show Tone & Pitch")),
+                                      QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc, [vc] { vc->showSidebar(nullptr); });
     drawer->setObjectName(QStringLiteral("showSidebar"));
 
     QMenu* playback = bar->addMenu(tr("&Playback"));
@@ -148,6 +151,19 @@ void AppDelegate::rebuildOpenRecentMenu()
     QAction* clear = m_openRecentMenu->addAction(tr("Clear Menu"), m_viewController,
                                                  &ViewController::clearRecentDocuments);
     clear->setEnabled(!paths.isEmpty());
+}
+
+void AppDelegate::applicationWillFinishLaunching()
+{
+    QGuiApplication::setQuitOnLastWindowClosed(true);
+    connect(qApp, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate, Qt::UniqueConnection);
+}
+
+void AppDelegate::applicationWillTerminate()
+{
+    // A read still running would only be waited for and thrown away.
+    m_viewController->cancelOpen();
+    m_defaults.synchronize();
 }
 
 void AppDelegate::applicationDidFinishLaunching()
@@ -206,14 +222,30 @@ bool AppDelegate::applicationOpenFile(const QString& path)
     return true;
 }
 
+QString AppDelegate::openPanelDirectory() const
+{
+    const QUrl current = m_viewController->player()->fileURL();
+    if (current.isLocalFile()) {
+        const QFileInfo folder(QFileInfo(current.toLocalFile()).absolutePath());
+        if (folder.isDir())
+            return folder.absoluteFilePath();
+    }
+    const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+    return QFileInfo(music).isDir() ? music : QDir::homePath();
+}
+
+// Qt's own dialog and a platform's report the choice through different signals; the accepted
+// dialog's selection is the one answer both give.
 void AppDelegate::openDocument()
 {
     auto* panel = new QFileDialog(m_window, tr("Open"));
     panel->setAttribute(Qt::WA_DeleteOnClose);
     panel->setFileMode(QFileDialog::ExistingFile);
     panel->setNameFilters(openPanelNameFilters());
+    panel->setDirectory(openPanelDirectory());
     panel->setWindowModality(Qt::WindowModal);
-    connect(panel, &QFileDialog::urlsSelected, this, [this](const QList<QUrl>& urls) {
+    connect(panel, &QDialog::accepted, this, [this, panel] {
+        const QList<QUrl> urls = panel->selectedUrls();
         if (!urls.isEmpty() && urls.first().isLocalFile())
             applicationOpenFile(urls.first().toLocalFile());
     });
@@ -232,7 +264,11 @@ void AppDelegate::saveDocumentAs()
     panel->selectFile(QFileInfo(m_viewController->player()->fileURL().fileName()).completeBaseName()
                       + QStringLiteral(".wav"));
     panel->setWindowModality(Qt::WindowModal);
-    connect(panel, &QFileDialog::urlSelected, this, [this](const QUrl& url) { exportToURL(url); });
+    connect(panel, &QDialog::accepted, this, [this, panel] {
+        const QList<QUrl> urls = panel->selectedUrls();
+        if (!urls.isEmpty())
+            exportToURL(urls.first());
+    });
     panel->open();
 }
 

@@ -43,7 +43,12 @@ public:
     void setProgressBar(double fraction) override;
     void hideProgressBar() override;
 
+    // Closing the last window ends the application, as on every Linux desktop: a process with no
+    // window could not be reached again.
+    void applicationWillFinishLaunching();
     void applicationDidFinishLaunching();
+    // Runs as the event loop ends, before anything is torn down.
+    void applicationWillTerminate();
     // Brings the window back and starts reading the file; the window stays usable meanwhile.
     // False when there is no such file.
     bool applicationOpenFile(const QString& path);
@@ -51,6 +56,8 @@ public:
     // The last track from the defaults: bookmark first, then the URL string; empty when neither
     // names an existing file.
     QUrl restoredLastTrackURL();
+    // Where the open panel starts: the current track's folder, else the Music folder.
+    QString openPanelDirectory() const;
 
 public slots:
     void openDocument();

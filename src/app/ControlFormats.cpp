@@ -54,4 +54,10 @@ QString zoomTextRounded(double factor)
     return QString::asprintf("%.0fx", factor);
 }
 
+QString menuText(const QString& title)
+{
+    QString text = title;
+    return text.replace(QLatin1Char('&'), QStringLiteral("&&"));
+}
+
 } // namespace ControlFormats

@@ -21,4 +21,7 @@ QString timeText(double seconds);
 QString zoomText(float factor);
 QString zoomTextRounded(double factor);
 
+// A title as a menu item must carry it: a lone '&' would mark a mnemonic, so it is doubled.
+QString menuText(const QString& title);
+
 } // namespace ControlFormats

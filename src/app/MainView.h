@@ -17,7 +17,8 @@ public:
     void setLayoutHandler(std::function<void()> handler) { m_layout = std::move(handler); }
 
     QSize sizeHint() const override { return {1100, 680}; }
-    QSize minimumSizeHint() const override { return {720, 360}; }
+    static constexpr int kMinimumWidth = 720;
+    QSize minimumSizeHint() const override { return {kMinimumWidth, 360}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -28,6 +28,11 @@ protected:
             m_offset = event->position().x();
     }
     void mouseReleaseEvent(QMouseEvent*) override {}
+    void mouseDoubleClickEvent(QMouseEvent* event) override
+    {
+        if (event->button() == Qt::LeftButton)
+            m_split->dividerDoubleClicked(m_split->indexOf(this) - 1);
+    }
     void paintEvent(QPaintEvent*) override
     {
         QPainter painter(this);
@@ -65,6 +70,19 @@ void LTSplitView::dividerDragged(int position, int index)
     const double allowed = m_constrain ? m_constrain(position, index) : position;
     setDividerPosition(int(std::lround(allowed)), index);
     emit didResizeSubviews();
+}
+
+void LTSplitView::dividerDoubleClicked(int index)
+{
+    if (!m_shouldCollapse)
+        return;
+    // The pane before the divider is asked first, as the one it usually belongs to.
+    for (QWidget* subview : {widget(index), widget(index + 1)}) {
+        if (subview && subview->isVisible() && m_shouldCollapse(subview)) {
+            emit collapseRequested(subview);
+            return;
+        }
+    }
 }
 
 void LTSplitView::setDividerPosition(int position, int index)

@@ -11,10 +11,13 @@ class LTSplitView : public QSplitter {
 public:
     // Where divider `index` (0 = the first) may stand, given where it was asked to go.
     using Constrain = std::function<double(double proposed, int index)>;
+    // Whether a double click on a divider beside `subview` collapses it.
+    using ShouldCollapse = std::function<bool(QWidget* subview)>;
 
     explicit LTSplitView(QWidget* parent = nullptr);
 
     void setConstrain(Constrain constrain) { m_constrain = std::move(constrain); }
+    void setShouldCollapse(ShouldCollapse shouldCollapse) { m_shouldCollapse = std::move(shouldCollapse); }
     // Moves divider `index` as a drag to `position` would, the rule applied.
     void moveDivider(int position, int index);
     // Moves it without the rule, for the owner's own moves.
@@ -24,6 +27,8 @@ public:
 
 signals:
     void didResizeSubviews();
+    // A double click on a divider asks the owner to collapse this pane; the owner knows how.
+    void collapseRequested(QWidget* subview);
 
 protected:
     QSplitterHandle* createHandle() override;
@@ -31,7 +36,9 @@ protected:
 private:
     friend class LTSplitHandle;
     void dividerDragged(int position, int index);
+    void dividerDoubleClicked(int index);
 
     Constrain m_constrain;
+    ShouldCollapse m_shouldCollapse;
     bool m_moving = false;
 };

@@ -117,7 +117,7 @@ bool ViewController::loadAudioSource(AudioSource&& source)
     m_audioLoaded = true;
     m_player->setLoop(false);
     // The engine's reset ended any playback without telling us.
-    m_playButton->setStyle(WDButtonCell::Play);
+    showPlayButtonStyle(WDButtonCell::Play);
     emit trackLoaded(url);
     if (url.isLocalFile())
         noteNewRecentDocumentURL(url);
@@ -182,7 +182,7 @@ void ViewController::clearRecentDocuments()
 void ViewController::audioPlayerDidFinishPlaying(AudioEngine*, bool)
 {
     if (m_view)
-        m_playButton->setStyle(WDButtonCell::Play);
+        showPlayButtonStyle(WDButtonCell::Play);
 }
 
 void ViewController::audioPlayerDidFinishSetupSuccessfully(bool flag)

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 
 class QAbstractButton;
@@ -112,6 +113,9 @@ public:
     // The split view's rule for where divider `index` may stand.
     double constrainSplitPosition(double proposed, int index);
     void splitViewDidResizeSubviews();
+    // A double click on a divider collapses the left panel or the drawer, never the wave.
+    bool splitViewShouldCollapseSubview(QWidget* subview) const;
+    void collapseSubview(QWidget* subview);
     void setMainMenu(QMenuBar* menuBar) { m_mainMenu = menuBar; }
     QAction* librarySidebarMenuItem() const { return m_librarySidebarMenuItem; }
 
@@ -192,6 +196,9 @@ private:
     // ViewControllerTransport.cpp
     void connectControls();
     void styleControls();
+    void showPlayButtonStyle(int style);
+    // The label shows the text, and the sliders report it as their value.
+    void showValue(QLabel* label, std::initializer_list<WDSlider*> sliders, const QString& text);
     // Runs an action the way a user's move of `slider` does, with Alt as it was held.
     void connectSlider(WDSlider* slider, void (ViewController::*action)(QObject*));
     double pitchCents() const;

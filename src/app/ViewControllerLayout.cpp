@@ -3,6 +3,7 @@
 #include "app/ViewController.h"
 
 #include "app/BottomStripLayout.h"
+#include "app/ControlFormats.h"
 #include "app/MainView.h"
 #include "app/OpenProgressBar.h"
 #include "app/SidebarIcons.h"
@@ -55,6 +56,19 @@ QPushButton* makeToggle(const QString& title, QWidget* parent)
     return button;
 }
 
+// Tells assistive technology and the tooltip what the button switches and whether it is on.
+void describeToggle(QPushButton* button, const QString& name, const QString& onWord, const QString& offWord)
+{
+    button->setAccessibleName(name);
+    const auto describe = [button, name, onWord, offWord](bool on) {
+        const QString state = on ? onWord : offWord;
+        button->setAccessibleDescription(state);
+        button->setToolTip(name + QStringLiteral(": ") + state);
+    };
+    QObject::connect(button, &QAbstractButton::toggled, button, describe);
+    describe(button->isChecked());
+}
+
 QAction* firstShowSidebarItem(QMenu* menu)
 {
     for (QAction* item : menu->actions())
@@ -62,6 +76,10 @@ QAction* firstShowSidebarItem(QMenu* menu)
             return item;
     return nullptr;
 }
+
+// The left panel snaps between closed and full width, so at the narrowest window it must fit whole.
+static_assert(MainView::kMinimumWidth >= ViewController::kLeftPanelWidth + ViewController::kDefaultDrawerWidth
+                                            + WavePane::kMinimumWidth + 2);
 
 } // namespace
 
@@ -78,6 +96,8 @@ void ViewController::buildViews()
     m_verticalSplitView = new LTSplitView(root);
     m_verticalSplitView->setConstrain([this](double proposed, int index) { return constrainSplitPosition(proposed, index); });
     connect(m_verticalSplitView, &LTSplitView::didResizeSubviews, this, &ViewController::splitViewDidResizeSubviews);
+    m_verticalSplitView->setShouldCollapse([this](QWidget* subview) { return splitViewShouldCollapseSubview(subview); });
+    connect(m_verticalSplitView, &LTSplitView::collapseRequested, this, &ViewController::collapseSubview);
 
     m_wavePane = new WavePane(m_verticalSplitView);
     m_verticalSplitView->addWidget(m_wavePane);
@@ -129,8 +149,10 @@ void ViewController::buildRightDrawer()
         layout->addSpacing(6);
         layout->addLayout(row);
     };
-    const auto slider = [&] {
+    const auto slider = [&](const QString& name) {
         auto* s = new WDSlider(m_rightDrawer);
+        // Named before any value is shown, so the first tooltip carries the name.
+        s->setAccessibleName(name);
         s->setFixedHeight(15);
         s->setFocusPolicy(Qt::NoFocus);
         layout->addWidget(s);
@@ -144,24 +166,28 @@ void ViewController::buildRightDrawer()
     };
     m_toneButton = makeToggle(tr("Off"), m_rightDrawer);
     onOff(m_toneButton);
+    describeToggle(m_toneButton, tr("Tone"), tr("On"), tr("Off"));
     section(tr("Tone"), m_toneButton, m_toneLabel);
-    m_toneSlider = slider();
+    m_toneSlider = slider(tr("Tone"));
 
     m_pitchButton = makeToggle(tr("Off"), m_rightDrawer);
     onOff(m_pitchButton);
+    describeToggle(m_pitchButton, tr("Pitch"), tr("On"), tr("Off"));
     section(tr("Pitch"), m_pitchButton, m_pitchLabel);
-    m_pitchCoarseSlider = slider();
+    m_pitchCoarseSlider = slider(tr("Pitch (semitones)"));
     layout->addSpacing(4);
-    m_pitchFineSlider = slider();
+    m_pitchFineSlider = slider(tr("Pitch (fine)"));
 
     section(tr("Volume"), nullptr, m_volumeLabel);
-    m_volumeSlider = slider();
+    m_volumeSlider = slider(tr("Volume"));
 
     QLabel* soloValue = nullptr;
     section(tr("Solo"), nullptr, soloValue);
     auto* soloRow = new QHBoxLayout;
     m_soloLeft = makeToggle(tr("Left"), m_rightDrawer);
     m_soloRight = makeToggle(tr("Right"), m_rightDrawer);
+    describeToggle(m_soloLeft, tr("Solo Left"), tr("On"), tr("Off"));
+    describeToggle(m_soloRight, tr("Solo Right"), tr("On"), tr("Off"));
     soloRow->addWidget(m_soloLeft);
     soloRow->addWidget(m_soloRight);
     layout->addLayout(soloRow);
@@ -172,11 +198,13 @@ void ViewController::buildBottomStrip(QWidget* root)
 {
     m_speedSlider = new WDSlider(root);
     m_zoomSlider = new WDSlider(root);
+    m_speedSlider->setAccessibleName(tr("Speed"));
+    m_zoomSlider->setAccessibleName(tr("Zoom"));
     for (WDSlider* s : {m_speedSlider, m_zoomSlider})
         s->setFocusPolicy(Qt::NoFocus);
     m_playButton = new WDButtonCell(root);
     m_returnButton = new WDButtonCell(root);
-    m_timeLabel = makeLabel(root, fixedFont(20));
+    m_timeLabel = makeLabel(root, fixedFont(18));
     m_durationLabel = makeLabel(root, fixedFont(12));
     m_speedLabel = makeLabel(root, fixedFont(12));
     m_zoomLabel = makeLabel(root, fixedFont(12));
@@ -189,8 +217,8 @@ void ViewController::buildBottomStrip(QWidget* root)
         b->setFocusPolicy(Qt::NoFocus);
         b->setCursor(Qt::PointingHandCursor);
     }
-    m_leftSidebarButton->setToolTip(tr("Show or hide the library and playlist"));
-    m_sidebarButton->setToolTip(tr("Show or hide Tone & Pitch"));
+    describeToggle(m_leftSidebarButton, tr("Library & Playlist"), tr("Shown"), tr("Hidden"));
+    describeToggle(m_sidebarButton, tr("Tone & Pitch"), tr("Shown"), tr("Hidden"));
     connect(m_leftSidebarButton, &QPushButton::clicked, this, [this] { toggleLeftMusicPanel(m_leftSidebarButton); });
     connect(m_sidebarButton, &QPushButton::clicked, this, [this] { showSidebar(m_sidebarButton); });
 }
@@ -293,7 +321,8 @@ void ViewController::syncTonePitchMenuState()
     m_sidebarButton->setChecked(isRightDrawerOpen());
     if (!m_mainMenu)
         return;
-    const QString title = isRightDrawerOpen() ? tr("Hide Tone & Pitch") : tr("Show Tone & Pitch");
+    const QString title
+        = ControlFormats::menuText(isRightDrawerOpen() ? tr("Hide Tone & Pitch") : tr("Show Tone & Pitch"));
     for (QAction* top : m_mainMenu->actions()) {
         if (QMenu* menu = top->menu()) {
             if (QAction* item = firstShowSidebarItem(menu)) {
@@ -326,7 +355,7 @@ void ViewController::setupLibrarySidebarMenu()
             if (candidate->property("tag").toInt() == kLibrarySidebarMenuTag)
                 item = candidate;
         if (!item) {
-            item = new QAction(tr("Show Library & Playlist"), viewMenu);
+            item = new QAction(ControlFormats::menuText(tr("Show Library & Playlist")), viewMenu);
             item->setProperty("tag", kLibrarySidebarMenuTag);
             const QList<QAction*> items = viewMenu->actions();
             QAction* before = !items.isEmpty() && items.last()->isSeparator() ? items.last() : nullptr;
@@ -348,7 +377,8 @@ void ViewController::syncLibrarySidebarMenuState()
 {
     m_leftSidebarButton->setChecked(isLeftPanelShown());
     if (m_librarySidebarMenuItem)
-        m_librarySidebarMenuItem->setText(isLeftPanelShown() ? tr("Hide Library & Playlist") : tr("Show Library & Playlist"));
+        m_librarySidebarMenuItem->setText(
+            ControlFormats::menuText(isLeftPanelShown() ? tr("Hide Library & Playlist") : tr("Show Library & Playlist")));
 }
 
 void ViewController::toggleLeftMusicPanel(QObject*)
@@ -466,6 +496,19 @@ double ViewController::constrainSplitPosition(double proposed, int index)
     m_leftPanelExpandedWidth = clampedLeftPanelWidth(m_leftPanelExpandedWidth);
     // The divider snaps: closed, or the panel's full width.
     return proposed <= kLeftPanelSnap ? 0.0 : m_leftPanelExpandedWidth;
+}
+
+bool ViewController::splitViewShouldCollapseSubview(QWidget* subview) const
+{
+    return subview && (subview == m_rightDrawer || subview == m_leftSidebarView);
+}
+
+void ViewController::collapseSubview(QWidget* subview)
+{
+    if (subview == m_leftSidebarView && isLeftPanelShown())
+        setLeftMusicPanelVisible(false, true);
+    else if (subview == m_rightDrawer && isRightDrawerOpen())
+        showSidebar(nullptr);
 }
 
 void ViewController::splitViewDidResizeSubviews()

@@ -76,15 +76,33 @@ void ViewController::styleControls()
         slider->setDoubleRange(0.0, 1.0);
     }
     m_pitchCoarseSlider->setNumberOfTickMarks(25);
-    m_playButton->setStyle(WDButtonCell::Play);
+    showPlayButtonStyle(WDButtonCell::Play);
     m_returnButton->setStyle(WDButtonCell::Return);
+    m_returnButton->setAccessibleName(tr("Return to Start"));
+    m_returnButton->setToolTip(tr("Return to Start"));
+}
+
+void ViewController::showPlayButtonStyle(int style)
+{
+    m_playButton->setStyle(style);
+    // Named by what a press does now.
+    const QString name = style == WDButtonCell::Pause ? tr("Pause") : tr("Play");
+    m_playButton->setAccessibleName(name);
+    m_playButton->setToolTip(name);
+}
+
+void ViewController::showValue(QLabel* label, std::initializer_list<WDSlider*> sliders, const QString& text)
+{
+    label->setText(text);
+    for (WDSlider* slider : sliders)
+        slider->setValueText(text);
 }
 
 // --- Transport ---
 
 void ViewController::play(QObject*)
 {
-    m_playButton->setStyle(m_player->playPause() ? WDButtonCell::Pause : WDButtonCell::Play);
+    showPlayButtonStyle(m_player->playPause() ? WDButtonCell::Pause : WDButtonCell::Play);
 }
 
 void ViewController::stop(QObject*)
@@ -93,6 +111,8 @@ void ViewController::stop(QObject*)
         m_player->stop();
     else
         setPlayPosition(0.0f);
+    // The engine reports no end for a stop; nothing plays now.
+    showPlayButtonStyle(WDButtonCell::Play);
 }
 
 void ViewController::returnPlayPos(QObject* sender)
@@ -103,6 +123,8 @@ void ViewController::returnPlayPos(QObject* sender)
     setPlayPosition(0.0f);
     if (wasPlaying)
         play(sender);
+    else
+        showPlayButtonStyle(WDButtonCell::Play);
 }
 
 void ViewController::setPlayPosition(float fraction)
@@ -130,7 +152,7 @@ void ViewController::setSpeed(double value)
         m_speedSlider->setDoubleValue(1.0);
         value = 1.0;
     }
-    m_speedLabel->setText(ControlFormats::speedText(value));
+    showValue(m_speedLabel, {m_speedSlider}, ControlFormats::speedText(value));
     m_player->setSpeed(float(value));
     m_speed = value;
     emit speedChanged(value);
@@ -153,7 +175,7 @@ void ViewController::setVolume(QObject* sender)
     if (!sender || m_altHeld)
         m_volumeSlider->setDoubleValue(1.0);
     const float gain = float(m_volumeSlider->doubleValue());
-    m_volumeLabel->setText(ControlFormats::volumeText(gain));
+    showValue(m_volumeLabel, {m_volumeSlider}, ControlFormats::volumeText(gain));
     m_player->setVolume(gain);
 }
 
@@ -162,7 +184,7 @@ void ViewController::setFilter(QObject* sender)
     if (!sender || m_altHeld)
         m_toneSlider->setDoubleValue(0.5);
     const float hertz = ControlFormats::toneHertz(float(m_toneSlider->doubleValue()));
-    m_toneLabel->setText(ControlFormats::toneText(hertz));
+    showValue(m_toneLabel, {m_toneSlider}, ControlFormats::toneText(hertz));
     m_player->setFilter(hertz);
     // Moving the slider switches the filter on, even when Alt brings it back to the middle.
     m_toneButton->setChecked(sender != nullptr);
@@ -194,7 +216,7 @@ void ViewController::pitch(QObject* sender)
     const double cents = pitchCents();
     m_player->setPitch(float(cents));
     m_pitchButton->setChecked(sender != nullptr);
-    m_pitchLabel->setText(ControlFormats::pitchText(cents));
+    showValue(m_pitchLabel, {m_pitchCoarseSlider, m_pitchFineSlider}, ControlFormats::pitchText(cents));
     pitchEnable();
 }
 
@@ -222,7 +244,7 @@ void ViewController::soloChannel(QObject* sender)
 void ViewController::zoom(QObject*)
 {
     const float factor = float(m_zoomSlider->doubleValue());
-    m_zoomLabel->setText(ControlFormats::zoomText(factor));
+    showValue(m_zoomLabel, {m_zoomSlider}, ControlFormats::zoomText(factor));
     if (m_zoomTarget)
         m_zoomTarget(factor);
 }
@@ -230,7 +252,7 @@ void ViewController::zoom(QObject*)
 void ViewController::setZoom(double factor)
 {
     m_zoomSlider->setDoubleValue(double(float(factor)));
-    m_zoomLabel->setText(ControlFormats::zoomTextRounded(factor));
+    showValue(m_zoomLabel, {m_zoomSlider}, ControlFormats::zoomTextRounded(factor));
 }
 
 // --- Loop ---

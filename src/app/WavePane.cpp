@@ -5,7 +5,8 @@
 WavePane::WavePane(QWidget* parent)
     : QWidget(parent)
 {
-    setMinimumWidth(200);
+    // The wave gives way first: at the window's narrowest the full left panel and the drawer still fit.
+    setMinimumWidth(kMinimumWidth);
 }
 
 void WavePane::setBackgroundColor(const QColor& color)

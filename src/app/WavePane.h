@@ -8,6 +8,8 @@
 class WavePane : public QWidget {
     Q_OBJECT
 public:
+    static constexpr int kMinimumWidth = 120;
+
     explicit WavePane(QWidget* parent = nullptr);
 
     void setBackgroundColor(const QColor& color);

@@ -57,12 +57,11 @@ int main(int argc, char** argv)
 
     QApplication app(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("lento"));
-    // Closing the window keeps the application; Window ▸ Lento or an opened file brings it back.
-    QApplication::setQuitOnLastWindowClosed(false);
 
     ViewController viewController(defaults);
     viewController.viewDidLoad();
     AppDelegate delegate(&viewController, defaults);
+    delegate.applicationWillFinishLaunching();
     QMainWindow* window = delegate.createMainWindow();
     presentAlertsAsMessageBoxes(window);
     window->show();

@@ -1,14 +1,65 @@
 #include "controls/DoubleValueSlider.h"
 
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QKeyEvent>
 #include <QWheelEvent>
 
 #include <algorithm>
 #include <cmath>
 
+// Qt's own slider interface would report the integer mirror (5000) as the value.
+class AccessibleDoubleValueSlider : public QAccessibleWidget, public QAccessibleValueInterface {
+public:
+    explicit AccessibleDoubleValueSlider(DoubleValueSlider* slider)
+        : QAccessibleWidget(slider, QAccessible::Slider)
+    {
+    }
+
+    void* interface_cast(QAccessible::InterfaceType type) override
+    {
+        if (type == QAccessible::ValueInterface)
+            return static_cast<QAccessibleValueInterface*>(this);
+        return QAccessibleWidget::interface_cast(type);
+    }
+
+    QString text(QAccessible::Text t) const override
+    {
+        if (t == QAccessible::Value)
+            return slider()->valueText().isEmpty() ? QString::number(slider()->doubleValue()) : slider()->valueText();
+        return QAccessibleWidget::text(t);
+    }
+
+    QVariant currentValue() const override { return slider()->doubleValue(); }
+    void setCurrentValue(const QVariant& value) override
+    {
+        slider()->applyUserValue(value.toDouble(), Qt::NoModifier, false);
+    }
+    QVariant maximumValue() const override { return slider()->maxValue(); }
+    QVariant minimumValue() const override { return slider()->minValue(); }
+    QVariant minimumStepSize() const override
+    {
+        return (slider()->maxValue() - slider()->minValue()) * slider()->singleStep() / DoubleValueSlider::kSteps;
+    }
+
+private:
+    DoubleValueSlider* slider() const { return static_cast<DoubleValueSlider*>(widget()); }
+};
+
+namespace {
+QAccessibleInterface* accessibleSliderFactory(const QString& className, QObject* object)
+{
+    if (className == QLatin1String("DoubleValueSlider") && object && object->isWidgetType())
+        return new AccessibleDoubleValueSlider(static_cast<DoubleValueSlider*>(object));
+    return nullptr;
+}
+} // namespace
+
 DoubleValueSlider::DoubleValueSlider(QWidget* parent)
     : QAbstractSlider(parent)
 {
+    static const bool factoryInstalled = (QAccessible::installFactory(accessibleSliderFactory), true);
+    (void)factoryInstalled;
     m_mirroring = true;
     setRange(0, kSteps);
     setSingleStep(kSteps / 100);
@@ -37,6 +88,16 @@ void DoubleValueSlider::setDoubleRange(double minValue, double maxValue)
 void DoubleValueSlider::setDoubleValue(double value)
 {
     storeDoubleValue(value);
+}
+
+void DoubleValueSlider::setValueText(const QString& text)
+{
+    if (text == m_valueText)
+        return;
+    m_valueText = text;
+    setToolTip(accessibleName().isEmpty() ? text : accessibleName() + QStringLiteral(": ") + text);
+    QAccessibleValueChangeEvent event(this, m_doubleValue);
+    QAccessible::updateAccessibility(&event);
 }
 
 double DoubleValueSlider::fraction() const

@@ -9,8 +9,12 @@
 // keyboard and wheel handling and its valueChanged(int) keep working; a change made through the
 // int side moves the double to the matching point of the range.
 //
-// Every change emits doubleValueChanged. A change made by the user (mouse, keys, wheel) also
-// emits edited, with whether Alt was held, since Alt means "back to neutral" to the owner.
+// Every change emits doubleValueChanged. A change made by the user (mouse, keys, wheel, or
+// assistive technology) also emits edited, with whether Alt was held, since Alt means "back to
+// neutral" to the owner.
+//
+// Assistive technology reads the slider by its accessible name and its value text, which the
+// owner sets to what its label shows ("75 %"), never the raw integer mirror.
 class DoubleValueSlider : public QAbstractSlider {
     Q_OBJECT
 public:
@@ -34,6 +38,10 @@ public:
     // Whether Alt was down at the last change made by the user.
     bool altWasHeld() const { return m_altWasHeld; }
 
+    QString valueText() const { return m_valueText; }
+    // Also becomes the tooltip, after the accessible name.
+    void setValueText(const QString& text);
+
 signals:
     void doubleValueChanged(double value);
     void edited(double value, bool altHeld);
@@ -48,6 +56,7 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
 
 private:
+    friend class AccessibleDoubleValueSlider;
     void storeDoubleValue(double value);
     void mirrorToInt();
     template <typename Handler>
@@ -58,4 +67,5 @@ private:
     double m_doubleValue = 0.0;
     bool m_altWasHeld = false;
     bool m_mirroring = false;
+    QString m_valueText;
 };

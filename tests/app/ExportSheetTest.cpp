@@ -35,7 +35,7 @@ struct ExportSheetTest : WindowFixture {
 
 } // namespace
 
-TEST_F(ExportSheetTest, ExportRightAfterAPauseInALoopStartsAtTheRangeAndEndsItsSheet)
+TEST_F(ExportSheetTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStartAndEndsItsSheet)
 {
     ASSERT_TRUE(load(burstTrack(3 * 44100, 1000)));
     AudioEngine* player = vc->player();
@@ -46,7 +46,10 @@ TEST_F(ExportSheetTest, ExportRightAfterAPauseInALoopStartsAtTheRangeAndEndsItsS
     EXPECT_FALSE(player->playPause()) << "paused inside the loop";
 
     const QString out = dir.filePath("export.wav");
-    delegate->exportToURL(QUrl::fromLocalFile(out));
+    press(Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+    QFileDialog* panel = shownDialog();
+    ASSERT_NE(panel, nullptr);
+    typeIntoDialog(panel, out);
     ASSERT_NE(delegate->progressWindowController(), nullptr);
     EXPECT_TRUE(delegate->progressWindowController()->isVisible());
     EXPECT_FALSE(exportItemsEnabled()) << "the export menu waits while rendering";

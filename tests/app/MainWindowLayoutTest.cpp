@@ -12,28 +12,18 @@
 namespace {
 
 struct MainWindowLayoutTest : WindowFixture {
-    QMenu* menuNamed(const QString& title)
-    {
-        for (QAction* top : window->menuBar()->actions())
-            if (top->menu() && top->text().remove('&') == title)
-                return top->menu();
-        return nullptr;
-    }
-
-    QAction* itemNamed(QMenu* menu, const QString& title)
-    {
-        for (QAction* item : menu->actions())
-            if (item->text() == title)
-                return item;
-        return nullptr;
-    }
-
     int libraryItems(QMenu* menu)
     {
         int count = 0;
         for (QAction* item : menu->actions())
             count += item->property("tag").toInt() == ViewController::kLibrarySidebarMenuTag;
         return count;
+    }
+
+    // The handle a user double-clicks: the one on the left edge of `pane`.
+    QSplitterHandle* dividerBefore(QWidget* pane)
+    {
+        return vc->verticalSplitView()->handle(vc->verticalSplitView()->indexOf(pane));
     }
 };
 
@@ -45,7 +35,7 @@ TEST_F(MainWindowLayoutTest, TheDrawerReopensAtItsWidthOrAtLeastTheDefault)
     ASSERT_NE(view, nullptr);
     EXPECT_FALSE(vc->isRightDrawerOpen()) << "the window starts with the drawer closed";
     EXPECT_EQ(vc->rightDrawerExpandedWidth(), 200.0);
-    EXPECT_TRUE(itemNamed(view, "Show Tone & Pitch"));
+    EXPECT_TRUE(itemShowing(view, "Show Tone & Pitch"));
 
     vc->showSidebar();
     settle();
@@ -55,8 +45,8 @@ TEST_F(MainWindowLayoutTest, TheDrawerReopensAtItsWidthOrAtLeastTheDefault)
     EXPECT_EQ(drawer.right(), vc->verticalSplitView()->width() - 1) << "the drawer lies at the right edge";
     EXPECT_LT(vc->wavePane()->geometry().right(), drawer.left());
     EXPECT_EQ(vc->leftSidebarView()->width(), 360);
-    EXPECT_TRUE(itemNamed(view, "Hide Tone & Pitch"));
-    EXPECT_FALSE(itemNamed(view, "Show Tone & Pitch"));
+    EXPECT_TRUE(itemShowing(view, "Hide Tone & Pitch"));
+    EXPECT_FALSE(itemShowing(view, "Show Tone & Pitch"));
 
     vc->showSidebar();
     vc->setRightDrawerExpandedWidth(150.0);
@@ -95,13 +85,13 @@ TEST_F(MainWindowLayoutTest, TheLeftDividerSnapsOpenOrClosed)
     EXPECT_FALSE(vc->leftPanelVisible());
     EXPECT_TRUE(vc->leftSidebarView()->isHidden());
     EXPECT_FALSE(defaults->boolForKey("LeftMusicPanelVisible"));
-    EXPECT_EQ(vc->librarySidebarMenuItem()->text(), "Show Library & Playlist");
+    EXPECT_EQ(shownText(vc->librarySidebarMenuItem()), "Show Library & Playlist");
 
     vc->librarySidebarMenuItem()->trigger();
     EXPECT_TRUE(vc->leftPanelVisible());
     EXPECT_EQ(vc->leftSidebarView()->width(), 360);
     EXPECT_TRUE(defaults->boolForKey("LeftMusicPanelVisible"));
-    EXPECT_EQ(vc->librarySidebarMenuItem()->text(), "Hide Library & Playlist");
+    EXPECT_EQ(shownText(vc->librarySidebarMenuItem()), "Hide Library & Playlist");
     EXPECT_EQ(vc->constrainSplitPosition(40.0, 1), 40.0) << "other dividers move freely";
 }
 
@@ -112,7 +102,7 @@ TEST_F(MainWindowLayoutTest, TheHiddenPanelStaysHiddenOnTheNextStart)
     start();
     EXPECT_FALSE(vc->leftPanelVisible());
     EXPECT_TRUE(vc->leftSidebarView()->isHidden());
-    EXPECT_EQ(vc->librarySidebarMenuItem()->text(), "Show Library & Playlist");
+    EXPECT_EQ(shownText(vc->librarySidebarMenuItem()), "Show Library & Playlist");
 }
 
 TEST_F(MainWindowLayoutTest, TheLibraryItemIsAddedOnceAheadOfATrailingSeparator)
@@ -145,26 +135,58 @@ TEST_F(MainWindowLayoutTest, TheLibraryItemIsAddedOnceAheadOfATrailingSeparator)
     EXPECT_TRUE(vc->isRightDrawerOpen());
 }
 
-TEST_F(MainWindowLayoutTest, ExportIsThirdAndClosingTheWindowKeepsTheApplication)
+TEST_F(MainWindowLayoutTest, MenusShowTheirTitlesAsWrittenWithExportThird)
 {
     const QList<QAction*> menus = window->menuBar()->actions();
     ASSERT_GE(menus.size(), 3);
-    EXPECT_EQ(menus[2]->text().remove('&'), "Export");
+    EXPECT_EQ(shownText(menus[2]), "Export");
+    QMenu* view = menuNamed("View");
+    ASSERT_NE(view, nullptr);
+    QStringList shown;
+    for (QAction* item : view->actions())
+        shown << shownText(item);
+    EXPECT_EQ(shown, QStringList({"Show Tone & Pitch", "Hide Library & Playlist"}));
+    EXPECT_TRUE(itemShowing(menuNamed("File"), "Open…"));
+    EXPECT_TRUE(itemShowing(menuNamed("Export"), "Export Range as WAV…"));
+}
 
-    QAction* close = itemNamed(menuNamed("File"), "&Close Window");
-    ASSERT_NE(close, nullptr);
-    EXPECT_EQ(close->shortcut(), QKeySequence(QKeySequence::Close));
-    close->trigger();
-    EXPECT_FALSE(window->isVisible());
-    itemNamed(menuNamed("Window"), "Lento")->trigger();
-    EXPECT_TRUE(window->isVisible());
+TEST_F(MainWindowLayoutTest, ADoubleClickOnADividerCollapsesTheSidePanelBesideIt)
+{
+    ASSERT_TRUE(vc->isLeftPanelShown());
+    QTest::mouseDClick(dividerBefore(vc->wavePane()), Qt::LeftButton);
+    settle();
+    EXPECT_TRUE(vc->leftSidebarView()->isHidden());
+    EXPECT_EQ(vc->wavePane()->x(), 0);
+    EXPECT_FALSE(defaults->boolForKey("LeftMusicPanelVisible"));
+    EXPECT_EQ(shownText(vc->librarySidebarMenuItem()), "Show Library & Playlist");
+    EXPECT_FALSE(vc->leftSidebarButton()->isChecked());
 
-    window->close();
-    const QString track = makeTrack("back.wav");
-    ASSERT_TRUE(delegate->applicationOpenFile(track));
-    EXPECT_TRUE(window->isVisible()) << "an opened file brings the window back";
-    ASSERT_TRUE(waitFor([&] { return !vc->isOpening(); }));
-    EXPECT_EQ(window->windowTitle(), "back.wav");
+    vc->showSidebar();
+    settle();
+    QTest::mouseDClick(dividerBefore(vc->rightDrawer()), Qt::LeftButton);
+    settle();
+    EXPECT_FALSE(vc->isRightDrawerOpen());
+    EXPECT_TRUE(itemShowing(menuNamed("View"), "Show Tone & Pitch"));
+    EXPECT_EQ(vc->wavePane()->width(), vc->verticalSplitView()->width()) << "the wave is never collapsed";
+}
+
+TEST_F(MainWindowLayoutTest, AtEveryWindowWidthTheLeftPanelIsClosedOrFull)
+{
+    for (bool drawer : {false, true}) {
+        if (drawer)
+            vc->showSidebar();
+        for (int width : {700, 760, 900, 1200}) {
+            window->resize(width, 600);
+            settle();
+            SCOPED_TRACE(QString("width %1, drawer %2").arg(width).arg(drawer).toStdString());
+            const QWidget* panel = vc->leftSidebarView();
+            EXPECT_TRUE(panel->isHidden() || panel->width() == 360) << panel->width() << " in " << window->width();
+            EXPECT_EQ(panel->isHidden(), !vc->leftPanelVisible());
+            if (drawer)
+                EXPECT_EQ(vc->rightDrawer()->width(), 200);
+            EXPECT_EQ(vc->verticalSplitView()->width(), vc->view()->width());
+        }
+    }
 }
 
 TEST_F(MainWindowLayoutTest, TheStripIsPlacedByItsRoutineAtEveryWidth)
@@ -181,6 +203,7 @@ TEST_F(MainWindowLayoutTest, TheStripIsPlacedByItsRoutineAtEveryWidth)
         EXPECT_LT(vc->zoomSlider()->geometry().right(), vc->returnButton()->x());
         EXPECT_GT(vc->speedSlider()->x(), vc->playButton()->geometry().right());
     }
+    EXPECT_EQ(QFontInfo(vc->timeLabel()->font()).pixelSize(), 18);
 }
 
 TEST(BottomStripLayoutTest, PlacesTheStripFromTheRootAndTheControlsSizes)

@@ -8,9 +8,14 @@
 #include "controls/WDSlider.h"
 #include "preferences/UserDefaults.h"
 
+#include <QAccessible>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFileDialog>
+#include <QLineEdit>
 #include <QMainWindow>
+#include <QMenu>
+#include <QMenuBar>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -33,7 +38,12 @@ struct WindowFixture : ::testing::Test {
         return {[] { return std::make_unique<VirtualOutput>(512, 0); }, AudioGraph::Rendering::InOutputCallback, false};
     }
 
-    void SetUp() override { start(); }
+    void SetUp() override
+    {
+        // Qt's own dialog, the one a plain X11 session without a portal shows.
+        QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+        start();
+    }
 
     void TearDown() override
     {
@@ -81,6 +91,70 @@ struct WindowFixture : ::testing::Test {
         const double f = (value - slider->minValue()) / (slider->maxValue() - slider->minValue());
         const int x = int(std::lround(WDSlider::kKnobSize / 2.0 + f * (slider->width() - WDSlider::kKnobSize)));
         QTest::mouseClick(slider, Qt::LeftButton, modifiers, QPoint(x, slider->height() / 2));
+    }
+
+    // A key pressed in the main window, as when it is the active window again.
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers)
+    {
+        window->activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window, key, modifiers);
+    }
+
+    // The dialog the window shows now, once it is up.
+    QFileDialog* shownDialog()
+    {
+        QFileDialog* shown = nullptr;
+        waitFor([&] {
+            for (QFileDialog* dialog : window->findChildren<QFileDialog*>())
+                if (dialog->isVisible())
+                    shown = dialog;
+            return shown != nullptr;
+        }, 5000);
+        return shown;
+    }
+
+    // Replaces the dialog's file name with `text` and presses Return, as a user types it.
+    static void typeIntoDialog(QFileDialog* dialog, const QString& text)
+    {
+        auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+        ASSERT_NE(name, nullptr);
+        name->setFocus();
+        QTest::keyClick(name, Qt::Key_A, Qt::ControlModifier);
+        // At a typist's pace: the dialog follows the typed folders as they appear.
+        QTest::keyClicks(name, text, Qt::NoModifier, 5);
+        QTest::keyClick(name, Qt::Key_Return);
+    }
+
+    QMenu* menuNamed(const QString& title) const
+    {
+        for (QAction* top : window->menuBar()->actions())
+            if (top->menu() && shownText(top) == title)
+                return top->menu();
+        return nullptr;
+    }
+
+    // What a menu item reads on screen and to assistive technology, mnemonic markers resolved.
+    static QString shownText(QAction* item)
+    {
+        for (QObject* host : item->associatedObjects()) {
+            auto* widget = qobject_cast<QWidget*>(host);
+            if (!qobject_cast<QMenu*>(widget) && !qobject_cast<QMenuBar*>(widget))
+                continue;
+            QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(widget);
+            const int index = widget->actions().indexOf(item);
+            if (QAccessibleInterface* child = iface && index >= 0 ? iface->child(index) : nullptr)
+                return child->text(QAccessible::Name);
+        }
+        return {};
+    }
+
+    QAction* itemShowing(QMenu* menu, const QString& text) const
+    {
+        for (QAction* item : menu->actions())
+            if (shownText(item) == text)
+                return item;
+        return nullptr;
     }
 
     template <typename Predicate>
