@@ -158,9 +158,12 @@ bool ExportRenderer::deliver(float* const* block, int frames, WavWriter& writer)
 void ExportRenderer::shape(float* const* block, int frames)
 {
     const int channels = m_settings.channels;
-    m_mixer.process(block, std::min(channels, int(MatrixMixer::kChannels)), m_mixPointers.data(), frames);
-    for (int c = 0; c < std::min(channels, int(MatrixMixer::kChannels)); ++c)
-        std::memcpy(block[c], m_mixPointers[size_t(c)], sizeof(float) * size_t(frames));
+    if (channels >= MatrixMixer::kChannels) {
+        m_mixer.process(block, MatrixMixer::kChannels, block, frames);
+    } else {
+        m_mixer.process(block, channels, m_mixPointers.data(), frames);
+        std::memcpy(block[0], m_mixPointers[0], sizeof(float) * size_t(frames));
+    }
     const float master = m_mixer.parameter(MatrixMixer::Global, MatrixMixer::kMasterElement);
     for (int c = MatrixMixer::kChannels; c < channels; ++c)
         for (int i = 0; i < frames; ++i)

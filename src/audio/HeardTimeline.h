@@ -1,6 +1,7 @@
 #pragma once
 
-#include <atomic>
+#include "audio/SeqlockHistory.h"
+
 #include <cstdint>
 
 // Ties the sound at the ear to the player's time line, so the playhead is the sound at every
@@ -10,8 +11,7 @@
 // block's first frame, the time-line frames per output frame (the speed, 0 for silence) and the
 // player's epoch. The device side tells, per callback, which ring frames it handed on; their
 // stamps are resolved there and kept as records. The frame at the ear is then the device's count
-// less its latency, advanced by the clock since the last callback. Every slot is guarded by a
-// sequence count: no side ever waits for another.
+// less its latency, advanced by the clock since the last callback. No side ever waits for another.
 class HeardTimeline {
 public:
     struct Heard {
@@ -33,23 +33,11 @@ public:
 
 private:
     struct Stamp {
-        std::atomic<uint32_t> sequence{0};
-        std::atomic<uint64_t> ringFrame{0};
-        std::atomic<double> time{0.0};
-        std::atomic<double> rate{0.0};
-        std::atomic<uint32_t> epoch{0};
+        uint64_t ringFrame;
+        double time, rate;
+        uint32_t epoch;
     };
     struct Record {
-        std::atomic<uint32_t> sequence{0};
-        std::atomic<int64_t> deviceFrame{0};
-        std::atomic<double> time{0.0};
-        std::atomic<double> rate{0.0};
-        std::atomic<uint32_t> epoch{0};
-        std::atomic<int> fromRing{0};
-        std::atomic<int> frames{0};
-        std::atomic<int64_t> clockNs{0};
-    };
-    struct RecordValue {
         int64_t deviceFrame;
         double time, rate;
         uint32_t epoch;
@@ -57,17 +45,10 @@ private:
         int64_t clockNs;
     };
 
-    static constexpr uint64_t kStamps = 256;
-    static constexpr uint64_t kRecords = 128;
-
-    bool readRecord(uint64_t index, RecordValue& value) const;
-
-    Stamp m_stamps[kStamps];
-    std::atomic<uint64_t> m_stampCount{0};
-    Record m_records[kRecords];
-    std::atomic<uint64_t> m_recordCount{0};
-    int64_t m_deviceFrames = 0; // device side only
-    double m_lastTime = 0.0;    // device side: where the last record ended
-    double m_lastRate = 0.0;
+    SeqlockHistory<Stamp, 256> m_stamps;
+    SeqlockHistory<Record, 128> m_records;
+    // Device side only.
+    int64_t m_deviceFrames = 0;
+    double m_lastTime = 0.0; // where the last record ended
     uint32_t m_lastEpoch = 0;
 };
