@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <pthread.h>
 
 VirtualOutput::VirtualOutput(int blockFrames, int64_t latencyFrames, Pacing pacing)
     : m_blockFrames(std::max(1, blockFrames)), m_latency(latencyFrames), m_pacing(pacing)
@@ -53,6 +54,8 @@ void VirtualOutput::stop()
 void VirtualOutput::paceLoop()
 {
     std::vector<float> block(size_t(m_blockFrames) * size_t(std::max(m_channels, 1)));
+    // Named once its buffer is made: from here on it is held to a device's rules.
+    pthread_setname_np(pthread_self(), "lento-output");
     const auto period = std::chrono::duration<double>(double(m_blockFrames) / m_sampleRate);
     auto next = std::chrono::steady_clock::now();
     while (m_paceActive.load()) {
@@ -69,6 +72,7 @@ void VirtualOutput::paceLoop()
         next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(period);
         std::this_thread::sleep_until(next);
     }
+    pthread_setname_np(pthread_self(), "lento-ended");
 }
 
 void VirtualOutput::record(int64_t frames)
