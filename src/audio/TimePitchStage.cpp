@@ -104,7 +104,7 @@ void TimePitchStage::render(float* const* out, int frames)
             produced = 0; // a new stream began: it starts the block, the old one's part goes
     }
     m_blockTime = m_inputBase + m_blockStartPos;
-    m_blockRate = m_appliedRate;
+    m_blockRate = (m_givenOutPos - m_blockStartPos) / double(frames);
 }
 
 void TimePitchStage::renderInput(float* const* out, int frames)
@@ -137,6 +137,11 @@ void TimePitchStage::applyParameters()
     const double rate = m_rate.load(std::memory_order_relaxed);
     const double cents = m_cents.load(std::memory_order_relaxed);
     if (rate != m_appliedRate) {
+        // What the stretcher already holds still comes out at the rate it was fed at.
+        if (m_appliedRate > 0.0) {
+            m_heldAtOldRate = std::max(0.0, m_fed - m_givenOutPos);
+            m_oldRate = m_appliedRate;
+        }
         m_stretcher->setTimeRatio(1.0 / rate);
         m_appliedRate = rate;
     }
@@ -159,6 +164,8 @@ void TimePitchStage::restart(double inputTime)
     m_dropPending = m_stretcher->getStartDelay();
     m_inputBase = inputTime;
     m_givenOutPos = 0.0;
+    m_fed = 0.0;
+    m_heldAtOldRate = 0.0;
     m_idle = false;
 }
 
@@ -176,7 +183,9 @@ int TimePitchStage::retrieve(float* const* out, int offset, int frames)
     for (int c = 0; c < m_channels; ++c)
         m_outPointers[size_t(c)] = out[c] + offset;
     const int got = int(m_stretcher->retrieve(m_outPointers.data(), std::min(available, size_t(frames))));
-    m_givenOutPos += got * m_appliedRate;
+    const double atOldRate = std::min(double(got), m_heldAtOldRate / m_oldRate);
+    m_heldAtOldRate -= atOldRate * m_oldRate;
+    m_givenOutPos += atOldRate * m_oldRate + (got - atOldRate) * m_appliedRate;
     return got;
 }
 
@@ -201,6 +210,7 @@ bool TimePitchStage::feed()
 
 void TimePitchStage::process(float* const* in, int frames)
 {
+    m_fed += frames;
     for (int done = 0; done < frames;) {
         const int n = std::min(frames - done, kMaxProcessFrames);
         for (int c = 0; c < m_channels; ++c)

@@ -89,6 +89,9 @@ private:
     size_t m_dropPending = 0;
     double m_inputBase = 0.0;   // time line of the first frame fed since the restart
     double m_givenOutPos = 0.0; // time-line frames from there to the next frame given out
+    double m_fed = 0.0;         // time-line frames fed since the restart
+    double m_heldAtOldRate = 0.0; // fed before the last rate change and not yet given out
+    double m_oldRate = 1.0;
     double m_blockStartPos = 0.0;
     double m_blockTime = 0.0;
     double m_blockRate = 0.0;
