@@ -65,29 +65,25 @@ TEST_F(EngineReadTest, ExactlyFourHoursLoadsAndOneFrameMoreIsRefusedWithItsAlert
     LogCapture log;
     const QUrl fourHours = wav(QStringLiteral("four.wav"), 100, 1, 1440000);
     ASSERT_TRUE(engine.readAudioDataFromURL(fourHours));
-    EXPECT_EQ(engine.fileLength(), 1440000);
     EXPECT_DOUBLE_EQ(engine.duration(), 14400.0);
     EXPECT_TRUE(recorder.alerts.isEmpty());
-    EXPECT_FALSE(log.contains(QStringLiteral("file too large!")));
 
-    const QUrl over = wav(QStringLiteral("over.wav"), 100, 1, 1440001);
-    EXPECT_FALSE(engine.readAudioDataFromURL(over));
+    EXPECT_FALSE(engine.readAudioDataFromURL(wav(QStringLiteral("over.wav"), 100, 1, 1440001)));
     EXPECT_EQ(log.count(QStringLiteral("file too large!")), 1);
     ASSERT_EQ(recorder.alerts.size(), 1);
     EXPECT_EQ(recorder.alerts[0].messageText, "Audio file too large!");
     EXPECT_EQ(recorder.alerts[0].informativeText, "The audio file can not be loaded.");
-    EXPECT_EQ(recorder.alerts[0].buttons, QStringList{"OK"});
-    EXPECT_EQ(recorder.alerts[0].style, AlertStyle::Warning);
     EXPECT_EQ(engine.fileURL(), fourHours) << "a refused file leaves the current track";
 }
 
-TEST_F(EngineReadTest, RefusedFileOfAnotherFormatLeavesTheCurrentTrackWhole)
+TEST_F(EngineReadTest, RefusedFilesLeaveTheCurrentTrackWholeAndOnlyTheLongOneAlerts)
 {
     AudioEngine engine{EngineHarness::virtualOutput()};
     AlertRecorder recorder;
+    EXPECT_FALSE(engine.readAudioDataFromURL(QUrl()));
+    EXPECT_EQ(engine.duration(), 0.0);
     const QUrl first = wav(QStringLiteral("first.wav"), 48000, 2, 96000);
     ASSERT_TRUE(engine.readAudioDataFromURL(first));
-    const int32_t bins = engine.waveData()->numBins();
     const float maxY = engine.waveData()->maxY();
 
     LogCapture log;
@@ -96,15 +92,13 @@ TEST_F(EngineReadTest, RefusedFileOfAnotherFormatLeavesTheCurrentTrackWhole)
     ASSERT_TRUE(fixtures::writeWav(empty, fixtures::synthesise(22050, 1, 0, [](int64_t, int) { return 0.f; })));
     EXPECT_FALSE(engine.readAudioDataFromURL(QUrl::fromLocalFile(empty)));
     EXPECT_TRUE(log.contains(QStringLiteral("Error alloc file buffer %1").arg(empty)));
-    EXPECT_EQ(recorder.alerts.size(), 1) << "only the file over the limit raises an alert";
+    EXPECT_FALSE(engine.readAudioDataFromURL(QUrl::fromLocalFile(dir.filePath("nothing.wav"))));
+    EXPECT_EQ(recorder.alerts.size(), 1);
 
     EXPECT_EQ(engine.fileURL(), first);
     EXPECT_EQ(engine.fileLength(), 96000);
-    EXPECT_EQ(engine.samplerate(), 48000.0);
     EXPECT_EQ(engine.inputFormat().channelCount, 2);
-    EXPECT_EQ(engine.waveData()->numBins(), bins);
     EXPECT_EQ(engine.waveData()->maxY(), maxY);
-    ASSERT_TRUE(engine.pcm());
     EXPECT_EQ(engine.pcm()->frameCount(), 96000);
 }
 
@@ -112,38 +106,15 @@ TEST_F(EngineReadTest, ANewFormatReplacesTheSourceAndTheRangeCoversTheWholeFile)
 {
     AudioEngine engine{EngineHarness::virtualOutput()};
     ASSERT_TRUE(engine.readAudioDataFromURL(wav(QStringLiteral("a.wav"), 48000, 2, 50000)));
+    engine.fillBufferFrom(0.2f, 0.4f, 0.3f);
     ASSERT_TRUE(engine.readAudioDataFromURL(wav(QStringLiteral("b.wav"), 22050, 1, 30000)));
     EXPECT_EQ(engine.samplerate(), 22050.0);
     EXPECT_EQ(engine.inputFormat().channelCount, 1);
-    EXPECT_EQ(engine.fileFormat().channelCount, 1);
     EXPECT_EQ(engine.fileLength(), 30000);
     EXPECT_EQ(engine.from(), 0);
     EXPECT_EQ(engine.len(), 30000u);
     EXPECT_EQ(engine.cursorPosition(), 0);
-    // The waveform is that of the new file: mono, so L and R agree.
     const WaveformData* wave = engine.waveData();
     ASSERT_EQ(wave->numBins(), 30000);
-    for (int i = 0; i < wave->numBins(); i += 997)
-        EXPECT_EQ(wave->binsL()[i], wave->binsR()[i]);
-}
-
-TEST_F(EngineReadTest, MissingOrNonAudioFilesAreRefusedWithoutAlert)
-{
-    AudioEngine engine{EngineHarness::virtualOutput()};
-    AlertRecorder recorder;
-    EXPECT_FALSE(engine.readAudioDataFromURL(QUrl()));
-    EXPECT_FALSE(engine.readAudioDataFromURL(QUrl::fromLocalFile(dir.filePath("nothing.wav"))));
-    QFile text(dir.filePath("notes.wav"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("these are not samples\n");
-    text.close();
-    EXPECT_FALSE(engine.readAudioDataFromURL(QUrl::fromLocalFile(text.fileName())));
-    EXPECT_TRUE(engine.fileURL().isEmpty());
-    EXPECT_EQ(engine.duration(), 0.0);
-    EXPECT_TRUE(recorder.alerts.isEmpty());
-}
-
-TEST_F(EngineReadTest, AllowedFileTypesInTheirOrder)
-{
-    EXPECT_EQ(AudioEngine::allowedFileTypes(), (QStringList{"wav", "aiff", "aif", "mp3", "m4a", "m4b", "caf"}));
+    EXPECT_EQ(wave->binsL()[997], wave->binsR()[997]) << "mono: both sides agree";
 }

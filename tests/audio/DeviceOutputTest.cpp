@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <thread>
 #include <vector>
@@ -39,6 +40,12 @@ TEST_F(DeviceOutputTest, theCallbackCopiesFromTheRingInBlocksWhileStarted)
         frames.fetch_add(n);
     });
     ASSERT_TRUE(output.open(44100.0, 2));
+    // An open device must leave Ctrl+C and a logout to the application.
+    for (int signal : {SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        sigaction(signal, nullptr, &action);
+        EXPECT_EQ(action.sa_handler, SIG_DFL) << "signal " << signal;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(calls.load(), 0) << "nothing is pulled before start";
 

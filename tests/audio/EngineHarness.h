@@ -2,6 +2,7 @@
 
 #include "audio/AudioEngine.h"
 #include "audio/AudioPlayerDelegate.h"
+#include "audio/ExportProgress.h"
 #include "audio/VirtualOutput.h"
 #include "common/AudioFixtures.h"
 #include "SignalMeasure.h"
@@ -17,8 +18,6 @@
 #include <cmath>
 #include <vector>
 
-// An engine over a virtual output that renders in its pull, so a test hears exactly what the
-// graph gives out, block by block, with no device and no clock.
 struct RecordingDelegate : AudioPlayerDelegate {
     int finished = 0;
     int setups = 0;
@@ -28,19 +27,50 @@ struct RecordingDelegate : AudioPlayerDelegate {
     void audioPlayerWillReset() override { ++resets; }
 };
 
+struct ProgressRecorder : ExportProgress {
+    std::vector<double> fractions;
+    bool hidden = false;
+    void setProgressBar(double fraction) override { fractions.push_back(fraction); }
+    void hideProgressBar() override { hidden = true; }
+};
+
 struct EngineHarness {
     static constexpr int kRate = 44100;
 
+    // Rendered in the test's own pulls: exactly what the graph gives, block by block, no clock.
     static AudioEngine::Options virtualOutput()
     {
         return {[] { return std::make_unique<VirtualOutput>(512, 0); }, AudioGraph::Rendering::InOutputCallback, false};
     }
+    // As people hear it: the render thread feeding an output that takes blocks at the clock's pace.
+    static AudioEngine::Options pacedOutput()
+    {
+        return {[] { return std::make_unique<VirtualOutput>(512, 0, VirtualOutput::Pacing::RealTime); },
+                AudioGraph::Rendering::OnRenderThread, false};
+    }
 
     QTemporaryDir dir;
     RecordingDelegate delegate;
-    AudioEngine engine{virtualOutput()};
+    ProgressRecorder progress;
+    AudioEngine engine;
 
-    EngineHarness() { engine.setDelegate(&delegate); }
+    explicit EngineHarness(AudioEngine::Options options = virtualOutput()) : engine(std::move(options))
+    {
+        engine.setDelegate(&delegate);
+        engine.setExportProgress(&progress);
+    }
+
+    // Exports the current range `passes` times and reads the file back.
+    fixtures::Signal exportTo(const QString& name, int passes = 1)
+    {
+        progress = {};
+        engine.setExportPasses(passes);
+        engine.exportToURL(QUrl::fromLocalFile(dir.filePath(name)), QStringLiteral("wav"));
+        EXPECT_TRUE(waitFor([&] { return progress.hidden; }, 60000));
+        fixtures::Signal written;
+        EXPECT_TRUE(fixtures::readSoundFile(dir.filePath(name), written));
+        return written;
+    }
 
     bool load(const fixtures::Signal& signal, const QString& name = QStringLiteral("track.wav"))
     {

@@ -45,25 +45,6 @@ std::vector<float> ramp(float scale)
     return v;
 }
 
-TEST(MatrixMixer, soloTablesSendTheSoloChannelToBothSidesAndMuteTheOther)
-{
-    const auto left = ramp(1.0f), right = ramp(-0.5f);
-    const auto silence = std::vector<float>(256, 0.0f);
-    struct Case {
-        int solo;
-        const std::vector<float>& outL;
-        const std::vector<float>& outR;
-    };
-    for (const Case c : {Case{0, left, right}, Case{1, left, left}, Case{2, right, right}}) {
-        MatrixMixer m;
-        m.setParameter(MatrixMixer::Global, cross(0, 1), 0.7f); // left over from another state
-        applySolo(m, c.solo);
-        const Stereo out = mix(m, left, &right);
-        EXPECT_EQ(out.l, c.outL) << "solo " << c.solo;
-        EXPECT_EQ(out.r, c.outR) << "solo " << c.solo;
-    }
-}
-
 TEST(MatrixMixer, aMonoStreamSoundsOnBothSidesUnderEverySolo)
 {
     const auto mono = ramp(0.25f);
@@ -73,20 +54,6 @@ TEST(MatrixMixer, aMonoStreamSoundsOnBothSidesUnderEverySolo)
         const Stereo out = mix(m, mono, nullptr);
         EXPECT_EQ(out.l, mono) << "solo " << solo;
         EXPECT_EQ(out.r, mono) << "solo " << solo;
-    }
-}
-
-TEST(MatrixMixer, masterAndChannelVolumesScaleLinearly)
-{
-    const auto left = ramp(1.0f), right = ramp(2.0f);
-    MatrixMixer m;
-    m.setParameter(MatrixMixer::Global, MatrixMixer::kMasterElement, 0.5f);
-    m.setParameter(MatrixMixer::Output, 1, 0.5f);
-    m.setParameter(MatrixMixer::Global, cross(0, 1), 1.0f); // left also to the right side
-    const Stereo out = mix(m, left, &right);
-    for (size_t i = 0; i < left.size(); ++i) {
-        EXPECT_FLOAT_EQ(out.l[i], 0.5f * left[i]);
-        EXPECT_FLOAT_EQ(out.r[i], 0.5f * 0.5f * (left[i] + right[i]));
     }
 }
 

@@ -1,7 +1,5 @@
 #include "audio/PcmCache.h"
 
-#include "audio/AudioFileReader.h"
-#include "common/AudioFixtures.h"
 
 #include <QDir>
 #include <QFile>
@@ -52,72 +50,39 @@ QStringList cacheFolderEntries()
     return QDir(PcmCache::folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
 }
 
-TEST(PcmCache, InterleavedAppendsBecomeContiguousChannels)
+TEST(PcmCache, AppendsBecomeContiguousChannelsReadExactlyWithNothingLeftInTheFolder)
 {
     // Odd sizes that straddle the internal buffer's edges in every way.
     const int64_t total = 200003;
     auto cache = filledCache(3, total, {1, 7, 4093, 65537, 2, 31999});
     ASSERT_TRUE(cache);
     EXPECT_EQ(cache->channel(0), nullptr) << "no samples before finish()";
+    EXPECT_EQ(cacheFolderEntries(), QStringList());
     ASSERT_TRUE(cache->finish());
-    EXPECT_EQ(cache->channelCount(), 3);
-    EXPECT_EQ(cache->sampleRate(), 44100.0);
+    EXPECT_EQ(cacheFolderEntries(), QStringList()) << "the files are unlinked";
     ASSERT_EQ(cache->frameCount(), total);
     for (int c = 0; c < 3; ++c) {
-        const float* samples = cache->channel(c);
-        ASSERT_NE(samples, nullptr);
         int64_t wrong = 0;
         for (int64_t f = 0; f < total; ++f)
-            wrong += samples[f] != sampleAt(f, c);
+            wrong += cache->channel(c)[f] != sampleAt(f, c);
         EXPECT_EQ(wrong, 0) << "channel " << c;
     }
     EXPECT_EQ(cache->channel(3), nullptr);
-}
 
-TEST(PcmCache, ReadCopiesExactRangesAndClampsAtTheEnd)
-{
-    const int64_t total = 70001;
-    auto cache = filledCache(2, total, {999});
-    ASSERT_TRUE(cache);
-    std::vector<float> left(100, -1.0f), right(100, -1.0f);
-    float* out[] = {left.data(), right.data()};
-    EXPECT_EQ(cache->read(0, 10, out), 0) << "nothing to read before finish()";
-    ASSERT_TRUE(cache->finish());
-
-    const auto expectFrames = [&](int64_t start, int64_t count) {
-        for (int64_t i = 0; i < count; ++i) {
-            EXPECT_EQ(left[size_t(i)], sampleAt(start + i, 0)) << start + i;
-            EXPECT_EQ(right[size_t(i)], sampleAt(start + i, 1)) << start + i;
-        }
-    };
-    ASSERT_EQ(cache->read(0, 1, out), 1);
-    expectFrames(0, 1);
-    EXPECT_EQ(left[1], -1.0f) << "wrote past the count";
-    ASSERT_EQ(cache->read(total - 1, 1, out), 1);
-    expectFrames(total - 1, 1);
-    ASSERT_EQ(cache->read(65530, 20, out), 20); // across a write-buffer boundary
-    expectFrames(65530, 20);
-
-    std::fill(left.begin(), left.end(), -1.0f);
-    ASSERT_EQ(cache->read(total - 5, 100, out), 5);
-    expectFrames(total - 5, 5);
-    EXPECT_EQ(left[5], -1.0f) << "a clamped read wrote past the end";
-
-    EXPECT_EQ(cache->read(total, 10, out), 0);
-    EXPECT_EQ(cache->read(-1, 10, out), 0);
-    EXPECT_EQ(cache->read(10, 0, out), 0);
-}
-
-TEST(PcmCache, LeavesNothingVisibleInTheCacheFolder)
-{
-    auto cache = filledCache(2, 100000, {4096});
-    ASSERT_TRUE(cache);
-    EXPECT_TRUE(QDir(PcmCache::folder()).exists());
-    EXPECT_EQ(cacheFolderEntries(), QStringList());
-    ASSERT_TRUE(cache->finish());
-    EXPECT_EQ(cacheFolderEntries(), QStringList());
-    cache.reset();
-    EXPECT_EQ(cacheFolderEntries(), QStringList());
+    std::vector<float> out[3];
+    float* pointers[3];
+    for (int c = 0; c < 3; ++c)
+        pointers[c] = (out[c] = std::vector<float>(100, -1.0f)).data();
+    // Across a write-buffer boundary, then clamped at the end, then outside.
+    for (const auto& [start, count, got] : {std::tuple{int64_t(65530), 20, 20}, std::tuple{total - 5, 100, 5}}) {
+        ASSERT_EQ(cache->read(start, count, pointers), got);
+        for (int64_t i = 0; i < got; ++i)
+            ASSERT_EQ(out[2][size_t(i)], sampleAt(start + i, 2)) << start + i;
+    }
+    EXPECT_EQ(out[0][20], -1.0f) << "a read wrote past what it was asked for";
+    EXPECT_EQ(cache->read(total, 10, pointers), 0);
+    EXPECT_EQ(cache->read(-1, 10, pointers), 0);
+    cache->prefetch(total - 10, 1000); // clamped, not past the mapping
 }
 
 // The file-size limit stands in for a full disk: writes past it fail with EFBIG.
@@ -131,51 +96,27 @@ TEST(PcmCache, AFullDiskFailsCleanly)
     rlimit small = saved;
     small.rlim_cur = 1 << 20;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-
     const std::vector<float> block = interleavedFrames(0, 100000, 1);
     bool ok = true;
     for (int i = 0; i < 5 && ok; ++i) // 2 MB in all
         ok = cache->append(block.data(), 100000);
     const bool finished = ok && cache->finish();
-
     setrlimit(RLIMIT_FSIZE, &saved);
     std::signal(SIGXFSZ, previousHandler);
 
     EXPECT_FALSE(finished);
     EXPECT_TRUE(cache->error().startsWith(QStringLiteral("Could not write the decoded audio to the cache")))
         << cache->error().toStdString();
-    // Unusable from then on.
-    EXPECT_FALSE(cache->append(block.data(), 1));
+    EXPECT_FALSE(cache->append(block.data(), 1)) << "unusable from then on";
     EXPECT_FALSE(cache->finish());
     EXPECT_EQ(cache->channel(0), nullptr);
-    float sample = 0;
-    float* out[] = {&sample};
-    EXPECT_EQ(cache->read(0, 1, out), 0);
 }
 
-TEST(PcmCache, AnEmptyTrackAndAppendsAfterFinish)
-{
-    auto cache = PcmCache::create(2, 22050.0);
-    ASSERT_TRUE(cache);
-    ASSERT_TRUE(cache->finish());
-    EXPECT_EQ(cache->frameCount(), 0);
-    EXPECT_EQ(cache->channel(0), nullptr);
-
-    auto full = filledCache(1, 10, {10});
-    ASSERT_TRUE(full && full->finish());
-    const float more[] = {1.0f};
-    EXPECT_FALSE(full->append(more, 1));
-    EXPECT_FALSE(full->error().isEmpty());
-    EXPECT_EQ(full->frameCount(), 10);
-    EXPECT_EQ(full->channel(0)[9], sampleAt(9, 0)) << "a refused append must leave the track as it was";
-}
-
-TEST(PcmCache, RefusesWhatItCanNotHold)
+TEST(PcmCache, RefusesWhatItCanNotHoldAndKeepsAFinishedTrackAsItIs)
 {
     QString error;
     EXPECT_EQ(PcmCache::create(0, 44100.0, &error), nullptr);
     EXPECT_FALSE(error.isEmpty());
-
     // A cache folder whose parent is a file can not be made.
     const QByteArray savedCache = qgetenv("XDG_CACHE_HOME");
     QTemporaryDir dir;
@@ -183,33 +124,20 @@ TEST(PcmCache, RefusesWhatItCanNotHold)
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
     blocker.close();
     qputenv("XDG_CACHE_HOME", QFile::encodeName(dir.filePath("file")));
-    error.clear();
-    const auto cache = PcmCache::create(2, 44100.0, &error);
+    const auto refused = PcmCache::create(2, 44100.0, &error);
     qputenv("XDG_CACHE_HOME", savedCache);
-    EXPECT_EQ(cache, nullptr);
+    EXPECT_EQ(refused, nullptr);
     EXPECT_TRUE(error.startsWith(QStringLiteral("Could not make the cache folder"))) << error.toStdString();
-}
 
-TEST(PcmCache, HoldsADecodedFileSampleForSample)
-{
-    QTemporaryDir dir;
-    const fixtures::Signal source = fixtures::stereoSines(44100, 30001);
-    const QString wav = dir.filePath("a.wav"), flac = dir.filePath("a.flac");
-    ASSERT_TRUE(fixtures::writeWav(wav, source, true));
-    ASSERT_TRUE(fixtures::ffmpegConvert(wav, flac, {"-sample_fmt", "s32"}));
-    fixtures::Signal pcm;
-    ASSERT_TRUE(fixtures::readSoundFile(flac, pcm));
-
-    AudioFileReader reader;
-    ASSERT_TRUE(reader.open(flac));
-    auto cache = PcmCache::create(reader.info().channelCount, reader.info().sampleRate);
-    ASSERT_TRUE(cache);
-    ASSERT_TRUE(reader.decode([&](const float* data, int64_t frames) { return cache->append(data, frames); }));
-    ASSERT_TRUE(cache->finish());
-    ASSERT_EQ(cache->frameCount(), pcm.frames());
-    for (int64_t f = 0; f < pcm.frames(); f += 997)
-        for (int c = 0; c < 2; ++c)
-            ASSERT_EQ(cache->channel(c)[f], pcm.at(f, c)) << f;
+    auto empty = PcmCache::create(2, 22050.0);
+    ASSERT_TRUE(empty && empty->finish());
+    EXPECT_EQ(empty->channel(0), nullptr);
+    auto full = filledCache(1, 10, {10});
+    ASSERT_TRUE(full && full->finish());
+    const float more[] = {1.0f};
+    EXPECT_FALSE(full->append(more, 1));
+    EXPECT_EQ(full->frameCount(), 10);
+    EXPECT_EQ(full->channel(0)[9], sampleAt(9, 0)) << "a refused append must leave the track as it was";
 }
 
 } // namespace

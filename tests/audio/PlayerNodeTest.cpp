@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -106,159 +107,68 @@ INSTANTIATE_TEST_SUITE_P(RangesAndBlocks, GaplessLoop,
                                     std::to_string(c.block);
                          });
 
-TEST(PlayerNode, segmentThenBufferPlayInOrderAndASegmentEndsAtTheSourceEnd)
+// The run of source frames [first, first + count).
+std::vector<int64_t> run(int64_t first, int64_t count)
+{
+    std::vector<int64_t> frames(static_cast<size_t>(count));
+    std::iota(frames.begin(), frames.end(), first);
+    return frames;
+}
+
+TEST(PlayerNode, itemsPlayInOrderAndReportTheirEndOffTheRenderCall)
 {
     PlayerNode node;
-    auto source = std::make_shared<CodedSource>(1000);
-    std::vector<PlayerNode::Ending> endings;
+    std::vector<int64_t> endedAt;
+    const auto record = [&](const PlayerNode::Ended& ended) {
+        EXPECT_EQ(ended.how, PlayerNode::Ending::Consumed);
+        endedAt.push_back(ended.sampleTime);
+    };
     // 300 frames asked, only 100 exist after frame 900.
-    node.scheduleSegment(source, 900, 300, 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how; endings.push_back(e); });
-    node.scheduleBuffer(codedBuffer(5000, 50));
+    node.scheduleSegment(std::make_shared<CodedSource>(1000), 900, 300, 0, record);
+    auto buffer = codedBuffer(5000, 50);
+    std::weak_ptr<AudioBuffer> watch = buffer;
+    node.scheduleBuffer(std::move(buffer), 0, record);
     node.play();
 
-    std::vector<int64_t> expected;
-    for (int64_t i = 900; i < 1000; ++i)
-        expected.push_back(i);
-    for (int64_t i = 5000; i < 5050; ++i)
-        expected.push_back(i);
+    auto expected = run(900, 100);
+    const auto tail = run(5000, 50);
+    expected.insert(expected.end(), tail.begin(), tail.end());
     const auto got = pull(node, 200, 64);
     EXPECT_EQ(firstMismatch(got, expected), -1);
-    for (size_t i = expected.size(); i < 200; ++i)
-        ASSERT_EQ(got[0][i], 0.0f) << "silence after the schedule runs dry, at " << i;
-    node.processCompletions();
-    EXPECT_EQ(endings, std::vector<PlayerNode::Ending>{PlayerNode::Ending::Consumed});
+    EXPECT_EQ(got[0][199], 0.0f) << "silence after the schedule runs dry";
+    EXPECT_FALSE(watch.expired()) << "the render call must not release the buffer";
+    EXPECT_EQ(node.processCompletions(), 2);
+    EXPECT_TRUE(watch.expired());
+    EXPECT_EQ(endedAt, (std::vector<int64_t>{100, 150})) << "each at the time line of its last frame";
 }
 
-TEST(PlayerNode, completionsReportConsumedInOrderAndReleaseBuffersOffTheRenderCall)
-{
-    PlayerNode node;
-    std::vector<int> order;
-    auto a = codedBuffer(0, 100);
-    std::weak_ptr<AudioBuffer> watchA = a;
-    node.scheduleBuffer(std::move(a), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how;
-        EXPECT_EQ(e, PlayerNode::Ending::Consumed);
-        order.push_back(1);
-    });
-    node.scheduleBuffer(codedBuffer(100, 100), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how;
-        EXPECT_EQ(e, PlayerNode::Ending::Consumed);
-        order.push_back(2);
-    });
-    node.play();
-
-    pull(node, 99, 99);
-    EXPECT_EQ(node.processCompletions(), 0) << "nothing has been consumed yet";
-    pull(node, 50, 50);
-    EXPECT_FALSE(watchA.expired()) << "the render call must not release the buffer";
-    EXPECT_EQ(node.processCompletions(), 1);
-    EXPECT_TRUE(watchA.expired());
-    pull(node, 51, 51);
-    node.processCompletions();
-    EXPECT_EQ(order, (std::vector<int>{1, 2}));
-}
-
-TEST(PlayerNode, stopDropsEverythingScheduledIncludingItemsTheRenderThreadHasNotSeen)
+TEST(PlayerNode, stopAndInterruptsDropWhatWasScheduledAndPauseKeepsTheTimeLine)
 {
     PlayerNode node;
     std::vector<PlayerNode::Ending> endings;
-    auto record = [&](const PlayerNode::Ended& ended) { const auto e = ended.how; endings.push_back(e); };
+    auto record = [&](const PlayerNode::Ended& ended) { endings.push_back(ended.how); };
     node.scheduleBuffer(codedBuffer(0, 10), PlayerNode::Loops, record);
     node.play();
     pull(node, 25, 8);
+    EXPECT_EQ(node.sampleTime(), 25);
+    node.pause();
+    EXPECT_EQ(pull(node, 100, 100)[0][0], 0.0f) << "a paused node is silent";
+    node.play();
+    EXPECT_EQ(pull(node, 1, 1)[0][0], code(5, 0)) << "pause keeps the place in the schedule";
+    EXPECT_EQ(node.sampleTime(), 26);
+
     node.scheduleBuffer(codedBuffer(50, 10), 0, record); // queued, never reached the render side
     node.stop();
     EXPECT_FALSE(node.isPlaying());
-
-    // Scheduled after the stop: must survive it.
-    node.scheduleBuffer(codedBuffer(700, 10), 0, record);
-    node.play();
-    const auto got = pull(node, 10, 10);
-    std::vector<int64_t> expected;
-    for (int64_t i = 700; i < 710; ++i)
-        expected.push_back(i);
-    EXPECT_EQ(firstMismatch(got, expected), -1);
-    node.processCompletions();
-    EXPECT_EQ(endings, (std::vector<PlayerNode::Ending>{PlayerNode::Ending::Dropped, PlayerNode::Ending::Dropped,
-                                                         PlayerNode::Ending::Consumed}));
-}
-
-TEST(PlayerNode, interruptsReplacesTheScheduleAtOnce)
-{
-    PlayerNode node;
-    int dropped = 0;
-    node.scheduleBuffer(codedBuffer(0, 1000), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how; dropped += e == PlayerNode::Ending::Dropped; });
-    node.scheduleBuffer(codedBuffer(2000, 10), 0, [&](const PlayerNode::Ended& ended) { const auto e = ended.how; dropped += e == PlayerNode::Ending::Dropped; });
-    node.play();
-    pull(node, 100, 100);
-    node.scheduleBuffer(codedBuffer(9000, 20), PlayerNode::Interrupts);
-    const auto got = pull(node, 20, 20);
-    std::vector<int64_t> expected;
-    for (int64_t i = 9000; i < 9020; ++i)
-        expected.push_back(i);
-    EXPECT_EQ(firstMismatch(got, expected), -1);
-    node.processCompletions();
-    EXPECT_EQ(dropped, 2);
-}
-
-TEST(PlayerNode, sampleTimeSurvivesPauseAndResetsOnStop)
-{
-    PlayerNode node;
-    node.scheduleBuffer(codedBuffer(0, 10000));
-    EXPECT_FALSE(node.hasTimeline());
-    node.play();
-    pull(node, 300, 100);
-    EXPECT_EQ(node.sampleTime(), 300);
-
-    node.pause();
-    EXPECT_FALSE(node.isPlaying());
-    const auto paused = pull(node, 200, 100);
-    EXPECT_EQ(paused[0][0], 0.0f) << "a paused node is silent";
-    EXPECT_EQ(node.sampleTime(), 300);
-    EXPECT_TRUE(node.hasTimeline());
-
-    node.play();
-    const auto resumed = pull(node, 100, 100);
-    EXPECT_EQ(resumed[0][0], code(300, 0)) << "pause keeps the place in the schedule";
-    EXPECT_EQ(node.sampleTime(), 400);
-
-    node.stop();
     EXPECT_EQ(node.sampleTime(), 0) << "before the render thread has seen the stop";
-    EXPECT_FALSE(node.hasTimeline());
-    pull(node, 100, 100);
-    EXPECT_EQ(node.sampleTime(), 0);
+    // Scheduled after the stop: survives it, until an interrupting item replaces it.
+    node.scheduleBuffer(codedBuffer(700, 1000), 0, record);
     node.play();
-    pull(node, 64, 64);
-    EXPECT_EQ(node.sampleTime(), 64);
-}
-
-TEST(PlayerNode, theCompletionThreadRunsHandlersOffTheCallingThread)
-{
-    PlayerNode node;
-    node.startCompletionThread();
-    std::atomic<bool> done{false};
-    std::thread::id handlerThread;
-    node.scheduleBuffer(codedBuffer(0, 10), 0, [&](const PlayerNode::Ended&) {
-        handlerThread = std::this_thread::get_id();
-        done = true;
-    });
-    node.play();
-    pull(node, 20, 20);
-    for (int i = 0; i < 500 && !done; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    node.stopCompletionThread();
-    ASSERT_TRUE(done);
-    EXPECT_NE(handlerThread, std::this_thread::get_id());
-}
-
-TEST(PlayerNode, refusesMoreOutstandingItemsThanItCanHold)
-{
-    PlayerNode node(2, 4);
-    for (int i = 0; i < 4; ++i)
-        EXPECT_TRUE(node.scheduleBuffer(codedBuffer(0, 1)));
-    EXPECT_FALSE(node.scheduleBuffer(codedBuffer(0, 1)));
-    node.play();
-    pull(node, 4, 4);
+    EXPECT_EQ(firstMismatch(pull(node, 10, 10), run(700, 10)), -1);
+    node.scheduleBuffer(codedBuffer(9000, 20), PlayerNode::Interrupts);
+    EXPECT_EQ(firstMismatch(pull(node, 20, 20), run(9000, 20)), -1);
     node.processCompletions();
-    EXPECT_TRUE(node.scheduleBuffer(codedBuffer(0, 1)));
+    EXPECT_EQ(endings, std::vector<PlayerNode::Ending>(3, PlayerNode::Ending::Dropped));
 }
 
 } // namespace

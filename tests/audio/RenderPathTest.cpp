@@ -2,7 +2,6 @@
 // it consumes, with the position sampled while it plays.
 #include "EngineHarness.h"
 
-#include "audio/ExportProgress.h"
 #include "audio/Limiter.h"
 
 #include <QFile>
@@ -62,46 +61,14 @@ int64_t residentBytes()
     return 0;
 }
 
-struct NoProgress : ExportProgress {
-    bool done = false;
-    void setProgressBar(double) override {}
-    void hideProgressBar() override { done = true; }
-};
+struct RenderPathTest : ::testing::Test, EngineHarness {
+    RenderPathTest() : EngineHarness(pacedOutput()) {}
 
-struct RenderPathTest : ::testing::Test {
-    QTemporaryDir dir;
-    RecordingDelegate delegate;
-    AudioEngine engine{AudioEngine::Options{
-        [] { return std::make_unique<VirtualOutput>(512, 0, VirtualOutput::Pacing::RealTime); },
-        AudioGraph::Rendering::OnRenderThread, false}};
-
-    RenderPathTest() { engine.setDelegate(&delegate); }
-
-    bool load(const Signal& signal, const QString& name = QStringLiteral("track.wav"))
-    {
-        const QString path = dir.filePath(name);
-        return fixtures::writeWav(path, signal, true) && engine.readAudioDataFromURL(QUrl::fromLocalFile(path));
-    }
     VirtualOutput& output() { return static_cast<VirtualOutput&>(engine.graph()->output()); }
     // Before a start: what the output consumes from then on is kept.
     void record(double seconds) { output().record(int64_t(seconds * kRate)); }
-    std::vector<float> heardLeft() { return EngineHarness::channel(output().recorded(), 0); }
-    template <typename Predicate>
-    bool waitFor(Predicate done, int timeoutMs = 5000) { return EngineHarness::waitFor(done, timeoutMs); }
-    void waitMs(int ms) { EngineHarness::waitFor([] { return false; }, ms); }
-
-    Signal exported(const QString& name, int passes = 1)
-    {
-        NoProgress progress;
-        engine.setExportProgress(&progress);
-        engine.setExportPasses(passes);
-        engine.exportToURL(QUrl::fromLocalFile(dir.filePath(name)), QStringLiteral("wav"));
-        EXPECT_TRUE(waitFor([&] { return progress.done; }, 60000));
-        engine.setExportProgress(nullptr);
-        Signal out;
-        EXPECT_TRUE(fixtures::readSoundFile(dir.filePath(name), out));
-        return out;
-    }
+    std::vector<float> heardLeft() { return channel(output().recorded(), 0); }
+    void waitMs(int ms) { waitFor([] { return false; }, ms); }
 };
 
 TEST_F(RenderPathTest, HeadModeStartsAtThePlayheadWithNothingLost)
@@ -174,7 +141,7 @@ TEST_F(RenderPathTest, ARestartRightAtTheEndKeepsPlaying)
     }
 }
 
-TEST_F(RenderPathTest, DISABLED_APauseKeepsThePlaceHeardAndFadesOut)
+TEST_F(RenderPathTest, APauseKeepsThePlaceHeardAndFadesOut)
 {
     const int64_t burst = kRate;
     ASSERT_TRUE(load(burstsOverBed(4 * kRate, {burst}, 0.3f)));
@@ -195,14 +162,19 @@ TEST_F(RenderPathTest, DISABLED_APauseKeepsThePlaceHeardAndFadesOut)
         const double expected = double(burst) + double(consumed - heardAt) * speed;
         EXPECT_NEAR(double(engine.from()), expected, 0.02 * kRate) << "speed " << speed;
 
+        // The last of the sound against the sound just before it: a cut would step by its level.
         const auto left = heardLeft();
-        const float bedStep = largestStep(left, size_t(heardAt) - 6000, size_t(heardAt) - 2000);
-        EXPECT_LE(largestStep(left, left.size() - 3000, left.size()), 1.5f * bedStep) << "no cut at the pause, speed " << speed;
+        size_t end = left.size();
+        while (end > 0 && std::fabs(left[end - 1]) < 1e-4f)
+            --end;
+        ASSERT_GT(end, 3000u);
+        EXPECT_LE(largestStep(left, end - 400, end + 1), 1.5f * largestStep(left, end - 2400, end - 400))
+            << "no cut at the pause, speed " << speed;
         EXPECT_LT(std::fabs(left.back()), 0.01f);
     }
 }
 
-TEST_F(RenderPathTest, DISABLED_ThePlayheadIsTheSoundAndNeverStepsBack)
+TEST_F(RenderPathTest, ThePlayheadIsTheSoundAndNeverStepsBack)
 {
     std::vector<int64_t> at;
     for (int k = 1; k <= 11; ++k)
@@ -238,7 +210,7 @@ TEST_F(RenderPathTest, DISABLED_ThePlayheadIsTheSoundAndNeverStepsBack)
         });
         const double rate = at[k] >= int64_t(2.5 * kRate) ? 0.5 : 1.0;
         const double expected = double(at[k]) + double(nearest->consumed - heard[k]) * rate;
-        EXPECT_NEAR(nearest->position, expected, 0.02 * kRate) << "burst " << k;
+        EXPECT_NEAR(nearest->position, expected, 0.02 * kRate) << "burst " << k << " heard at " << heard[k] << " sampled at " << nearest->consumed;
     }
 }
 
@@ -272,41 +244,11 @@ TEST_F(RenderPathTest, NothingClipsInPlaybackOrExport)
     EXPECT_GT(measure::peak(left, 0, left.size()), 0.5f);
 
     engine.fillBufferFrom(0.0f, 0.25f, 0.0f);
-    const Signal out = exported(QStringLiteral("loud.wav"));
+    const Signal out = exportTo(QStringLiteral("loud.wav"));
     float peak = 0.0f;
     for (float v : out.interleaved)
         peak = std::max(peak, std::fabs(v));
     EXPECT_LE(peak, Limiter::kCeiling + 1.0f / 32768.0f);
-}
-
-TEST_F(RenderPathTest, AtNeutralSettingsTheExportIsTheTrackItself)
-{
-    const Signal in = fixtures::stereoSines(kRate, kRate, 440.0, 0.5f);
-    ASSERT_TRUE(load(in));
-    const Signal out = exported(QStringLiteral("same.wav"));
-    ASSERT_EQ(out.frames(), in.frames());
-    for (int64_t f = 0; f < in.frames(); f += 7)
-        ASSERT_NEAR(out.at(f, 1), in.at(f, 1), 1.5 / 32768.0) << "frame " << f;
-}
-
-TEST_F(RenderPathTest, LoopSeamsNeverClickAndEveryPassKeepsItsLength)
-{
-    ASSERT_TRUE(load(tone(2 * kRate, [](int64_t f) { return float(0.5 * std::sin(2 * M_PI * 440.0 * double(f) / kRate)); })));
-    engine.setLoop(true);
-    // 0.3013 s: the sine's phase jumps by about half a cycle at the seam.
-    engine.fillBufferFrom(0.25f, 0.25f + 0.3013f / 2.0f, 0.25f);
-    const int64_t len = engine.len();
-    const Signal out = exported(QStringLiteral("loop.wav"), 4);
-    EXPECT_EQ(out.frames(), 4 * len) << "four passes, exactly";
-    std::vector<float> left(size_t(out.frames()));
-    for (int64_t f = 0; f < out.frames(); ++f)
-        left[size_t(f)] = out.at(f, 0);
-    const float material = largestStep(left, 100, size_t(len) / 2);
-    for (size_t i = 1; i < left.size(); ++i)
-        if (std::fabs(left[i] - left[i - 1]) > 1.5f * material) {
-            ADD_FAILURE() << "step " << std::fabs(left[i] - left[i - 1]) << " at " << i << " of pass length " << len;
-            break;
-        }
 }
 
 TEST_F(RenderPathTest, ALongLoopPlaysFromTheCacheNotFromACopy)
@@ -340,7 +282,7 @@ TEST_F(RenderPathTest, TracksOfManyChannelsPlayAndExportWithTheirChannels)
 
         engine.setSpeed(0.5f);
         engine.fillBufferFrom(0.0f, 1.0f, 0.0f); // the pause moved the range's start
-        const Signal out = exported(QStringLiteral("out%1.wav").arg(channels));
+        const Signal out = exportTo(QStringLiteral("out%1.wav").arg(channels));
         EXPECT_EQ(out.channels, channels);
         EXPECT_EQ(out.frames(), 2 * in.frames());
         std::vector<float> last(size_t(out.frames()));

@@ -56,58 +56,7 @@ TEST(TimePitchStage, shiftsPitchBySetCentsAtAnyRate)
                          Case{1.5, -1200.0, 220.0}, Case{0.25, 0.0, 440.0}}) {
         const double hz = measuredPitch(c.rate, c.cents);
         const double error = measure::cents(hz, c.expectedHz);
-        std::printf("rate %.2f, %+.0f cents: %.3f Hz, error %+.3f cents\n", c.rate, c.cents, hz, error);
         EXPECT_NEAR(error, 0.0, 2.0) << "rate " << c.rate << ", cents " << c.cents << ": " << hz << " Hz";
-    }
-}
-
-// Bursts one second of source apart must come out 1/rate seconds apart, the first one at the
-// very start and at full level.
-void checkTiming(double rate)
-{
-    const std::vector<int64_t> starts{0, 44100, 88200};
-    Chain chain(bursts(starts));
-    chain.stage.setRate(rate);
-    const auto out = measure::renderMono(chain.stage, int64_t(2.5 * kRate / rate), kBlock);
-
-    const float reference = measure::peak(out, size_t(2.0 * kRate / rate) - 2000, size_t(2.0 * kRate / rate) + 2000);
-    ASSERT_GT(reference, 0.5f);
-    std::printf("rate %.2f: first burst peak %.3f, later burst peak %.3f\n", rate, measure::peak(out, 0, 441),
-                reference);
-    EXPECT_GT(measure::peak(out, 0, 441), 0.85f * reference) << "the first beat after a reset is kept";
-
-    size_t searchFrom = 0;
-    for (int64_t s : starts) {
-        const int64_t at = measure::onset(out, 0.3f * reference, searchFrom);
-        const double expected = double(s) / rate;
-        std::printf("rate %.2f: burst at source %lld found at output %lld, expected %.0f\n", rate, (long long)s,
-                    (long long)at, expected);
-        EXPECT_NEAR(double(at), expected, kBlock) << "burst at source frame " << s;
-        searchFrom = size_t(std::max<int64_t>(at, 0)) + size_t(0.5 * kRate / rate);
-    }
-}
-
-TEST(TimePitchStage, stretchesTimeByTheInverseRateAndKeepsTheFirstBeat)
-{
-    checkTiming(0.5);
-    checkTiming(1.0);
-    checkTiming(1.5);
-}
-
-TEST(TimePitchStage, aResetDropsHeldAudioAndKeepsTheFirstBeatOfTheNewMaterial)
-{
-    for (double rate : {0.5, 1.0}) {
-        Chain chain(sine(300.0, 0.9f));
-        chain.stage.setRate(rate);
-        measure::renderMono(chain.stage, 20000, kBlock);
-
-        chain.source.setFunction(bursts({0}));
-        chain.source.restart();
-        chain.stage.requestReset();
-        const auto out = measure::renderMono(chain.stage, int64_t(0.5 * kRate), kBlock);
-        EXPECT_GT(measure::peak(out, 0, 441), 0.7f) << "rate " << rate;
-        EXPECT_LT(measure::peak(out, size_t(0.1 * kRate / rate), out.size()), 0.02f)
-            << "nothing of the audio before the reset may follow, rate " << rate;
     }
 }
 
@@ -126,7 +75,7 @@ TEST(TimePitchStage, eachBlockIsStampedWithTheSourceFrameItBegins)
         const size_t block = size_t(at) / kBlock;
         const double estimated = stampAtBlockStart[block] + double(at - int64_t(block) * kBlock) * rate;
         EXPECT_NEAR(estimated, double(burstAt), 0.010 * kRate) << "rate " << rate;
-        EXPECT_EQ(chain.stage.lastRenderRate(), rate);
+        EXPECT_NEAR(chain.stage.lastRenderRate(), rate, 1e-9);
     }
 }
 
@@ -145,7 +94,6 @@ TEST(TimePitchStage, changingRateAndPitchWhilePlayingMakesNoClick)
     float worst = 0.0f;
     for (size_t i = 1; i < out.size(); ++i)
         worst = std::max(worst, std::fabs(out[i] - out[i - 1]));
-    std::printf("largest step between samples while sweeping: %.4f\n", worst);
     EXPECT_LT(worst, 0.1f);
     EXPECT_GT(measure::peak(out, out.size() - 10000, out.size()), 0.3f) << "still sounding";
 }

@@ -17,6 +17,13 @@ struct Signal {
 
     int64_t frames() const { return channels ? int64_t(interleaved.size()) / channels : 0; }
     float at(int64_t frame, int channel) const { return interleaved[size_t(frame * channels + channel)]; }
+    std::vector<float> channel(int c) const
+    {
+        std::vector<float> out(static_cast<size_t>(frames()));
+        for (int64_t f = 0; f < frames(); ++f)
+            out[size_t(f)] = at(f, c);
+        return out;
+    }
 };
 
 // value(frame, channel) fills every sample.
