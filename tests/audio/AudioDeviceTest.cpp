@@ -1,8 +1,6 @@
 // The engine on the system's default output device (a PulseAudio null sink in CI).
 #include "audio/AudioEngine.h"
-#include "audio/AudioRing.h"
 #include "audio/DeviceOutput.h"
-#include "audio/VirtualOutput.h"
 #include "common/AudioFixtures.h"
 
 #include <QCoreApplication>
@@ -15,7 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 
 namespace {
 
@@ -85,21 +82,3 @@ TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
     EXPECT_NEAR(pausedAt, pace.start + pace.played, 0.1);
 }
 
-TEST(AudioDevice, TheRenderThreadFeedsAPacedVirtualOutputWithoutAnyDevice)
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("tone.wav");
-    ASSERT_TRUE(fixtures::writeWav(path, fixtures::stereoSines(44100, 5 * 44100)));
-    AudioEngine engine(AudioEngine::Options{
-        [] { return std::make_unique<VirtualOutput>(512, 0, VirtualOutput::Pacing::RealTime); },
-        AudioGraph::Rendering::OnRenderThread, false});
-    ASSERT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path)));
-    engine.setSpeed(0.5f);
-    ASSERT_TRUE(engine.playPause());
-    const Pace pace = measurePace(engine);
-    EXPECT_NEAR(pace.played, 0.5 * pace.elapsed, 0.08) << "half speed on the clock";
-    EXPECT_FALSE(engine.playPause());
-    const double pausedAt = engine.currentTime();
-    spin(100);
-    EXPECT_EQ(engine.currentTime(), pausedAt);
-}
