@@ -348,6 +348,11 @@ void PlayerNode::prefetchAhead(int64_t frames)
     if (!item || !item->source)
         return;
     const int64_t cursor = m_currentFrame.load(std::memory_order_relaxed);
+    // The window moves on by quarters: pages brought in a moment ago are not asked for again.
+    if (item == m_prefetchedItem && cursor >= m_prefetchedFrom && cursor - m_prefetchedFrom < frames / 4)
+        return;
+    m_prefetchedItem = item;
+    m_prefetchedFrom = cursor;
     const int64_t ahead = std::min(frames, item->count - cursor);
     item->source->prefetch(item->start + cursor, ahead);
     if (item->loops && ahead < frames)

@@ -141,6 +141,8 @@ private:
     std::vector<float*> m_seamReadPointers;
     std::atomic<Item*> m_current{nullptr};          // for the prefetcher
     std::atomic<int64_t> m_currentFrame{0};
+    const Item* m_prefetchedItem = nullptr; // completion thread only
+    int64_t m_prefetchedFrom = 0;
     std::atomic<uint64_t> m_publishedTime{0}; // epoch in the top 16 bits, frames below
 
     std::mutex m_completionMutex;
