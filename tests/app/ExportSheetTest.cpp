@@ -3,25 +3,11 @@
 #include "app/ExportProgressWindowController.h"
 #include "common/LogCapture.h"
 
-#include <QAction>
-#include <QFileDialog>
-#include <QProgressBar>
 #include <QPushButton>
 
 namespace {
 
 struct ExportSheetTest : WindowFixture {
-    // Silence with one 10 ms burst at `burstFrame`.
-    QString burstTrack(int64_t frames, int64_t burstFrame)
-    {
-        const QString path = dir.filePath("burst.wav");
-        const auto signal = fixtures::synthesise(44100, 2, frames, [=](int64_t f, int) {
-            return f >= burstFrame && f < burstFrame + 441 ? float(0.8 * std::sin(0.14 * double(f - burstFrame))) : 0.0f;
-        });
-        EXPECT_TRUE(fixtures::writeWav(path, signal));
-        return path;
-    }
-
     bool exportItemsEnabled() const
     {
         for (QAction* item : delegate->exportMenu()->actions())
@@ -29,20 +15,33 @@ struct ExportSheetTest : WindowFixture {
                 return false;
         return true;
     }
-
     bool sheetGone() const { return delegate->progressWindowController() == nullptr; }
+    void cancel() const
+    {
+        delegate->progressWindowController()->findChild<QPushButton*>(QStringLiteral("cancelButton"))->click();
+    }
 };
 
 } // namespace
 
 TEST_F(ExportSheetTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStartAndEndsItsSheet)
 {
-    ASSERT_TRUE(load(burstTrack(3 * 44100, 1000)));
+    EXPECT_FALSE(exportItemsEnabled());
+    delegate->saveDocumentAs();
+    settle();
+    EXPECT_EQ(window->findChild<QFileDialog*>(), nullptr) << "no track, no panel";
+
+    // Silence with one 10 ms burst at frame 1000.
+    const QString track = dir.filePath("burst.wav");
+    ASSERT_TRUE(fixtures::writeWav(track, fixtures::synthesise(44100, 2, 3 * 44100, [](int64_t f, int) {
+        return f >= 1000 && f < 1441 ? float(0.8 * std::sin(0.14 * double(f - 1000))) : 0.0f;
+    })));
+    ASSERT_TRUE(load(track));
     AudioEngine* player = vc->player();
     player->setLoop(true);
     player->fillBufferFrom(0.25f, 0.75f, 0.5f);
     ASSERT_TRUE(player->playPause());
-    static_cast<VirtualOutput&>(player->graph()->output()).pull(20000);
+    output().pull(20000);
     EXPECT_FALSE(player->playPause()) << "paused inside the loop";
 
     const QString out = dir.filePath("export.wav");
@@ -70,39 +69,28 @@ TEST_F(ExportSheetTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStar
     EXPECT_NEAR(double(onset), 1000.0, 512.0);
 }
 
-TEST_F(ExportSheetTest, AnUnwritablePathLeavesTheSheetUpUntilCancel)
-{
-    ASSERT_TRUE(load(makeTrack("t.wav")));
-    LogCapture log;
-    delegate->exportToURL(QUrl::fromLocalFile(dir.filePath("missing/folder/out.wav")));
-    EXPECT_TRUE(log.anyStartsWith("invalid file name "));
-    QTest::qWait(200);
-    ExportProgressWindowController* sheet = delegate->progressWindowController();
-    ASSERT_NE(sheet, nullptr);
-    EXPECT_TRUE(sheet->isVisible());
-    EXPECT_EQ(sheet->progressBar(), 0.0);
-    QTest::mouseClick(sheet->findChild<QPushButton*>(QStringLiteral("cancelButton")), Qt::LeftButton);
-    EXPECT_TRUE(waitFor([&] { return sheetGone(); }));
-    EXPECT_TRUE(exportItemsEnabled());
-    EXPECT_TRUE(vc->player()->playPause()) << "the track plays on the device path again";
-}
-
-TEST_F(ExportSheetTest, CancelAtOnceLeavesAValidShortFile)
+TEST_F(ExportSheetTest, CancelLeavesAValidShortFileAndClosesASheetWhoseFileCannotBeWritten)
 {
     ASSERT_TRUE(load(makeTrack("long.wav", 60.0)));
     const QString out = dir.filePath("short.wav");
     delegate->exportToURL(QUrl::fromLocalFile(out));
-    delegate->progressWindowController()->didTapCancelButton();
+    cancel();
     EXPECT_TRUE(vc->player()->renderAbort());
-    ASSERT_TRUE(waitFor([&] { return !vc->player()->isExporting(); }));
+    ASSERT_TRUE(waitFor([&] { return !vc->player()->isExporting() && sheetGone(); }));
     fixtures::Signal written;
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
     EXPECT_LT(written.frames(), 60 * 44100);
-}
 
-TEST_F(ExportSheetTest, NoTrackNoPanel)
-{
-    delegate->saveDocumentAs();
-    settle();
-    EXPECT_EQ(window->findChild<QFileDialog*>(), nullptr);
+    LogCapture log;
+    delegate->exportToURL(QUrl::fromLocalFile(dir.filePath("missing/folder/out.wav")));
+    EXPECT_TRUE(log.anyStartsWith("invalid file name "));
+    QTest::qWait(200);
+    ASSERT_NE(delegate->progressWindowController(), nullptr);
+    EXPECT_TRUE(delegate->progressWindowController()->isVisible()) << "the sheet waits for Cancel";
+    EXPECT_EQ(delegate->progressWindowController()->progressBar(), 0.0);
+    EXPECT_FALSE(exportItemsEnabled());
+    cancel();
+    EXPECT_TRUE(waitFor([&] { return sheetGone(); }));
+    EXPECT_TRUE(exportItemsEnabled());
+    EXPECT_TRUE(vc->player()->playPause()) << "the track plays on the device path again";
 }

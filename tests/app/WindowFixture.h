@@ -2,19 +2,17 @@
 
 #include "app/AppDelegate.h"
 #include "app/ViewController.h"
-#include "audio/AudioEngine.h"
 #include "audio/VirtualOutput.h"
 #include "common/AudioFixtures.h"
 #include "controls/WDSlider.h"
 #include "preferences/UserDefaults.h"
 
 #include <QAccessible>
-#include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMainWindow>
-#include <QMenu>
 #include <QMenuBar>
 #include <QTemporaryDir>
 #include <QTest>
@@ -22,21 +20,16 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 
 // The real window and controller over a defaults file of their own and an engine that renders
 // into a virtual output, so tests hear exactly what the graph gives out.
+// Members go in reverse: the delegate, then the controller, then the defaults.
 struct WindowFixture : ::testing::Test {
     QTemporaryDir dir;
     std::unique_ptr<UserDefaults> defaults;
     std::unique_ptr<ViewController> vc;
     std::unique_ptr<AppDelegate> delegate;
     QMainWindow* window = nullptr;
-
-    static AudioEngine::Options virtualOutput()
-    {
-        return {[] { return std::make_unique<VirtualOutput>(512, 0); }, AudioGraph::Rendering::InOutputCallback, false};
-    }
 
     void SetUp() override
     {
@@ -45,20 +38,15 @@ struct WindowFixture : ::testing::Test {
         start();
     }
 
-    void TearDown() override
-    {
-        delegate.reset();
-        vc.reset();
-    }
-
+    // Starts (again) over the same defaults file, as the next launch of the program does.
     void start(int width = 1200, int height = 760)
     {
         delegate.reset();
         vc.reset();
         defaults = std::make_unique<UserDefaults>(dir.filePath("Lento.conf"));
         AppDelegate::registerStartDefaults(*defaults);
-        prepareDefaults();
-        vc = std::make_unique<ViewController>(*defaults, virtualOutput());
+        vc = std::make_unique<ViewController>(*defaults, AudioEngine::Options{
+            [] { return std::make_unique<VirtualOutput>(512, 0); }, AudioGraph::Rendering::InOutputCallback, false});
         vc->viewDidLoad();
         delegate = std::make_unique<AppDelegate>(vc.get(), *defaults);
         window = delegate->createMainWindow();
@@ -68,14 +56,13 @@ struct WindowFixture : ::testing::Test {
         settle();
     }
 
-    // Defaults a test wants in place before the controller starts.
-    virtual void prepareDefaults() {}
-
     static void settle() { QCoreApplication::processEvents(); }
 
+    // A stereo track at `name` (folders made as needed) in the test's folder.
     QString makeTrack(const QString& name, double seconds = 3.0)
     {
         const QString path = dir.filePath(name);
+        QDir().mkpath(QFileInfo(path).absolutePath());
         const auto signal = fixtures::synthesise(44100, 2, int64_t(seconds * 44100), [](int64_t f, int c) {
             return float(0.25 * std::sin((c ? 0.07 : 0.05) * double(f)));
         });
@@ -84,6 +71,8 @@ struct WindowFixture : ::testing::Test {
     }
 
     bool load(const QString& path) { return vc->loadAudioFromURL(QUrl::fromLocalFile(path)); }
+    bool opened() { return waitFor([&] { return !vc->isOpening(); }); }
+    VirtualOutput& output() { return static_cast<VirtualOutput&>(vc->player()->graph()->output()); }
 
     // Clicks the slider where its knob would stand for `value`, as a user's press does.
     static void clickAt(WDSlider* slider, double value, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
@@ -114,8 +103,8 @@ struct WindowFixture : ::testing::Test {
         return shown;
     }
 
-    // Replaces the dialog's file name with `text` and presses Return, as a user types it.
-    static void typeIntoDialog(QFileDialog* dialog, const QString& text)
+    // Replaces the dialog's file name with `text` and presses `key`, as a user types it.
+    static void typeIntoDialog(QFileDialog* dialog, const QString& text, Qt::Key key = Qt::Key_Return)
     {
         auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
         ASSERT_NE(name, nullptr);
@@ -123,7 +112,7 @@ struct WindowFixture : ::testing::Test {
         QTest::keyClick(name, Qt::Key_A, Qt::ControlModifier);
         // At a typist's pace: the dialog follows the typed folders as they appear.
         QTest::keyClicks(name, text, Qt::NoModifier, 5);
-        QTest::keyClick(name, Qt::Key_Return);
+        QTest::keyClick(name, key);
     }
 
     QMenu* menuNamed(const QString& title) const
@@ -149,7 +138,7 @@ struct WindowFixture : ::testing::Test {
         return {};
     }
 
-    QAction* itemShowing(QMenu* menu, const QString& text) const
+    static QAction* itemShowing(QMenu* menu, const QString& text)
     {
         for (QAction* item : menu->actions())
             if (shownText(item) == text)

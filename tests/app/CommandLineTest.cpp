@@ -1,0 +1,162 @@
+// The built program's commands, run as a user or a script runs them.
+#include "common/AudioFixtures.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+// From the rising zero crossings of channel `c`.
+double frequency(const fixtures::Signal& s, int c)
+{
+    int crossings = 0;
+    for (int64_t f = 1; f < s.frames(); ++f)
+        crossings += s.at(f - 1, c) <= 0.0f && s.at(f, c) > 0.0f;
+    return crossings * double(s.sampleRate) / double(s.frames());
+}
+
+double rms(const fixtures::Signal& s, int c)
+{
+    double sum = 0;
+    for (int64_t f = 0; f < s.frames(); ++f)
+        sum += double(s.at(f, c)) * s.at(f, c);
+    return std::sqrt(sum / double(s.frames()));
+}
+
+struct CommandLineTest : ::testing::Test {
+    QTemporaryDir dir;
+    // Left 440 Hz, right 660 Hz at 0.5, 6 s at 22,050 Hz.
+    const QString input = dir.filePath("in.wav");
+
+    void SetUp() override { ASSERT_TRUE(fixtures::writeWav(input, fixtures::stereoSines(22050, 6 * 22050))); }
+};
+
+} // namespace
+
+TEST_F(CommandLineTest, InfoPrintsTheFormatAndWaveFiguresAsOneJsonObject)
+{
+    const fixtures::LentoRun r = fixtures::runLento({"--info", input});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    EXPECT_TRUE(r.err.isEmpty()) << r.err.constData();
+    const QJsonObject info = QJsonDocument::fromJson(r.out).object();
+    EXPECT_EQ(info.keys(), (QStringList{"binSize", "channels", "duration", "frames", "maxY", "numBins", "path",
+                                       "sampleRate"}));
+    EXPECT_EQ(info["path"].toString(), input);
+    EXPECT_EQ(info["sampleRate"].toInt(), 22050);
+    EXPECT_EQ(info["channels"].toInt(), 2);
+    EXPECT_EQ(info["frames"].toInt(), 6 * 22050);
+    EXPECT_DOUBLE_EQ(info["duration"].toDouble(), 6.0);
+    EXPECT_GE(info["numBins"].toInt() * info["binSize"].toInt(), 6 * 22050) << "the bins cover the track";
+    EXPECT_NEAR(info["maxY"].toDouble(), 0.25, 0.01) << "the square of the peak";
+}
+
+TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
+{
+    const QString out = dir.filePath("out.wav");
+    fixtures::LentoRun r = fixtures::runLento({"--export", input, "-o", out, "--from", "1", "--to", "3", "--speed",
+                                               "0.5", "--cents", "1200", "--solo", "right", "--volume", "0.5"});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    EXPECT_TRUE(r.out.isEmpty());
+    EXPECT_TRUE(r.err.contains("exporting: ")) << "progress lines when stderr is not a terminal";
+    fixtures::Signal written;
+    ASSERT_TRUE(fixtures::readSoundFile(out, written));
+    EXPECT_EQ(written.sampleRate, 22050);
+    EXPECT_EQ(written.channels, 2);
+    EXPECT_NEAR(double(written.frames()), 4.0 * 22050, 4096.0) << "two seconds of range at half speed";
+    for (int c : {0, 1}) {
+        EXPECT_NEAR(frequency(written, c), 1320.0, 20.0) << "the right channel an octave up on " << c;
+        EXPECT_NEAR(rms(written, c), 0.25 / std::sqrt(2.0), 0.03) << c;
+    }
+
+    r = fixtures::runLento(
+        {"--export", input, "-o", out, "--from", "0", "--to", "1", "--loops", "3", "--filter", "440"});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    ASSERT_TRUE(fixtures::readSoundFile(out, written));
+    EXPECT_EQ(written.frames(), 3 * 22050) << "three passes of the range";
+    EXPECT_GT(std::abs(rms(written, 1) - rms(written, 0)), 0.05) << "the tone filter treats 440 and 660 Hz apart";
+}
+
+// What the segments hold is the estimator's business; here, that they come out as JSON on stdout.
+TEST_F(CommandLineTest, ChordsPrintsTheSegmentsAsAJsonArrayAndProgressOnlyOnStderr)
+{
+    const QString silence = dir.filePath("silence.wav");
+    ASSERT_TRUE(fixtures::writeWav(silence, fixtures::synthesise(22050, 2, 44100, [](int64_t, int) { return 0.0f; })));
+    for (const QString& path : {input, silence}) {
+        const fixtures::LentoRun r = fixtures::runLento({"--chords", path});
+        ASSERT_EQ(r.status, 0) << r.err.constData();
+        EXPECT_TRUE(r.err.isEmpty()) << "no progress unless asked for, off a terminal";
+        const QJsonDocument doc = QJsonDocument::fromJson(r.out);
+        EXPECT_TRUE(doc.isArray() && doc.array().isEmpty() == (path == silence)) << r.out.constData();
+        const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", path, "--progress"});
+        EXPECT_EQ(withProgress.out, r.out);
+        EXPECT_TRUE(withProgress.err.contains("analysing: ")) << withProgress.err.constData();
+    }
+}
+
+TEST_F(CommandLineTest, HelpAndVersionAnswerOnStdout)
+{
+    for (const char* help : {"--help", "-h"}) {
+        const fixtures::LentoRun r = fixtures::runLento({help});
+        EXPECT_EQ(r.status, 0);
+        EXPECT_TRUE(r.out.startsWith("Usage: lento") && r.out.contains("--export IN")) << help;
+    }
+    const fixtures::LentoRun version = fixtures::runLento({"--version"});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_TRUE(version.out.startsWith("lento ")) << version.out.constData();
+}
+
+TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
+{
+    QFile text(dir.filePath("text.wav"));
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly) && text.write("no audio here") > 0);
+    text.close();
+    const QString longFile = dir.filePath("long.wav"); // four hours and a frame at 10 Hz
+    ASSERT_TRUE(fixtures::writeWav(longFile, fixtures::synthesise(10, 1, 144001, [](int64_t, int) { return 0.1f; })));
+    const QString out = dir.filePath("never.wav");
+    const QString missing = dir.filePath("missing.wav");
+    const QList<std::pair<QStringList, const char*>> cases{
+        {{"--bogus"}, "unknown option --bogus"},
+        {{"a.wav", "b.wav"}, "only one file"},
+        {{"--info"}, "--info takes exactly one file"},
+        {{"--info", input, input}, "--info takes exactly one file"},
+        {{"--info", missing}, "missing.wav: no such file"},
+        {{"--info", dir.path()}, "not a readable file"},
+        {{"--info", text.fileName()}, "text.wav: "},
+        {{"--info", longFile}, "four hours"},
+        {{"--export", input}, "needs an output file"},
+        {{"--export", "-o", out}, "needs an input file"},
+        {{"--export", input, input, "-o", out}, "only one input file"},
+        {{"--export", input, "-o", dir.filePath("out.mp3")}, "must end in .wav"},
+        {{"--export", input, "-o", out, "--speed", "2"}, "--speed needs a number from 0.25 to 1.5, not \"2\""},
+        {{"--export", input, "-o", out, "--cents", "fast"}, "--cents needs a number"},
+        {{"--export", input, "-o", out, "--solo", "middle"}, "--solo takes left or right"},
+        {{"--export", input, "-o", out, "--from", "3", "--to", "2"}, "--to must lie after --from"},
+        {{"--export", input, "-o", out, "--volume"}, "--volume needs a value"},
+        {{"--export", input, "-o", out, "--bogus", "1"}, "unknown option --bogus"},
+        {{"--export", missing, "-o", out}, "missing.wav: no such readable file"},
+        {{"--export", text.fileName(), "-o", out}, "text.wav: "},
+        {{"--export", input, "-o", dir.filePath("no/such/dir/out.wav")}, "out.wav: can not be written"},
+        {{"--export", input, "-o", input}, "would overwrite the input"},
+        {{"--chords"}, "--chords needs an input file"},
+        {{"--chords", missing}, "no such readable file"},
+        {{"--chords", text.fileName()}, "not a readable audio file"},
+        {{"--chords", "a", "b"}, "--chords takes exactly one file"},
+        {{"--chords", "--bogus"}, "unknown option --bogus"},
+    };
+    for (const auto& [args, why] : cases) {
+        SCOPED_TRACE(args.join(' ').toStdString());
+        const fixtures::LentoRun r = fixtures::runLento(args);
+        EXPECT_EQ(r.status, 2);
+        EXPECT_TRUE(r.out.isEmpty());
+        EXPECT_TRUE(r.err.startsWith("lento: ") && r.err.count('\n') == 1 && r.err.contains(why)) << r.err.constData();
+        EXPECT_FALSE(QFileInfo::exists(out));
+    }
+}
