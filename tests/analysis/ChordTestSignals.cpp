@@ -34,18 +34,19 @@ std::vector<float> progression(const std::vector<Chord>& chords, double rate)
     return out;
 }
 
-void collect(ChordSampleStore& store, const std::vector<float>& mono, int64_t blockFrames)
+void collect(ChordSampleStore& store, const std::vector<float>& mono)
 {
+    constexpr int64_t blockFrames = 8192;
     ChordSampleCollector collector(kRate, 1, QStringLiteral("test.wav"), store);
     for (int64_t at = 0; at < int64_t(mono.size()); at += blockFrames)
         collector.appendInterleaved(mono.data() + at, std::min<int64_t>(blockFrames, int64_t(mono.size()) - at));
 }
 
-QList<LTChordSegment> analyse(const std::vector<float>& mono, ChordFrameTrack* track, const QString& fileName)
+QList<LTChordSegment> analyse(const std::vector<float>& mono, ChordFrameTrack* track)
 {
     ChordSampleStore store;
     collect(store, mono);
-    return analyseChordSamples(store, fileName, {}, nullptr, track);
+    return analyseChordSamples(store, QStringLiteral("test.wav"), {}, nullptr, track);
 }
 
 } // namespace chordtest

@@ -19,11 +19,10 @@ struct Chord {
 std::vector<float> triad(const Chord& chord, double rate = kRate, float amplitude = 0.1f);
 std::vector<float> progression(const std::vector<Chord>& chords, double rate = kRate);
 
-// Collects mono samples (already at the target rate) into a store, in blocks of blockFrames.
-void collect(ChordSampleStore& store, const std::vector<float>& mono, int64_t blockFrames = 8192);
+// Collects mono samples (already at the target rate) into a store, in blocks of 8,192.
+void collect(ChordSampleStore& store, const std::vector<float>& mono);
 
-// Collects mono samples at the target rate and runs the analysis on them.
-QList<LTChordSegment> analyse(const std::vector<float>& mono, ChordFrameTrack* track = nullptr,
-                              const QString& fileName = QStringLiteral("test.wav"));
+// Collects mono samples at the target rate and analyses them as "test.wav".
+QList<LTChordSegment> analyse(const std::vector<float>& mono, ChordFrameTrack* track = nullptr);
 
 } // namespace chordtest

@@ -6,44 +6,40 @@
 
 namespace {
 
-QRectF arcBounds(double startDegrees, double endDegrees, bool clockwise)
+// The point at `degrees` on the circle of radius 10 around (5, 0), y pointing down.
+QPointF onCircle(double degrees)
 {
-    QPainterPath path;
-    ArcPath::addArc(path, 0.0, 0.0, 10.0, qDegreesToRadians(startDegrees),
-                    qDegreesToRadians(endDegrees), clockwise);
-    return path.boundingRect();
+    return {5.0 + 10.0 * std::cos(qDegreesToRadians(degrees)), 10.0 * std::sin(qDegreesToRadians(degrees))};
 }
 
-bool near(const QRectF& a, const QRectF& b)
+::testing::AssertionResult near(const QPointF& actual, const QPointF& expected, double tolerance = 0.01)
 {
-    return std::abs(a.left() - b.left()) < 1e-6 && std::abs(a.top() - b.top()) < 1e-6
-        && std::abs(a.right() - b.right()) < 1e-6 && std::abs(a.bottom() - b.bottom()) < 1e-6;
+    if (QLineF(actual, expected).length() < tolerance)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "(" << actual.x() << ", " << actual.y() << ") is not (" << expected.x() << ", " << expected.y() << ")";
 }
 
-TEST(ArcPath, CounterClockwiseFlagRunsTheAngleUpwards)
+TEST(ArcPath, TheClockwiseFlagRunsTheAngleDownwardsAndTheOtherUpwards)
 {
-    // 0 to 90 degrees upwards: from the right to the bottom, y pointing down.
-    EXPECT_TRUE(near(arcBounds(0.0, 90.0, false), QRectF(0.0, 0.0, 10.0, 10.0)));
+    struct Case { double start, end; bool clockwise; double middle; };
+    for (const Case& c : {Case{30, 120, false, 75}, Case{120, 30, false, 255}, Case{30, 120, true, -105}, Case{120, 30, true, 75}}) {
+        QPainterPath path;
+        ArcPath::addArc(path, 5.0, 0.0, 10.0, qDegreesToRadians(c.start), qDegreesToRadians(c.end), c.clockwise);
+        EXPECT_TRUE(near(path.elementAt(0), onCircle(c.start))) << c.start << " to " << c.end;
+        // Halfway along the curves that approximate the arc, so only roughly at the middle angle.
+        EXPECT_TRUE(near(path.pointAtPercent(0.5), onCircle(c.middle), 0.2)) << c.start << " to " << c.end;
+        EXPECT_TRUE(near(path.currentPosition(), onCircle(c.end))) << c.start << " to " << c.end;
+    }
 }
 
-TEST(ArcPath, ClockwiseFlagRunsTheAngleDownwardsTheLongWayRound)
-{
-    // 0 down to 90 passes through -90 (top) and -180 (left): three quarters of the circle.
-    EXPECT_TRUE(near(arcBounds(0.0, 90.0, true), QRectF(-10.0, -10.0, 20.0, 20.0)));
-    // 15 down to 165 arches over the top only.
-    const QRectF over = arcBounds(15.0, 165.0, true);
-    EXPECT_NEAR(over.top(), -10.0, 1e-6);
-    EXPECT_NEAR(over.bottom(), 10.0 * std::sin(qDegreesToRadians(15.0)), 0.05); // curve control points
-}
-
-TEST(ArcPath, JoinsTheCurrentPointWithALine)
+TEST(ArcPath, ALineJoinsTheCurrentPointToTheArcsStart)
 {
     QPainterPath path;
     path.moveTo(0.0, -20.0);
-    ArcPath::addArc(path, 0.0, 0.0, 10.0, 0.0, qDegreesToRadians(90.0), false);
-    EXPECT_NEAR(path.boundingRect().top(), -20.0, 1e-6);
-    EXPECT_NEAR(path.elementAt(1).x, 10.0, 1e-6); // the line ends where the arc starts
-    EXPECT_NEAR(path.elementAt(1).y, 0.0, 1e-6);
+    ArcPath::addArc(path, 5.0, 0.0, 10.0, 0.0, qDegreesToRadians(90.0), false);
+    EXPECT_TRUE(near(path.elementAt(0), QPointF(0.0, -20.0)));
+    EXPECT_TRUE(near(path.elementAt(1), onCircle(0)));
+    EXPECT_TRUE(near(path.currentPosition(), onCircle(90)));
 }
 
 } // namespace

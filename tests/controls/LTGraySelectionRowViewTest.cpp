@@ -11,72 +11,48 @@
 
 namespace {
 
-struct GrayRowsFixture : ::testing::Test {
-    QStandardItemModel model{3, 2};
+TEST(LTGraySelectionRowView, TheSelectedRowIsOneInsetRoundedGreyBandDarkerWithFocusAndNoneWithoutSelection)
+{
+    QStandardItemModel model(3, 2);
     QTableView view;
     LTGraySelectionRowView delegate;
-
-    GrayRowsFixture()
-    {
-        view.setModel(&model);
-        view.setItemDelegate(&delegate);
-        view.setShowGrid(false);
-        view.setSelectionBehavior(QAbstractItemView::SelectRows);
-        view.setColumnWidth(0, 120);
-        view.setColumnWidth(1, 120);
-        view.horizontalHeader()->setStretchLastSection(true);
-        view.resize(300, 200);
-        view.show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(&view));
-        view.selectRow(1);
-    }
-
-    QImage viewport() { return PixelProbe::render(*view.viewport()); }
-    int rowMidY(int row) { return view.visualRect(model.index(row, 0)).center().y(); }
-};
-
-TEST_F(GrayRowsFixture, SelectedRowIsOneInsetGreyBand)
-{
+    view.setModel(&model);
+    view.setItemDelegate(&delegate);
+    view.setShowGrid(false);
+    view.setSelectionBehavior(QAbstractItemView::SelectRows);
+    view.setColumnWidth(0, 120);
+    view.horizontalHeader()->setStretchLastSection(true);
+    view.resize(300, 200);
+    view.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
+    view.selectRow(1);
     view.clearFocus();
-    ASSERT_FALSE(view.hasFocus());
-    const QImage image = viewport();
+    const QColor base = view.palette().color(QPalette::Base);
+    const int right = view.viewport()->width() - 1;
+    // Whether the middle of `row` at x shows the colour.
+    auto shows = [&](int row, int x, const QColor& colour) {
+        return PixelProbe::near(PixelProbe::render(*view.viewport()), x, view.visualRect(model.index(row, 0)).center().y(), colour, 1);
+    };
+
     const QColor grey = LTGraySelectionRowView::selectionColor(false);
     ASSERT_EQ(grey.red(), 209); // white 0.82
-    const int y = rowMidY(1);
-    const int right = image.width() - 1;
-    EXPECT_TRUE(PixelProbe::near(image, 60, y, grey, 1));
-    EXPECT_TRUE(PixelProbe::near(image, 120, y, grey, 1)); // across the column boundary
-    EXPECT_TRUE(PixelProbe::near(image, 3, y, grey, 1));
-    EXPECT_TRUE(PixelProbe::near(image, right - 3, y, grey, 1));
-    // Two pixels are left bare at each end.
-    const QColor base = view.palette().color(QPalette::Base);
-    EXPECT_TRUE(PixelProbe::near(image, 0, y, base, 1));
-    EXPECT_TRUE(PixelProbe::near(image, 1, y, base, 1));
-    EXPECT_TRUE(PixelProbe::near(image, right, y, base, 1));
+    for (int x : {3, 60, 120, right - 3}) // across the column boundary, without seams
+        EXPECT_TRUE(shows(1, x, grey)) << x;
+    for (int x : {0, 1, right}) // two pixels bare at each end
+        EXPECT_TRUE(shows(1, x, base)) << x;
+    EXPECT_TRUE(shows(0, 60, base));
+    EXPECT_TRUE(shows(2, 60, base));
     // Rounded: the band's corner pixel is lighter than its middle.
-    const int top = view.visualRect(model.index(1, 0)).top();
-    EXPECT_GT(qRed(image.pixel(2, top)), 209 + 5);
-    // Other rows are untouched.
-    EXPECT_TRUE(PixelProbe::near(image, 60, rowMidY(0), base, 1));
-    EXPECT_TRUE(PixelProbe::near(image, 60, rowMidY(2), base, 1));
-}
+    EXPECT_GT(qRed(PixelProbe::render(*view.viewport()).pixel(2, view.visualRect(model.index(1, 0)).top())), 209 + 5);
 
-TEST_F(GrayRowsFixture, FocusedTableUsesTheDarkerGrey)
-{
     view.activateWindow();
     view.setFocus();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&view));
-    ASSERT_TRUE(view.hasFocus());
-    const QColor grey = LTGraySelectionRowView::selectionColor(true);
-    ASSERT_EQ(grey.red(), 194); // white 0.76
-    EXPECT_TRUE(PixelProbe::near(viewport(), 60, rowMidY(1), grey, 1));
-}
+    ASSERT_EQ(LTGraySelectionRowView::selectionColor(true).red(), 194); // white 0.76
+    EXPECT_TRUE(shows(1, 60, LTGraySelectionRowView::selectionColor(true)));
 
-TEST_F(GrayRowsFixture, TableWithoutSelectionDrawsNoBand)
-{
     view.setSelectionMode(QAbstractItemView::NoSelection);
-    const QColor base = view.palette().color(QPalette::Base);
-    EXPECT_TRUE(PixelProbe::near(viewport(), 60, rowMidY(1), base, 1));
+    EXPECT_TRUE(shows(1, 60, base));
 }
 
 } // namespace

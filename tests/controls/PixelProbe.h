@@ -7,6 +7,8 @@
 #include <QRect>
 #include <QWidget>
 
+#include <gtest/gtest.h>
+
 namespace PixelProbe {
 
 // Renders the widget alone (no window background) at its current size onto white.
@@ -20,19 +22,16 @@ inline QImage render(QWidget& widget)
 
 inline bool near(QRgb pixel, const QColor& colour, int tolerance = 40)
 {
-    return std::abs(qRed(pixel) - colour.red()) <= tolerance
-        && std::abs(qGreen(pixel) - colour.green()) <= tolerance
+    return std::abs(qRed(pixel) - colour.red()) <= tolerance && std::abs(qGreen(pixel) - colour.green()) <= tolerance
         && std::abs(qBlue(pixel) - colour.blue()) <= tolerance;
 }
 
-inline bool near(const QImage& image, double x, double y, const QColor& colour,
-                 int tolerance = 40)
+inline bool near(const QImage& image, double x, double y, const QColor& colour, int tolerance = 40)
 {
     return near(image.pixel(int(x), int(y)), colour, tolerance);
 }
 
-inline int count(const QImage& image, const QColor& colour, const QRect& area,
-                 int tolerance = 40)
+inline int count(const QImage& image, const QColor& colour, const QRect& area, int tolerance = 40)
 {
     int n = 0;
     const QRect clipped = area.intersected(image.rect());
@@ -40,11 +39,6 @@ inline int count(const QImage& image, const QColor& colour, const QRect& area,
         for (int x = clipped.left(); x <= clipped.right(); ++x)
             n += near(image.pixel(x, y), colour, tolerance) ? 1 : 0;
     return n;
-}
-
-inline int count(const QImage& image, const QColor& colour, int tolerance = 40)
-{
-    return count(image, colour, image.rect(), tolerance);
 }
 
 // Bounding box of the pixels near the colour; null when there are none.
@@ -58,45 +52,14 @@ inline QRect bounds(const QImage& image, const QColor& colour, int tolerance = 4
     return box;
 }
 
-// Centre of mass of the pixels near the colour, in pixel-centre coordinates.
-inline QPointF centroid(const QImage& image, const QColor& colour, int tolerance = 40)
+// Whether each edge of the rectangle is within `tolerance` pixels of the expected one.
+inline ::testing::AssertionResult nearRect(const QRect& actual, const QRect& expected, int tolerance = 1)
 {
-    double sx = 0.0, sy = 0.0;
-    int n = 0;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            if (near(image.pixel(x, y), colour, tolerance)) {
-                sx += x + 0.5;
-                sy += y + 0.5;
-                ++n;
-            }
-    return n ? QPointF(sx / n, sy / n) : QPointF(-1.0, -1.0);
-}
-
-// Number of separate horizontal runs of the colour along row y.
-inline int runsInRow(const QImage& image, int y, const QColor& colour, int tolerance = 40)
-{
-    int runs = 0;
-    bool inside = false;
-    for (int x = 0; x < image.width(); ++x) {
-        const bool hit = near(image.pixel(x, y), colour, tolerance);
-        runs += (hit && !inside) ? 1 : 0;
-        inside = hit;
-    }
-    return runs;
-}
-
-// Height of the colour's extent in column x.
-inline int columnExtent(const QImage& image, int x, const QColor& colour, int tolerance = 40)
-{
-    int top = -1, bottom = -1;
-    for (int y = 0; y < image.height(); ++y)
-        if (near(image.pixel(x, y), colour, tolerance)) {
-            if (top < 0)
-                top = y;
-            bottom = y;
-        }
-    return top < 0 ? 0 : bottom - top + 1;
+    if (std::abs(actual.left() - expected.left()) <= tolerance && std::abs(actual.top() - expected.top()) <= tolerance
+        && std::abs(actual.right() - expected.right()) <= tolerance && std::abs(actual.bottom() - expected.bottom()) <= tolerance)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "left " << actual.left() << " top " << actual.top() << " right " << actual.right()
+                                         << " bottom " << actual.bottom();
 }
 
 } // namespace PixelProbe

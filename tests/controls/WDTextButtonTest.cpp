@@ -9,61 +9,39 @@
 
 namespace {
 
-const QColor kActive(230, 0, 0);
-const QColor kGray(128, 128, 128);
-
-struct TextButtonFixture : ::testing::Test {
-    WDTextButton button{QStringLiteral("New Playlist")};
-
-    TextButtonFixture()
-    {
-        QFont font = button.font();
-        font.setPixelSize(20);
-        font.setBold(true);
-        button.setFont(font);
-        button.setActiveTitleColor(kActive);
-        button.resize(button.sizeHint());
-    }
-
-    void enter()
-    {
-        QEnterEvent event(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
-        QApplication::sendEvent(&button, &event);
-    }
-    void leave()
-    {
-        QEvent event(QEvent::Leave);
-        QApplication::sendEvent(&button, &event);
-    }
-    int activePixels() { return PixelProbe::count(PixelProbe::render(button), kActive, 30); }
-    int grayPixels() { return PixelProbe::count(PixelProbe::render(button), kGray, 12); }
-};
-
-TEST_F(TextButtonFixture, TitleTakesTheActiveColourWhileHovered)
+TEST(WDTextButton, TheTitleTakesTheActiveColourWhileHoveredOrHeldDown)
 {
-    button.setTitleActive(false);
-    EXPECT_EQ(activePixels(), 0);
-    EXPECT_GT(grayPixels(), 20);
+    const QColor active(230, 0, 0), gray(128, 128, 128);
+    WDTextButton button(QStringLiteral("New Playlist"));
+    QFont font = button.font();
+    font.setPixelSize(20);
+    font.setBold(true);
+    button.setFont(font);
+    button.setActiveTitleColor(active);
+    button.resize(button.sizeHint());
+    auto pixels = [&button](const QColor& colour, int tolerance) {
+        const QImage image = PixelProbe::render(button);
+        return PixelProbe::count(image, colour, image.rect(), tolerance);
+    };
+    auto send = [&button](QEvent&& event) { QApplication::sendEvent(&button, &event); };
 
-    enter();
+    button.setTitleActive(true); // the resting colour
+    EXPECT_GT(pixels(active, 30), 20);
+    button.setTitleActive(false);
+    EXPECT_EQ(pixels(active, 30), 0);
+    EXPECT_GT(pixels(gray, 12), 20);
+
+    send(QEnterEvent(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5)));
     EXPECT_TRUE(button.isHighlighted());
-    EXPECT_GT(activePixels(), 20);
-    EXPECT_EQ(grayPixels(), 0);
-
-    leave();
+    EXPECT_GT(pixels(active, 30), 20);
+    EXPECT_EQ(pixels(gray, 12), 0);
+    send(QEvent(QEvent::Leave));
     EXPECT_FALSE(button.isHighlighted());
-    EXPECT_EQ(activePixels(), 0);
-    EXPECT_GT(grayPixels(), 20);
-}
+    EXPECT_EQ(pixels(active, 30), 0);
+    button.setDown(true);
+    EXPECT_GT(pixels(active, 30), 20);
 
-TEST_F(TextButtonFixture, TitleActiveSetsTheRestingColour)
-{
-    EXPECT_EQ(WDTextButton().activeTitleColor(), QColor::fromRgbF(1.f / 3, 1.f / 3, 1.f / 3));
-    button.setTitleActive(true);
-    EXPECT_EQ(button.titleColor(), kActive);
-    EXPECT_GT(activePixels(), 20);
-    button.setTitleActive(false);
-    EXPECT_EQ(button.titleColor(), QColor::fromRgbF(0.5f, 0.5f, 0.5f));
+    EXPECT_EQ(WDTextButton().activeTitleColor(), QColor::fromRgbF(1.f / 3, 1.f / 3, 1.f / 3)) << "dark grey by default";
 }
 
 } // namespace

@@ -16,175 +16,101 @@ protected:
 
     QString path(const QString& relative) const { return m_root.filePath(relative); }
 
-    QString makeFile(const QString& relative, const QByteArray& content = "RIFF fake audio")
+    QByteArray bookmarkNewFile(const QString& relative, const QByteArray& content = "RIFF fake audio")
     {
-        const QString full = path(relative);
-        QDir().mkpath(QFileInfo(full).absolutePath());
-        QFile f(full);
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly)) << full.toStdString();
+        QDir().mkpath(QFileInfo(path(relative)).absolutePath());
+        QFile f(path(relative));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
         f.write(content);
-        return full;
+        f.close();
+        return FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path(relative)));
     }
 
     // A real rename, so the file keeps its inode.
-    QString move(const QString& from, const QString& toRelative)
+    void move(const QString& from, const QString& to)
     {
-        const QString to = path(toRelative);
-        QDir().mkpath(QFileInfo(to).absolutePath());
-        std::filesystem::rename(from.toStdString(), to.toStdString());
-        return to;
+        QDir().mkpath(QFileInfo(path(to)).absolutePath());
+        std::filesystem::rename(path(from).toStdString(), path(to).toStdString());
     }
 
-    struct Resolved {
-        QUrl url;
-        bool stale = false;
+    // "url stale error" as the resolution reports them; stale starts true so that a result must clear it.
+    static QString resolve(const QByteArray& data)
+    {
+        bool stale = true;
         QString error;
-    };
-    static Resolved resolve(const QByteArray& data)
-    {
-        Resolved r;
-        r.stale = true; // must be cleared by a fresh result
-        r.url = FileBookmark::URLByResolvingBookmarkData(data, &r.stale, &r.error);
-        return r;
+        const QUrl url = FileBookmark::URLByResolvingBookmarkData(data, &stale, &error);
+        return url.toLocalFile() + (stale ? " stale " : " fresh ") + error;
     }
-
-    void expectFoundAt(const QByteArray& data, const QString& where, bool stale)
-    {
-        const Resolved r = resolve(data);
-        EXPECT_EQ(r.url, QUrl::fromLocalFile(where)) << r.error.toStdString();
-        EXPECT_EQ(r.stale, stale);
-        EXPECT_TRUE(r.error.isEmpty()) << r.error.toStdString();
-    }
+    QString found(const QString& relative, bool stale) const { return path(relative) + (stale ? " stale " : " fresh "); }
 
     QTemporaryDir m_root;
 };
 
 } // namespace
 
-TEST_F(FileBookmarkTest, AnUnmovedFileResolvesToItselfAndIsNotStale)
+TEST_F(FileBookmarkTest, AnUnmovedFileResolvesToItselfAndOnlyExistingLocalFilesGiveData)
 {
-    const QString song = makeFile("Music/Album/song one.wav");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
+    const QByteArray data = bookmarkNewFile("Music/Album/song one.wav");
     ASSERT_FALSE(data.isEmpty());
-    expectFoundAt(data, song, false);
+    EXPECT_EQ(resolve(data), found("Music/Album/song one.wav", false));
+    // A path written with redundant parts names the same file; the reports are optional.
+    EXPECT_EQ(FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path("Music/Album/../Album/song one.wav"))), data);
+    EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(data, nullptr, nullptr), QUrl::fromLocalFile(path("Music/Album/song one.wav")));
 
-    // A path written with redundant parts names the same file.
-    const QByteArray viaDots = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path("Music/Album/../Album/song one.wav")));
-    expectFoundAt(viaDots, song, false);
-
-    // The optional reports may be left out.
-    EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(data, nullptr, nullptr), QUrl::fromLocalFile(song));
+    for (const QUrl& url : {QUrl(), QUrl("http://localhost/Music/song.wav"), QUrl::fromLocalFile(path("Music/missing.wav")),
+                            QUrl::fromLocalFile(path("Music"))})
+        EXPECT_TRUE(FileBookmark::bookmarkDataFromURL(url).isEmpty()) << url.toString().toStdString();
 }
 
-TEST_F(FileBookmarkTest, ARenamedOrMovedFileIsFoundNearbyAndIsStale)
+TEST_F(FileBookmarkTest, ARenamedMovedOrReplacedFileIsFoundNearbyAndIsStale)
 {
-    const QString song = makeFile("Music/Artist/Album/song.wav");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
-    makeFile("Music/Artist/Album/other.wav", "another file of the same folder");
+    const QByteArray data = bookmarkNewFile("Music/Artist/Album/song.wav");
+    bookmarkNewFile("Music/Artist/Album/other.wav", "another file of the same folder");
+    move("Music/Artist/Album/song.wav", "Music/Artist/Album/01 song.wav");
+    EXPECT_EQ(resolve(data), found("Music/Artist/Album/01 song.wav", true));
+    move("Music/Artist/Album/01 song.wav", "Music/Artist/song.wav"); // to the parent folder
+    EXPECT_EQ(resolve(data), found("Music/Artist/song.wav", true));
+    move("Music/Artist/song.wav", "Music/Artist/Other Album/song.wav"); // to a sibling folder
+    EXPECT_EQ(resolve(data), found("Music/Artist/Other Album/song.wav", true));
+    move("Music/Artist/Other Album/song.wav", "Music/Artist/Album/song.wav");
+    move("Music/Artist/Album", "Music/Artist/Album (2019)"); // back home, and then its folder renamed
+    EXPECT_EQ(resolve(data), found("Music/Artist/Album (2019)/song.wav", true));
 
-    QString now = move(song, "Music/Artist/Album/01 song.wav");
-    expectFoundAt(data, now, true);
-
-    now = move(now, "Music/Artist/song.wav"); // to the parent folder
-    expectFoundAt(data, now, true);
-
-    now = move(now, "Music/Artist/Other Album/song.wav"); // to a sibling folder
-    expectFoundAt(data, now, true);
+    // An editor's save: a new file written beside it, then renamed over it.
+    const QByteArray saved = bookmarkNewFile("Music/saved.wav", "first version");
+    bookmarkNewFile("Music/saved.wav.tmp", "second, longer version");
+    move("Music/saved.wav.tmp", "Music/saved.wav");
+    EXPECT_EQ(resolve(saved), found("Music/saved.wav", true));
 }
 
-TEST_F(FileBookmarkTest, AFileWhoseFolderWasRenamedIsFound)
+TEST_F(FileBookmarkTest, AFileMovedFarAwayIsFoundOnlyInTheSearchFoldersWithinTheEntryLimit)
 {
-    const QString song = makeFile("Music/Album/song.wav");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
-    std::filesystem::rename(path("Music/Album").toStdString(), path("Music/Album (2019)").toStdString());
-    expectFoundAt(data, path("Music/Album (2019)/song.wav"), true);
-}
+    const QByteArray data = bookmarkNewFile("Downloads/inbox/song.wav");
+    move("Downloads/inbox/song.wav", "Library/Artist/Album/Disc 1/song.wav");
+    EXPECT_EQ(resolve(data), " fresh file not found: " + path("Downloads/inbox/song.wav"));
+    FileBookmark::setSearchFolders({"", path("Elsewhere"), path("Library")});
+    EXPECT_EQ(resolve(data), found("Library/Artist/Album/Disc 1/song.wav", true));
 
-TEST_F(FileBookmarkTest, AFileReplacedAtItsPathResolvesThereAsStale)
-{
-    const QString song = makeFile("Music/song.wav", "first version");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
-    // An editor's save: write a new file beside it, then rename it over the old one.
-    const QString saved = makeFile("Music/song.wav.tmp", "second, longer version");
-    std::filesystem::rename(saved.toStdString(), song.toStdString());
-    expectFoundAt(data, song, true);
-}
-
-TEST_F(FileBookmarkTest, AFileMovedFarAwayIsFoundOnlyInTheSearchFolders)
-{
-    const QString song = makeFile("Downloads/inbox/song.wav");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
-    const QString now = move(song, "Library/Artist/Album/Disc 1/song.wav");
-
-    const Resolved lost = resolve(data);
-    EXPECT_TRUE(lost.url.isEmpty());
-    EXPECT_EQ(lost.error, QStringLiteral("file not found: ") + song);
-
-    FileBookmark::setSearchFolders({path("Elsewhere"), path("Library")});
-    EXPECT_EQ(FileBookmark::searchFolders().size(), 2);
-    expectFoundAt(data, now, true);
-}
-
-TEST_F(FileBookmarkTest, TheSearchOfALibraryFolderStopsAfterItsEntryLimit)
-{
-    const QString song = makeFile("Downloads/inbox/song.wav");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
-    const QString now = move(song, "Library/zzz/song.wav");
-    FileBookmark::setSearchFolders({path("Library")});
-    expectFoundAt(data, now, true);
-
-    // Enough entries above the file's folder that the search gives up before reaching it.
+    // Enough entries nearer the root that the search gives up before reaching the file.
     for (int i = 0; i < FileBookmark::searchEntryLimit; ++i)
         QFile(path(QStringLiteral("Library/track%1.wav").arg(i))).open(QIODevice::WriteOnly);
-    const Resolved r = resolve(data);
-    EXPECT_TRUE(r.url.isEmpty());
-    EXPECT_FALSE(r.error.isEmpty());
+    EXPECT_EQ(resolve(data), " fresh file not found: " + path("Downloads/inbox/song.wav"));
 }
 
-TEST_F(FileBookmarkTest, ADeletedFileGivesAnError)
+TEST_F(FileBookmarkTest, ADeletedFileOrDataThatIsNotABookmarkGivesAnError)
 {
-    const QString song = makeFile("Music/song.wav");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
-    ASSERT_TRUE(QFile::remove(song));
-    const Resolved r = resolve(data);
-    EXPECT_TRUE(r.url.isEmpty());
-    EXPECT_FALSE(r.stale);
-    EXPECT_EQ(r.error, QStringLiteral("file not found: ") + song);
-
-    // A folder now standing at the path is no file either.
-    QDir().mkpath(song);
-    EXPECT_TRUE(resolve(data).url.isEmpty());
-}
-
-TEST_F(FileBookmarkTest, DataThatIsNotABookmarkGivesAnError)
-{
-    const QString song = makeFile("Music/song.wav");
-    const QByteArray data = FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(song));
-
-    QList<QByteArray> bad = {QByteArray(), QByteArray("garbage"), QByteArray(64, '\xff'), data + 'x'};
+    const QByteArray data = bookmarkNewFile("Music/song.wav");
+    QList<QByteArray> bad = {QByteArray(), QByteArray("garbage"), data + 'x'};
     for (qsizetype n = 1; n < data.size(); ++n)
         bad.append(data.left(n));
-    QByteArray hugeLength = data.left(data.indexOf(QFile::encodeName(song)) - 4);
-    hugeLength.append("\xff\xff\xff\xf0", 4);
-    bad.append(hugeLength);
     QByteArray wrongMagic = data;
-    wrongMagic[0] = static_cast<char>(wrongMagic[0] ^ 0x20);
+    wrongMagic[0] = char(wrongMagic[0] ^ 0x20);
     bad.append(wrongMagic);
+    for (const QByteArray& b : bad)
+        EXPECT_EQ(resolve(b), " fresh bookmark data is not valid") << b.toHex().toStdString();
 
-    for (const QByteArray& b : bad) {
-        const Resolved r = resolve(b);
-        EXPECT_TRUE(r.url.isEmpty()) << b.toHex().toStdString();
-        EXPECT_FALSE(r.stale);
-        EXPECT_EQ(r.error, QStringLiteral("bookmark data is not valid")) << b.toHex().toStdString();
-    }
-}
-
-TEST_F(FileBookmarkTest, OnlyExistingLocalFilesGiveData)
-{
-    makeFile("Music/song.wav");
-    EXPECT_TRUE(FileBookmark::bookmarkDataFromURL(QUrl()).isEmpty());
-    EXPECT_TRUE(FileBookmark::bookmarkDataFromURL(QUrl("http://localhost/Music/song.wav")).isEmpty());
-    EXPECT_TRUE(FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path("Music/missing.wav"))).isEmpty());
-    EXPECT_TRUE(FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path("Music"))).isEmpty());
-    EXPECT_FALSE(FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path("Music/song.wav"))).isEmpty());
+    ASSERT_TRUE(QFile::remove(path("Music/song.wav")));
+    EXPECT_EQ(resolve(data), " fresh file not found: " + path("Music/song.wav"));
+    QDir().mkpath(path("Music/song.wav")); // a folder at the path is no file either
+    EXPECT_EQ(resolve(data), " fresh file not found: " + path("Music/song.wav"));
 }

@@ -2,23 +2,17 @@
 
 #include <gtest/gtest.h>
 
-TEST(Alerts, PresenterSeesTheAlertAndChoosesTheAnswer)
+TEST(Alerts, ThePresenterSeesTheAlertAndChoosesTheAnswerAndWithoutOneTheFirstButtonAnswers)
 {
     Alert seen;
     Alerts::setPresenter([&](const Alert& alert) {
         seen = alert;
         return Alerts::FirstButtonReturn + 1;
     });
-    const int answer = Alerts::runModal({"Delete?", "It can not be undone.", {"Delete", "Cancel"}, AlertStyle::Critical});
-    Alerts::setPresenter({});
-    EXPECT_EQ(answer, Alerts::FirstButtonReturn + 1);
+    EXPECT_EQ(Alerts::runModal({"Delete?", "It can not be undone.", {"Delete", "Cancel"}, AlertStyle::Critical}),
+              Alerts::FirstButtonReturn + 1);
     EXPECT_EQ(seen.messageText, "Delete?");
     EXPECT_EQ(seen.buttons, (QStringList{"Delete", "Cancel"}));
-    EXPECT_EQ(seen.style, AlertStyle::Critical);
-}
-
-TEST(Alerts, WithoutPresenterTheFirstButtonAnswers)
-{
     Alerts::setPresenter({});
     EXPECT_EQ(Alerts::runModal({"m", "i", {"OK"}, AlertStyle::Warning}), Alerts::FirstButtonReturn);
 }

@@ -1,6 +1,8 @@
+#include "preferences/ColorTheme.h"
 #include "preferences/UserDefaults.h"
 
 #include <QFile>
+#include <QSet>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -12,47 +14,62 @@ struct UserDefaultsTest : ::testing::Test {
 };
 } // namespace
 
-TEST_F(UserDefaultsTest, RegisteredDefaultsAnswerButAreNeverWritten)
-{
-    {
-        UserDefaults defaults(path());
-        defaults.registerDefaults({{"ApplePersistenceIgnoreState", true}, {"NSQuitAlwaysKeepsWindows", false}});
-        EXPECT_TRUE(defaults.boolForKey("ApplePersistenceIgnoreState"));
-        defaults.setObject(QStringLiteral("file:///a.wav"), "LastSongURL");
-        ASSERT_TRUE(defaults.synchronize());
-    }
-    QFile file(path());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray text = file.readAll();
-    EXPECT_TRUE(text.contains("LastSongURL"));
-    EXPECT_FALSE(text.contains("ApplePersistenceIgnoreState"));
-
-    UserDefaults reopened(path());
-    EXPECT_FALSE(reopened.objectForKey("ApplePersistenceIgnoreState").isValid());
-    EXPECT_EQ(reopened.stringForKey("LastSongURL"), "file:///a.wav");
-}
-
-TEST_F(UserDefaultsTest, StoredValueWinsOverRegisteredAndRemovalFallsBack)
-{
-    UserDefaults defaults(path());
-    defaults.registerDefaults({{"Speed", 1.0}});
-    defaults.setObject(0.5, "Speed");
-    EXPECT_DOUBLE_EQ(defaults.doubleForKey("Speed"), 0.5);
-    defaults.removeObjectForKey("Speed");
-    EXPECT_DOUBLE_EQ(defaults.doubleForKey("Speed"), 1.0);
-}
-
-TEST_F(UserDefaultsTest, BinaryDataSurvivesAndTypedGettersRefuseOtherTypes)
+TEST_F(UserDefaultsTest, StoredValuesAreWrittenAndWinWhileRegisteredDefaultsOnlyAnswer)
 {
     const QByteArray blob("\x00\x01\xffLTBM", 7);
     {
         UserDefaults defaults(path());
+        EXPECT_EQ(defaults.filePath(), path());
+        defaults.registerDefaults({{"ApplePersistenceIgnoreState", true}, {"Speed", 1.0}});
+        EXPECT_TRUE(defaults.boolForKey("ApplePersistenceIgnoreState"));
+        defaults.setObject(0.5, "Speed");
+        EXPECT_DOUBLE_EQ(defaults.doubleForKey("Speed"), 0.5);
+        defaults.removeObjectForKey("Speed");
+        EXPECT_DOUBLE_EQ(defaults.doubleForKey("Speed"), 1.0);
+        defaults.setObject(QStringLiteral("file:///a.wav"), "LastSongURL");
         defaults.setObject(blob, "LastSongBookmark");
-        defaults.setObject(QStringLiteral("text"), "NotData");
-        defaults.synchronize();
+        ASSERT_TRUE(defaults.synchronize());
+        QFile file(path());
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray text = file.readAll();
+        EXPECT_TRUE(text.contains("LastSongURL"));
+        EXPECT_FALSE(text.contains("ApplePersistenceIgnoreState"));
     }
     UserDefaults reopened(path());
+    EXPECT_FALSE(reopened.objectForKey("ApplePersistenceIgnoreState").isValid());
+    EXPECT_EQ(reopened.stringForKey("LastSongURL"), "file:///a.wav");
     EXPECT_EQ(reopened.dataForKey("LastSongBookmark"), blob);
-    EXPECT_TRUE(reopened.dataForKey("NotData").isEmpty());
+    // The typed getters refuse values of another type.
+    EXPECT_TRUE(reopened.dataForKey("LastSongURL").isEmpty());
     EXPECT_TRUE(reopened.stringForKey("LastSongBookmark").isEmpty());
+}
+
+TEST(ColorTheme, ThemesAndIntegerSettingsReadTheWayThePreferenceControlsStoreThem)
+{
+    QTemporaryDir dir;
+    UserDefaults defaults(dir.filePath("Lento.conf"));
+    EXPECT_EQ(ColorTheme::colorTheme(defaults).wave, ColorTheme::forTheme(1).wave) << "theme 1 when none is set";
+    defaults.setObject(2, "Theme");
+    EXPECT_EQ(ColorTheme::colorTheme(defaults).wave, ColorTheme::forTheme(2).wave);
+    QSet<QRgb> waves; // each theme has its own wave colour, and all five colours
+    for (int theme : {0, 1, 2, 3, 4}) {
+        const QHash<QString, QColor> colours = ColorTheme::forTheme(theme).dictionary();
+        EXPECT_EQ(colours.size(), 5);
+        for (const QColor& colour : colours)
+            EXPECT_TRUE(colour.isValid()) << theme;
+        waves.insert(colours.value("wave").rgb());
+    }
+    EXPECT_EQ(waves.size(), 5);
+
+    // An integer is a boolean, a number or its text; the flag is its low eight bits.
+    // The integer when the fallback is -5, the flag when it falls back to false and to true.
+    struct Case { QVariant stored; int integer; bool flagFallingBackToFalse, flagFallingBackToTrue; };
+    for (const Case& c : {Case{true, 1, true, true}, Case{false, 0, false, false}, Case{" TRUE ", 1, true, true},
+                          Case{"False", 0, false, false}, Case{"257", 257, true, true}, Case{256, 256, false, false},
+                          Case{"x", -5, false, true}, Case{QVariant(), -5, false, true}}) {
+        defaults.setObject(c.stored, "Key");
+        EXPECT_EQ(ColorTheme::integerForKey(defaults, "Key", -5), c.integer) << c.stored.toString().toStdString();
+        EXPECT_EQ(ColorTheme::flagForKey(defaults, "Key", false), c.flagFallingBackToFalse) << c.stored.toString().toStdString();
+        EXPECT_EQ(ColorTheme::flagForKey(defaults, "Key", true), c.flagFallingBackToTrue) << c.stored.toString().toStdString();
+    }
 }
