@@ -20,14 +20,6 @@ Signal tone(int rate, int channels, int64_t frames, double hz)
     });
 }
 
-float largestStep(const std::vector<float>& x, size_t from, size_t to)
-{
-    float step = 0.0f;
-    for (size_t i = std::max<size_t>(from, 1); i < std::min(to, x.size()); ++i)
-        step = std::max(step, std::fabs(x[i] - x[i - 1]));
-    return step;
-}
-
 } // namespace
 
 TEST_F(ExportTest, AtNeutralSettingsTheFileIsTheTrackItselfIn16Bit)
@@ -96,7 +88,7 @@ TEST_F(ExportTest, LoopSeamsNeverClickAndEveryPassKeepsItsLength)
     const int64_t len = engine.len();
     const auto left = exportTo(QStringLiteral("loop.wav"), 4).channel(0);
     EXPECT_EQ(int64_t(left.size()), 4 * len) << "four passes, exactly";
-    EXPECT_LE(largestStep(left, 1, left.size()), 1.5f * largestStep(left, 100, size_t(len) / 2));
+    EXPECT_LE(measure::largestStep(left, 1, left.size()), 1.5f * measure::largestStep(left, 100, size_t(len) / 2));
 }
 
 TEST_F(ExportTest, ACancelLeavesAValidShortFileAndAnUnwritablePathOnlyALine)

@@ -83,15 +83,9 @@ TEST_F(PlaybackTest, LoopSeamsAtHalfSpeedAreAsSmoothAsTheRestOfTheSound)
     engine.setSpeed(0.5f);
     ASSERT_TRUE(engine.playPause());
     const auto left = channel(pull(4 * 2 * 30000), 0);
-    const auto largestStep = [&](size_t from, size_t to) {
-        float step = 0.0f;
-        for (size_t i = from; i < to; ++i)
-            step = std::max(step, std::fabs(left[i] - left[i - 1]));
-        return step;
-    };
-    const float steadyStep = largestStep(10000, 50000);
+    const float steadyStep = measure::largestStep(left, 10000, 50000);
     EXPECT_GT(steadyStep, 0.01f) << "the sine must be heard at all";
-    EXPECT_LT(largestStep(8192, left.size()), steadyStep * 1.25f);
+    EXPECT_LT(measure::largestStep(left, 8192), steadyStep * 1.25f);
 }
 
 TEST_F(PlaybackTest, TheFirstBeatOfAPlayOrAResumeComesOutWhole)

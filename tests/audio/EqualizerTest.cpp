@@ -121,9 +121,7 @@ TEST(Equalizer, changesAndBypassSwitchesWhilePlayingMakeNoClick)
         out.insert(out.end(), buffer.begin(), buffer.end());
     }
     // A 440 Hz sine boosted at most 12 dB moves by at most 0.3 · 4 · 0.063 per sample.
-    float worst = 0.0f;
-    for (size_t i = 1; i < out.size(); ++i)
-        worst = std::max(worst, std::fabs(out[i] - out[i - 1]));
+    const float worst = measure::largestStep(out);
     EXPECT_LT(worst, 0.08f);
 }
 

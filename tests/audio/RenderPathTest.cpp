@@ -44,14 +44,6 @@ std::vector<int64_t> onsets(const std::vector<float>& x, float threshold, int64_
     return found;
 }
 
-float largestStep(const std::vector<float>& x, size_t from, size_t to)
-{
-    float step = 0.0f;
-    for (size_t i = std::max<size_t>(from, 1); i < std::min(to, x.size()); ++i)
-        step = std::max(step, std::fabs(x[i] - x[i - 1]));
-    return step;
-}
-
 int64_t residentBytes()
 {
     std::ifstream status("/proc/self/status");
@@ -168,7 +160,7 @@ TEST_F(RenderPathTest, APauseKeepsThePlaceHeardAndFadesOut)
         while (end > 0 && std::fabs(left[end - 1]) < 1e-4f)
             --end;
         ASSERT_GT(end, 3000u);
-        EXPECT_LE(largestStep(left, end - 400, end + 1), 1.5f * largestStep(left, end - 2400, end - 400))
+        EXPECT_LE(measure::largestStep(left, end - 400, end + 1), 1.5f * measure::largestStep(left, end - 2400, end - 400))
             << "no cut at the pause, speed " << speed;
         EXPECT_LT(std::fabs(left.back()), 0.01f);
     }

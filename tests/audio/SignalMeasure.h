@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <vector>
 
@@ -48,6 +49,16 @@ inline double sineAmplitude(const std::vector<float>& x, size_t begin, size_t en
     for (size_t i = begin; i < end; ++i)
         sum += double(x[i]) * x[i];
     return std::sqrt(2.0 * sum / double(end - begin));
+}
+
+// The largest difference between neighbouring samples in [from, to): a click shows as a step
+// far above what the material itself takes.
+inline float largestStep(const std::vector<float>& x, size_t from = 1, size_t to = size_t(-1))
+{
+    float step = 0.0f;
+    for (size_t i = std::max<size_t>(from, 1); i < std::min(to, x.size()); ++i)
+        step = std::max(step, std::fabs(x[i] - x[i - 1]));
+    return step;
 }
 
 // First index at or after `from` where |x| reaches `threshold`, or -1.

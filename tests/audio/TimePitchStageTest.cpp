@@ -91,9 +91,7 @@ TEST(TimePitchStage, changingRateAndPitchWhilePlayingMakesNoClick)
         chain.stage.setPitch(600.0 * std::sin(step * 0.07));
     });
     // The steepest step of a 0.5 sine at up to 622 Hz is 0.044 per sample.
-    float worst = 0.0f;
-    for (size_t i = 1; i < out.size(); ++i)
-        worst = std::max(worst, std::fabs(out[i] - out[i - 1]));
+    const float worst = measure::largestStep(out);
     EXPECT_LT(worst, 0.1f);
     EXPECT_GT(measure::peak(out, out.size() - 10000, out.size()), 0.3f) << "still sounding";
 }
