@@ -59,8 +59,6 @@ TEST(Equalizer, bandPassMatchesTheCookbookResponse)
         eq.setBypass(0, false);
         const double measured = dB(measuredGain(eq, hz));
         const double computed = dB(cookbookMagnitude(true, 1520.0, 3.0, 0.0, hz));
-        std::printf("band pass 1520 Hz, 3 octaves, at %.0f Hz: measured %.3f dB, computed %.3f dB\n", hz, measured,
-                    computed);
         EXPECT_NEAR(measured, computed, 0.05) << hz << " Hz";
     }
     EXPECT_NEAR(cookbookMagnitude(true, 1520.0, 3.0, 0.0, 1520.0), 1.0, 1e-9);
@@ -81,24 +79,8 @@ TEST(Equalizer, peakingBandBoostsItsCentreByItsGainInSeriesWithTheBandPass)
         const double measured = dB(measuredGain(eq, hz));
         const double computed =
             dB(cookbookMagnitude(true, f0, 3.0, 0.0, hz) * cookbookMagnitude(false, f0, 2.0, gain, hz));
-        std::printf("band pass + peak %.2f dB at %.0f Hz, at %.0f Hz: measured %.3f dB, computed %.3f dB\n", gain, f0,
-                    hz, measured, computed);
         EXPECT_NEAR(measured, computed, 0.05) << hz << " Hz";
     }
-}
-
-TEST(Equalizer, bypassedBandsAreAnExactIdentity)
-{
-    Equalizer eq;
-    eq.setFrequency(0, 500.0f);
-    eq.setGain(1, 9.0f); // settings of bypassed bands must not matter
-    std::vector<float> x(3000);
-    for (size_t n = 0; n < x.size(); ++n)
-        x[n] = float(std::sin(n * 0.37) * 0.7 + std::cos(n * 0.011) * 0.2);
-    auto y = x;
-    float* io[1] = {y.data()};
-    eq.process(io, 1, int(y.size()));
-    EXPECT_EQ(x, y);
 }
 
 TEST(Equalizer, changesAndBypassSwitchesWhilePlayingMakeNoClick)
@@ -123,18 +105,6 @@ TEST(Equalizer, changesAndBypassSwitchesWhilePlayingMakeNoClick)
     // A 440 Hz sine boosted at most 12 dB moves by at most 0.3 · 4 · 0.063 per sample.
     const float worst = measure::largestStep(out);
     EXPECT_LT(worst, 0.08f);
-}
-
-TEST(Equalizer, keepsEachChannelsStateApart)
-{
-    Equalizer eq;
-    eq.setBypass(0, false);
-    std::vector<float> l(2000, 0.0f), r(2000, 0.0f);
-    l[0] = 1.0f; // an impulse on the left only
-    float* io[2] = {l.data(), r.data()};
-    eq.process(io, 2, 2000);
-    EXPECT_GT(measure::peak(l, 0, 2000), 0.01f);
-    EXPECT_EQ(measure::peak(r, 0, 2000), 0.0f);
 }
 
 } // namespace
