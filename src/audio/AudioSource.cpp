@@ -79,6 +79,8 @@ AudioSource AudioSource::read(const QUrl& url, const std::atomic<bool>* cancel, 
     for (int c = 0; c < pcm->channelCount(); ++c)
         channels.push_back(pcm->channel(c));
     source.waveData.preprocessAudioData(channels.data(), int(channels.size()), source.fileLength);
+    // The reduction read every page; playback brings back only what it reaches.
+    pcm->releaseResident();
 
     source.pcm = std::move(pcm);
     source.status = Status::Ready;

@@ -249,6 +249,14 @@ void PcmCache::prefetch(int64_t start, int64_t count) const
     }
 }
 
+void PcmCache::releaseResident() const
+{
+    if (!m_finished || m_frameCount == 0)
+        return;
+    for (const Channel& channel : m_channels)
+        ::madvise(const_cast<float*>(channel.mapped), size_t(m_frameCount) * sizeof(float), MADV_DONTNEED);
+}
+
 QString PcmCache::error() const
 {
     return m_error;
