@@ -136,8 +136,12 @@ bool AudioGraph::renderBlock(float* const* out, int frames)
 
 void AudioGraph::writeBlock()
 {
+    const auto started = std::chrono::steady_clock::now();
     if (renderBlock(m_mixPointers.data(), kBlockFrames))
         m_ring->flush();
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    if (seconds > m_worstBlockSeconds.load(std::memory_order_relaxed))
+        m_worstBlockSeconds.store(seconds, std::memory_order_relaxed);
     // The limiter's delay puts the block's first frame that far back on the time line.
     const double rate = m_pitch.lastRenderRate();
     const double time = m_pitch.lastRenderTime() - double(m_limiter.latencyFrames()) * rate;

@@ -68,6 +68,9 @@ public:
     // is at most one of its blocks.
     void fadeOut();
 
+    // The longest a block took to render so far: what the ring ahead must cover.
+    double worstBlockSeconds() const { return m_worstBlockSeconds.load(std::memory_order_relaxed); }
+
     // The player's time line at the ear now, and the epoch it belongs to.
     HeardTimeline::Heard heard() const;
 
@@ -103,6 +106,7 @@ private:
     std::thread m_renderThread;
     std::atomic<bool> m_renderThreadRunning{false};
     std::atomic<int> m_renderThreadId{0};
+    std::atomic<double> m_worstBlockSeconds{0.0};
 
     // Fades: asked for on the main thread, done by the device side.
     std::atomic<uint32_t> m_fadeRequests{0};
