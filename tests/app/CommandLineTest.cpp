@@ -14,21 +14,16 @@
 
 namespace {
 
-// From the rising zero crossings of channel `c`.
-double frequency(const fixtures::Signal& s, int c)
+// The frequency of channel `c` from its rising zero crossings, and its RMS level.
+std::pair<double, double> frequencyAndLevel(const fixtures::Signal& s, int c)
 {
     int crossings = 0;
-    for (int64_t f = 1; f < s.frames(); ++f)
-        crossings += s.at(f - 1, c) <= 0.0f && s.at(f, c) > 0.0f;
-    return crossings * double(s.sampleRate) / double(s.frames());
-}
-
-double rms(const fixtures::Signal& s, int c)
-{
     double sum = 0;
-    for (int64_t f = 0; f < s.frames(); ++f)
+    for (int64_t f = 1; f < s.frames(); ++f) {
+        crossings += s.at(f - 1, c) <= 0.0f && s.at(f, c) > 0.0f;
         sum += double(s.at(f, c)) * s.at(f, c);
-    return std::sqrt(sum / double(s.frames()));
+    }
+    return {crossings * double(s.sampleRate) / double(s.frames()), std::sqrt(sum / double(s.frames()))};
 }
 
 struct CommandLineTest : ::testing::Test {
@@ -72,8 +67,9 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
     EXPECT_EQ(written.channels, 2);
     EXPECT_NEAR(double(written.frames()), 4.0 * 22050, 4096.0) << "two seconds of range at half speed";
     for (int c : {0, 1}) {
-        EXPECT_NEAR(frequency(written, c), 1320.0, 20.0) << "the right channel an octave up on " << c;
-        EXPECT_NEAR(rms(written, c), 0.25 / std::sqrt(2.0), 0.03) << c;
+        const auto [hertz, level] = frequencyAndLevel(written, c);
+        EXPECT_NEAR(hertz, 1320.0, 20.0) << "the right channel an octave up on " << c;
+        EXPECT_NEAR(level, 0.25 / std::sqrt(2.0), 0.03) << c;
     }
 
     r = fixtures::runLento(
@@ -81,36 +77,31 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
     ASSERT_EQ(r.status, 0) << r.err.constData();
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
     EXPECT_EQ(written.frames(), 3 * 22050) << "three passes of the range";
-    EXPECT_GT(std::abs(rms(written, 1) - rms(written, 0)), 0.05) << "the tone filter treats 440 and 660 Hz apart";
+    EXPECT_GT(std::abs(frequencyAndLevel(written, 1).second - frequencyAndLevel(written, 0).second), 0.05)
+        << "the tone filter treats 440 and 660 Hz apart";
 }
 
 // What the segments hold is the estimator's business; here, that they come out as JSON on stdout.
 TEST_F(CommandLineTest, ChordsPrintsTheSegmentsAsAJsonArrayAndProgressOnlyOnStderr)
 {
-    const QString silence = dir.filePath("silence.wav");
-    ASSERT_TRUE(fixtures::writeWav(silence, fixtures::synthesise(22050, 2, 44100, [](int64_t, int) { return 0.0f; })));
-    for (const QString& path : {input, silence}) {
-        const fixtures::LentoRun r = fixtures::runLento({"--chords", path});
-        ASSERT_EQ(r.status, 0) << r.err.constData();
-        EXPECT_TRUE(r.err.isEmpty()) << "no progress unless asked for, off a terminal";
-        const QJsonDocument doc = QJsonDocument::fromJson(r.out);
-        EXPECT_TRUE(doc.isArray() && doc.array().isEmpty() == (path == silence)) << r.out.constData();
-        const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", path, "--progress"});
-        EXPECT_EQ(withProgress.out, r.out);
-        EXPECT_TRUE(withProgress.err.contains("analysing: ")) << withProgress.err.constData();
-    }
+    const fixtures::LentoRun r = fixtures::runLento({"--chords", input});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    EXPECT_TRUE(r.err.isEmpty()) << "no progress unless asked for, off a terminal";
+    const QJsonDocument doc = QJsonDocument::fromJson(r.out);
+    EXPECT_TRUE(doc.isArray() && !doc.array().isEmpty()) << r.out.constData();
+    const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", input, "--progress"});
+    EXPECT_EQ(withProgress.out, r.out);
+    EXPECT_TRUE(withProgress.err.contains("analysing: 100%")) << withProgress.err.constData();
 }
 
 TEST_F(CommandLineTest, HelpAndVersionAnswerOnStdout)
 {
-    for (const char* help : {"--help", "-h"}) {
-        const fixtures::LentoRun r = fixtures::runLento({help});
+    for (const auto& [option, answer] :
+         {std::pair{"--help", "Usage: lento"}, {"-h", "Usage: lento"}, {"--version", "lento "}}) {
+        const fixtures::LentoRun r = fixtures::runLento({option});
         EXPECT_EQ(r.status, 0);
-        EXPECT_TRUE(r.out.startsWith("Usage: lento") && r.out.contains("--export IN")) << help;
+        EXPECT_TRUE(r.out.startsWith(answer)) << r.out.constData();
     }
-    const fixtures::LentoRun version = fixtures::runLento({"--version"});
-    EXPECT_EQ(version.status, 0);
-    EXPECT_TRUE(version.out.startsWith("lento ")) << version.out.constData();
 }
 
 TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
@@ -126,7 +117,6 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--bogus"}, "unknown option --bogus"},
         {{"a.wav", "b.wav"}, "only one file"},
         {{"--info"}, "--info takes exactly one file"},
-        {{"--info", input, input}, "--info takes exactly one file"},
         {{"--info", missing}, "missing.wav: no such file"},
         {{"--info", dir.path()}, "not a readable file"},
         {{"--info", text.fileName()}, "text.wav: "},

@@ -1,10 +1,8 @@
 #include "WindowFixture.h"
 
 #include "app/ControlFormats.h"
-#include "app/WavePane.h"
 #include "audio/Equalizer.h"
 #include "controls/WDButtonCell.h"
-#include "preferences/ColorTheme.h"
 
 #include <QAbstractButton>
 #include <QLabel>
@@ -37,7 +35,6 @@ TEST(ControlFormatsTest, TextsAtTheirBoundaries)
 {
     EXPECT_EQ(ControlFormats::toneText(1000.0f), "1.0 kHz");
     EXPECT_EQ(ControlFormats::timeText(59.9), "00:59");
-    EXPECT_EQ(ControlFormats::timeText(60.0), "01:00");
     EXPECT_EQ(ControlFormats::timeText(6000.0), "100:00") << "minutes are not cut to two digits";
 }
 
@@ -81,7 +78,6 @@ TEST_F(MainWindowControlsTest, AssistiveTechnologyFindsEachSliderByNameAndItsMov
         EXPECT_NEAR(c.heard(), c.expected, 1e-3);
     }
     EXPECT_EQ(accessible(vc->pitchCoarseSlider(), QAccessible::Value), "-1300 Ct") << "both pitch sliders read it";
-    EXPECT_DOUBLE_EQ(vc->getSpeed(), 0.75);
     EXPECT_TRUE(vc->pitchButton()->isChecked() && vc->toneButton()->isChecked()) << "a move switches its effect on";
     // The wave views' zoom comes back to the slider, its label rounded.
     vc->setZoom(3.4);
@@ -92,64 +88,62 @@ TEST_F(MainWindowControlsTest, AssistiveTechnologyFindsEachSliderByNameAndItsMov
 TEST_F(MainWindowControlsTest, AltPutsOnlyTheMovedSliderBackToNeutral)
 {
     clickAt(vc->pitchCoarseSlider(), 0.9);
-    clickAt(vc->pitchFineSlider(), 0.1);
     const double coarse = vc->pitchCoarseSlider()->doubleValue();
     clickAt(vc->pitchFineSlider(), 0.8, Qt::AltModifier);
     EXPECT_DOUBLE_EQ(vc->pitchFineSlider()->doubleValue(), 0.5);
-    EXPECT_DOUBLE_EQ(vc->pitchCoarseSlider()->doubleValue(), coarse) << "the coarse part stays";
-    EXPECT_NEAR(vc->player()->pitch(), (coarse - 0.5) * 2400.0, 1e-3);
-    EXPECT_TRUE(vc->pitchButton()->isChecked());
-
-    clickAt(vc->toneSlider(), 0.9, Qt::AltModifier);
-    EXPECT_DOUBLE_EQ(vc->toneSlider()->doubleValue(), 0.5);
+    EXPECT_NEAR(vc->player()->pitch(), (coarse - 0.5) * 2400.0, 1e-3) << "the coarse part stays";
+    for (const auto& [slider, neutral] : {std::pair{vc->toneSlider(), 0.5}, {vc->volumeSlider(), 1.0},
+                                          {vc->speedSlider(), 1.0}}) {
+        clickAt(slider, 0.6);
+        clickAt(slider, 0.6, Qt::AltModifier);
+        EXPECT_DOUBLE_EQ(slider->doubleValue(), neutral);
+    }
     EXPECT_FLOAT_EQ(eq().frequency(0), 1520.0f);
-    EXPECT_FALSE(eq().isBypassed(1)) << "an Alt move still switches the filter on";
-
-    clickAt(vc->volumeSlider(), 0.3);
-    EXPECT_NEAR(vc->player()->volume(), 0.3f, 0.02f);
-    clickAt(vc->volumeSlider(), 0.3, Qt::AltModifier);
+    EXPECT_FALSE(eq().isBypassed(0)) << "an Alt move still switches the filter on";
     EXPECT_FLOAT_EQ(vc->player()->volume(), 1.0f);
-    EXPECT_EQ(vc->volumeLabel()->text(), "0.0 dB");
-
-    clickAt(vc->speedSlider(), 0.6);
-    clickAt(vc->speedSlider(), 0.6, Qt::AltModifier);
-    EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.0);
-    EXPECT_DOUBLE_EQ(vc->getSpeed(), 1.0);
     EXPECT_FLOAT_EQ(vc->player()->speed(), 1.0f);
     EXPECT_EQ(vc->speedLabel()->text(), "100 %");
 }
 
-TEST_F(MainWindowControlsTest, SpeedStepsStopAtTheSliderRangeAndTheStoredRangeHoldsFromTheStart)
+TEST_F(MainWindowControlsTest, ANewTrackResetsSpeedPitchAndToneAndSpeedStepsStopAtTheRange)
 {
+    clickAt(vc->speedSlider(), 0.7);
+    clickAt(vc->pitchCoarseSlider(), 0.8);
+    clickAt(vc->toneSlider(), 0.2);
+    clickAt(vc->volumeSlider(), 0.4);
+    QTest::mouseClick(vc->soloRightButton(), Qt::LeftButton);
+    vc->setLoop(true);
+    vc->play();
+    ASSERT_TRUE(load(makeTrack("b.wav")));
+    EXPECT_FLOAT_EQ(vc->player()->speed(), 1.0f);
+    EXPECT_DOUBLE_EQ(vc->pitchCoarseSlider()->doubleValue(), 0.5);
+    EXPECT_FALSE(vc->pitchButton()->isChecked() || vc->toneButton()->isChecked());
+    EXPECT_TRUE(eq().isBypassed(0));
+    EXPECT_NEAR(vc->player()->volume(), 0.4f, 0.02f) << "volume and solo are kept";
+    EXPECT_TRUE(vc->soloRightButton()->isChecked());
+    EXPECT_FALSE(vc->loop());
+    EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Play) << "the new track is not playing";
+
     vc->setSpeed(1.2);
     vc->incSpeed();
-    EXPECT_DOUBLE_EQ(vc->getSpeed(), 1.25);
     vc->incSpeed();
     EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.25) << "the top holds, and the slider follows";
     vc->decSpeed();
     EXPECT_NEAR(vc->getSpeed(), 1.2, 1e-12);
-
     vc->setExtendedSpeedRange(true);
-    vc->setSpeed(0.22);
-    vc->decSpeed();
-    vc->decSpeed();
-    EXPECT_DOUBLE_EQ(vc->getSpeed(), 0.2);
     vc->setSpeed(1.4);
     vc->setExtendedSpeedRange(false);
     EXPECT_DOUBLE_EQ(vc->getSpeed(), 1.4) << "a narrower range leaves the speed alone";
-    EXPECT_EQ(vc->speedSlider()->numberOfTickMarks(), 5);
-
     defaults->setObject(true, "ExtendedSpeedRange");
     start();
-    EXPECT_EQ(vc->speedSlider()->numberOfTickMarks(), 7);
-    EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.0);
+    vc->setSpeed(0.22);
+    vc->decSpeed();
+    EXPECT_DOUBLE_EQ(vc->getSpeed(), 0.2) << "the stored wider range holds from the start";
 }
 
 TEST_F(MainWindowControlsTest, AfterStopThePlayButtonShowsPlayAndReturnRestartsOnlyWhenPlaying)
 {
-    EXPECT_FALSE(vc->isCursorRunning());
     QTest::mouseClick(vc->playButton(), Qt::LeftButton);
-    EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Pause);
     EXPECT_EQ(accessible(vc->playButton()), "Pause");
     output().pull(44100 + 2048); // past the limiter's look-ahead
     ASSERT_TRUE(waitFor([&] { return vc->timeLabel()->text() == "00:01"; }, 2000)) << "the cursor timer runs";
@@ -170,7 +164,6 @@ TEST_F(MainWindowControlsTest, AfterStopThePlayButtonShowsPlayAndReturnRestartsO
     output().pull(2 * 44100);
     QTest::mouseClick(vc->returnButton(), Qt::LeftButton);
     EXPECT_TRUE(vc->player()->isPlaying()) << "return while playing plays on from the start";
-    EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Pause);
     output().pull(4410);
     EXPECT_LT(vc->player()->currentTime(), 0.5);
     vc->play();
@@ -181,37 +174,6 @@ TEST_F(MainWindowControlsTest, AfterStopThePlayButtonShowsPlayAndReturnRestartsO
     vc->play();
     output().pull(5 * 44100);
     EXPECT_TRUE(waitFor([&] { return vc->playButton()->style() == WDButtonCell::Play; }, 2000)) << "at the end";
-    ASSERT_TRUE(vc->isCursorRunning());
-    vc->audioPlayerWillReset();
-    EXPECT_FALSE(vc->isCursorRunning());
-}
-
-TEST_F(MainWindowControlsTest, ANewTrackResetsSpeedPitchAndToneButKeepsVolumeAndSolo)
-{
-    clickAt(vc->speedSlider(), 0.7);
-    clickAt(vc->pitchCoarseSlider(), 0.8);
-    clickAt(vc->toneSlider(), 0.2);
-    clickAt(vc->volumeSlider(), 0.4);
-    QTest::mouseClick(vc->soloRightButton(), Qt::LeftButton);
-    const double volume = vc->volumeSlider()->doubleValue();
-    vc->setLoop(true);
-    ASSERT_TRUE(vc->loop());
-    vc->play();
-    ASSERT_EQ(vc->playButton()->style(), WDButtonCell::Pause);
-
-    ASSERT_TRUE(load(makeTrack("b.wav")));
-    EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.0);
-    EXPECT_FLOAT_EQ(vc->player()->speed(), 1.0f);
-    EXPECT_DOUBLE_EQ(vc->pitchCoarseSlider()->doubleValue(), 0.5);
-    EXPECT_FALSE(vc->pitchButton()->isChecked());
-    EXPECT_DOUBLE_EQ(vc->toneSlider()->doubleValue(), 0.5);
-    EXPECT_FALSE(vc->toneButton()->isChecked());
-    EXPECT_TRUE(eq().isBypassed(0));
-    EXPECT_DOUBLE_EQ(vc->volumeSlider()->doubleValue(), volume);
-    EXPECT_TRUE(vc->soloRightButton()->isChecked());
-    EXPECT_FALSE(vc->loop());
-    EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Play) << "the new track is not playing";
-    EXPECT_EQ(window->windowTitle(), "b.wav");
 }
 
 TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
@@ -253,19 +215,4 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
     EXPECT_TRUE(itemShowing(menuNamed("Playback"), "Solo Left Channel")->isChecked()) << "the menu follows";
     QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
     EXPECT_EQ(vc->player()->solo(), 0);
-}
-
-TEST_F(MainWindowControlsTest, TheThemeReachesTheControlsAndFollowsTheSetting)
-{
-    EXPECT_EQ(vc->toneSlider()->barColor(), ColorTheme::forTheme(1).wave) << "a first run has theme 1";
-    EXPECT_EQ(vc->playButton()->backColor(), ColorTheme::forTheme(1).key);
-    EXPECT_EQ(vc->speedSlider()->barColor(), ColorTheme::forTheme(1).key);
-    const QImage shot = window->grab().toImage();
-    const QPoint inWave = vc->wavePane()->mapTo(window, vc->wavePane()->rect().center());
-    EXPECT_EQ(shot.pixelColor(inWave).rgb(), ColorTheme::forTheme(1).background.rgb());
-
-    defaults->setObject(2, "Theme");
-    vc->setColorTheme();
-    EXPECT_EQ(vc->volumeSlider()->barColor(), ColorTheme::forTheme(2).wave);
-    EXPECT_EQ(vc->pitchFineSlider()->backColor(), ColorTheme::forTheme(2).background);
 }

@@ -30,15 +30,11 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceAndEveryOtherApplicationsStaysAsI
     const QString xbel = dir.filePath("share/recently-used.xbel");
     QDir().mkpath(dir.filePath("share"));
     ASSERT_TRUE(writeAll(xbel, R"(<?xml version="1.0" encoding="UTF-8"?>
-<xbel version="1.0" xmlns:bookmark="http://www.freedesktop.org/standards/desktop-bookmarks"
-      xmlns:mime="http://www.freedesktop.org/standards/shared-mime-info">
-  <bookmark href="file:///home/u/letter.odt" added="2024-01-01T10:00:00.000000Z">
-    <title>A letter</title>
-    <info><metadata owner="http://freedesktop.org">
-      <bookmark:groups><bookmark:group>Office</bookmark:group></bookmark:groups>
-      <bookmark:applications><bookmark:application name="Writer" count="3"/></bookmark:applications>
-    </metadata></info>
-  </bookmark>
+<xbel version="1.0" xmlns:bookmark="http://www.freedesktop.org/standards/desktop-bookmarks">
+  <bookmark href="file:///home/u/letter.odt" added="2024-01-01T10:00:00.000000Z"><title>A letter</title>
+    <info><metadata owner="http://freedesktop.org"><bookmark:groups><bookmark:group>Office</bookmark:group>
+    </bookmark:groups><bookmark:applications><bookmark:application name="Writer" count="3"/></bookmark:applications>
+  </metadata></info></bookmark>
 </xbel>)"));
 
     RecentDocuments recent(xbel);
@@ -49,16 +45,16 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceAndEveryOtherApplicationsStaysAsI
     const QString written = readAll(xbel);
     EXPECT_EQ(written.count(R"(name="Lento")"), 1);
     EXPECT_TRUE(written.contains(QRegularExpression(R"(name="Lento"[^>]* count="2")"))) << written.toStdString();
-    EXPECT_TRUE(written.contains(R"(type="audio/x-wav")"));
-    for (const char* kept : {"<bookmark:group>Office</bookmark:group>", "<title>A letter</title>", "name=\"Writer\""})
+    for (const char* kept : {"type=\"audio/x-wav\"", "<bookmark:group>Office</bookmark:group>", "<title>A letter</title>",
+                             "name=\"Writer\""})
         EXPECT_TRUE(written.contains(kept)) << kept;
     EXPECT_EQ(QDir(dir.filePath("share")).entryList(QDir::Files), QStringList({"recently-used.xbel"}))
         << "no temporary file is left behind";
 
     RecentDocuments fresh(dir.filePath("new/recently-used.xbel"));
+    EXPECT_FALSE(fresh.noteNewRecentDocumentURL(QUrl("https://example.org/x.mp3"), "audio/mpeg"));
     ASSERT_TRUE(fresh.noteNewRecentDocumentURL(QUrl::fromLocalFile("/x.mp3"), "audio/mpeg"));
     EXPECT_EQ(fresh.recentURLs(), QStringList({"file:///x.mp3"}));
-    EXPECT_FALSE(fresh.noteNewRecentDocumentURL(QUrl("https://example.org/x.mp3"), "audio/mpeg"));
     // A list it cannot read is somebody else's to mend, not ours to replace.
     ASSERT_TRUE(writeAll(xbel, "<xbel><bookmark href="));
     EXPECT_FALSE(recent.noteNewRecentDocumentURL(song, "audio/x-wav"));

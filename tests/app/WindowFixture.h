@@ -63,10 +63,7 @@ struct WindowFixture : ::testing::Test {
     {
         const QString path = dir.filePath(name);
         QDir().mkpath(QFileInfo(path).absolutePath());
-        const auto signal = fixtures::synthesise(44100, 2, int64_t(seconds * 44100), [](int64_t f, int c) {
-            return float(0.25 * std::sin((c ? 0.07 : 0.05) * double(f)));
-        });
-        EXPECT_TRUE(fixtures::writeWav(path, signal));
+        EXPECT_TRUE(fixtures::writeWav(path, fixtures::stereoSines(44100, int64_t(seconds * 44100), 440.0, 0.25f)));
         return path;
     }
 
