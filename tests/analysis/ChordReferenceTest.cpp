@@ -50,11 +50,8 @@ Reference reference(const float* x)
 
 TEST(ChordFrameAnalyzer, FramesOfRealChordsMatchThePlainModel)
 {
-    for (int k = 10; k <= 335; ++k)
-        ASSERT_EQ(chromaPitchClassOfBin(k), pitchClass(k)) << k;
     const std::vector<float> signal = progression({{0, false, 1.0}, {9, true, 1.0}, {4, false, 1.0}, {10, true, 1.0}});
     ChordFrameAnalyzer analyzer;
-    EXPECT_EQ(analyzer.windowAt(0), 0.0f);
     // Frames inside each chord, and one across the first boundary, through one analyzer.
     for (int64_t start : {2048, 20000, 24000, 45000, 70000}) {
         const float* frame = signal.data() + start;
@@ -76,73 +73,29 @@ TEST(ChordFrameAnalyzer, FramesOfRealChordsMatchThePlainModel)
     }
 }
 
-TEST(ChordFrameAnalyzer, OnlyBinsTenTo335AndFramesAtTheRmsGateHaveAChroma)
+TEST(ChordFrameAnalyzer, AFrameNeedsATriadShareOf038AndAMarginOf0015OverTheRunnerUp)
 {
-    ChordFrameAnalyzer analyzer;
-    // A Hann-windowed sine on bin k reaches only k - 1 .. k + 1.
-    auto voicedFor = [&analyzer](int bin) {
-        std::vector<float> x(N);
-        for (int n = 0; n < N; ++n)
-            x[size_t(n)] = float(0.5 * std::sin(2.0 * M_PI * bin * n / N));
-        analyzer.analyseFrame(x.data());
-        return analyzer.lastFrameVoiced();
-    };
-    EXPECT_FALSE(voicedFor(8));
-    EXPECT_TRUE(voicedFor(9));
-    EXPECT_FLOAT_EQ(analyzer.lastChroma()[9], 1.0f); // only bin 10 (A) counts, not bin 9 (G)
-    EXPECT_TRUE(voicedFor(336));
-    EXPECT_FALSE(voicedFor(337));
-    // A square wave of ±a has an RMS of exactly a (and its fundamental on bin 64).
-    auto square = [](float a) {
-        std::vector<float> x(N);
-        for (int n = 0; n < N; ++n)
-            x[size_t(n)] = (n / 32) % 2 ? -a : a;
-        return x;
-    };
-    analyzer.analyseFrame(square(0.006f).data());
-    EXPECT_TRUE(analyzer.lastFrameVoiced());
-    analyzer.analyseFrame(square(std::nextafter(0.006f, 0.0f)).data());
-    EXPECT_FALSE(analyzer.lastFrameVoiced());
-}
-
-TEST(ChordFrameAnalyzer, TheFirstTriedKeepsEqualScoresAndANewBestPushesTheOldOneToSecond)
-{
-    // C, D#, E, G equal: C major and C minor tie exactly, so the margin is zero and the frame unknown.
+    // C, D#, E, G equal: C major and C minor tie exactly; the first tried stays, with a margin of zero.
     ChordChroma tie{};
     tie[0] = tie[3] = tie[4] = tie[7] = 0.25f;
     const ChordTemplateMatch t = matchChordTemplates(tie);
-    EXPECT_EQ(t.bestIndex, 0);
-    EXPECT_EQ(t.secondScore, t.bestScore);
-    EXPECT_EQ(decideChord(t).label, -1);
-
-    // C major scores high first; A minor, tried much later, beats it.
+    EXPECT_EQ(std::tuple(t.bestIndex, t.secondScore, decideChord(t).label), std::tuple(0, t.bestScore, -1));
+    // C major scores high first; A minor, tried much later, beats it and leaves it second.
     ChordChroma chroma{};
     chroma[0] = chroma[4] = chroma[9] = 0.3f;
     chroma[7] = 0.1f;
     const ChordTemplateMatch m = matchChordTemplates(chroma);
-    EXPECT_EQ(m.bestIndex, 21);
-    EXPECT_EQ(m.bestScore, m.scores[21]);
-    EXPECT_EQ(m.secondScore, m.scores[0]);
+    EXPECT_EQ(std::tuple(m.bestIndex, m.bestScore, m.secondScore), std::tuple(21, m.scores[21], m.scores[0]));
     EXPECT_FLOAT_EQ(m.bestShare, 0.9f);
-    EXPECT_FLOAT_EQ(m.triadShares[0], 0.7f);
-}
 
-TEST(ChordFrameAnalyzer, AFrameNeedsATriadShareOf038AndAMarginOf0015)
-{
     auto decide = [](int index, float share, float best, float second) {
-        ChordTemplateMatch m;
-        m.bestIndex = index;
-        m.bestShare = share;
-        m.bestScore = best;
-        m.secondScore = second;
-        const ChordFrameDecision d = decideChord(m);
+        const ChordFrameDecision d = decideChord({.bestScore = best, .secondScore = second, .bestShare = share, .bestIndex = index});
         return std::pair{d.label, d.confidence};
     };
     const float share = 0.38f, margin = 0.015f;
     EXPECT_EQ(decide(0, share, margin, 0.0f), std::pair(0, 1.5f * (share - 0.30f) + 4.0f * margin)); // both at their limits
     EXPECT_EQ(decide(0, share, std::nextafter(margin, 0.0f), 0.0f), std::pair(-1, 0.0f));
     EXPECT_EQ(decide(0, std::nextafter(share, 0.0f), 0.1f, 0.0f), std::pair(-1, 0.0f));
-    EXPECT_EQ(decide(-1, 0.9f, 0.1f, 0.0f), std::pair(-1, 0.0f));
     EXPECT_EQ(decide(7, 0.9f, 0.1f, 0.0f), std::pair(7, 1.0f)); // clamped
     const auto [label, confidence] = decide(7, 0.5f, 0.1f, 0.08f);
     EXPECT_EQ(label, 7);

@@ -2,34 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
-namespace {
-
-// Collects an interleaved signal in blocks of blockFrames and returns what the store holds.
-std::vector<float> collectInBlocks(const std::vector<float>& interleaved, double rate, int channels, int64_t blockFrames)
-{
-    ChordSampleStore store;
-    ChordSampleCollector collector(rate, channels, QStringLiteral("x.wav"), store);
-    const int64_t frames = int64_t(interleaved.size()) / channels;
-    for (int64_t at = 0; at < frames; at += blockFrames)
-        collector.appendInterleaved(interleaved.data() + at * channels, std::min(blockFrames, frames - at));
-    std::vector<float> out(size_t(store.size()));
-    store.copy(0, store.size(), out.data());
-    return out;
-}
-
-// Frame f carries the value f on every channel, so kept samples tell which frames were kept.
-std::vector<float> ramp(int64_t frames, int channels)
-{
-    std::vector<float> out(size_t(frames * channels));
-    for (size_t i = 0; i < out.size(); ++i)
-        out[i] = float(int64_t(i) / channels);
-    return out;
-}
-
-} // namespace
-
 TEST(ChordSampleStore, GrowsAcrossChunksWithoutLosingSamples)
 {
     ChordSampleStore store;
@@ -46,15 +18,26 @@ TEST(ChordSampleStore, GrowsAcrossChunksWithoutLosingSamples)
 
 TEST(ChordSampleCollector, KeepsFramesAtTheTargetRateWhereverTheBlocksAreCut)
 {
+    // Frame f carries the value f on both channels, so kept samples tell which frames were kept.
+    std::vector<float> stereo(2 * 100'003);
+    for (size_t i = 0; i < stereo.size(); ++i)
+        stereo[i] = float(i / 2);
+    auto collect = [&stereo](double rate, int64_t block) {
+        ChordSampleStore store;
+        ChordSampleCollector collector(rate, 2, QStringLiteral("x.wav"), store);
+        for (int64_t at = 0; at < 100'003; at += block)
+            collector.appendInterleaved(stereo.data() + at * 2, std::min<int64_t>(block, 100'003 - at));
+        std::vector<float> out(size_t(store.size()));
+        store.copy(0, store.size(), out.data());
+        return out;
+    };
     struct Case { double rate; std::vector<float> firstKept; };
-    for (const Case& c : {Case{44100.0, {1, 3, 5, 7, 9, 11}}, Case{48000.0, {2, 4, 6, 8, 10, 13}},
-                          Case{22050.0, {0, 1, 2, 3, 4, 5}}, Case{11025.0, {0, 1, 2, 3, 4, 5}}}) {
-        const std::vector<float> stereo = ramp(100'003, 2);
-        const std::vector<float> whole = collectInBlocks(stereo, c.rate, 2, 100'003);
+    for (const Case& c : {Case{44100.0, {1, 3, 5, 7, 9, 11}}, Case{48000.0, {2, 4, 6, 8, 10, 13}}, Case{11025.0, {0, 1, 2, 3, 4, 5}}}) {
+        const std::vector<float> whole = collect(c.rate, 100'003);
         ASSERT_GE(whole.size(), 6u);
         EXPECT_EQ(std::vector<float>(whole.begin(), whole.begin() + 6), c.firstKept) << c.rate;
         EXPECT_NEAR(double(whole.size()), 100'003 * std::min(1.0, 22050.0 / c.rate), 1.0) << c.rate;
         for (int64_t block : {1, 7, 4095})
-            EXPECT_EQ(collectInBlocks(stereo, c.rate, 2, block), whole) << c.rate << " in blocks of " << block;
+            EXPECT_EQ(collect(c.rate, block), whole) << c.rate << " in blocks of " << block;
     }
 }

@@ -31,16 +31,6 @@ inline bool near(const QImage& image, double x, double y, const QColor& colour, 
     return near(image.pixel(int(x), int(y)), colour, tolerance);
 }
 
-inline int count(const QImage& image, const QColor& colour, const QRect& area, int tolerance = 40)
-{
-    int n = 0;
-    const QRect clipped = area.intersected(image.rect());
-    for (int y = clipped.top(); y <= clipped.bottom(); ++y)
-        for (int x = clipped.left(); x <= clipped.right(); ++x)
-            n += near(image.pixel(x, y), colour, tolerance) ? 1 : 0;
-    return n;
-}
-
 // Bounding box of the pixels near the colour; null when there are none.
 inline QRect bounds(const QImage& image, const QColor& colour, int tolerance = 40)
 {
