@@ -28,6 +28,7 @@ public:
         return m_pcm->read(start, count, out);
     }
     void prefetch(int64_t start, int64_t count) const override { m_pcm->prefetch(start, count); }
+    void release(int64_t start, int64_t count) const override { m_pcm->releaseResident(start, count); }
 
 private:
     std::shared_ptr<const PcmCache> m_pcm;

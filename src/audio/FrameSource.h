@@ -13,4 +13,6 @@ public:
     virtual int64_t read(int64_t start, int64_t count, float* const* out) const = 0;
     // Off the render thread: makes frames [start, start + count) resident ahead of their read.
     virtual void prefetch(int64_t /*start*/, int64_t /*count*/) const {}
+    // Off the render thread: frames [start, start + count) are not needed soon; memory may let them go.
+    virtual void release(int64_t /*start*/, int64_t /*count*/) const {}
 };

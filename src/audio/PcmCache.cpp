@@ -249,12 +249,20 @@ void PcmCache::prefetch(int64_t start, int64_t count) const
     }
 }
 
-void PcmCache::releaseResident() const
+void PcmCache::releaseResident(int64_t start, int64_t count) const
 {
-    if (!m_finished || m_frameCount == 0)
+    start = std::clamp<int64_t>(start, 0, m_frameCount);
+    count = std::clamp<int64_t>(count, 0, m_frameCount - start);
+    if (!m_finished || count == 0)
         return;
-    for (const Channel& channel : m_channels)
-        ::madvise(const_cast<float*>(channel.mapped), size_t(m_frameCount) * sizeof(float), MADV_DONTNEED);
+    static const uintptr_t page = uintptr_t(::sysconf(_SC_PAGESIZE));
+    for (const Channel& channel : m_channels) {
+        // Only whole pages inside the range: a neighbour's samples stay where they are.
+        const uintptr_t first = (reinterpret_cast<uintptr_t>(channel.mapped + start) + page - 1) & ~(page - 1);
+        const uintptr_t end = reinterpret_cast<uintptr_t>(channel.mapped + start + count) & ~(page - 1);
+        if (end > first)
+            ::madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED);
+    }
 }
 
 QString PcmCache::error() const

@@ -37,8 +37,9 @@ public:
     // Brings frames [start, start+count) of every channel into memory; blocks on the disk, so never
     // on the render thread.
     void prefetch(int64_t start, int64_t count) const;
-    // Lets go of the pages this process holds; the samples stay in the file and come back on a read.
-    void releaseResident() const;
+    // Lets go of the pages this process holds of frames [start, start + count), all by default; the
+    // samples stay in the file and come back on a read.
+    void releaseResident(int64_t start = 0, int64_t count = INT64_MAX) const;
 
     QString error() const;
 

@@ -351,6 +351,11 @@ void PlayerNode::prefetchAhead(int64_t frames)
     // The window moves on by quarters: pages brought in a moment ago are not asked for again.
     if (item == m_prefetchedItem && cursor >= m_prefetchedFrom && cursor - m_prefetchedFrom < frames / 4)
         return;
+    // What fell behind is let go, so a long loop holds no more than its window.
+    const int64_t behind = cursor - frames / 4;
+    if (item == m_prefetchedItem && behind > m_releasedUpTo)
+        item->source->release(item->start + m_releasedUpTo, behind - m_releasedUpTo);
+    m_releasedUpTo = item == m_prefetchedItem && cursor >= m_prefetchedFrom ? std::max(m_releasedUpTo, behind) : 0;
     m_prefetchedItem = item;
     m_prefetchedFrom = cursor;
     const int64_t ahead = std::min(frames, item->count - cursor);

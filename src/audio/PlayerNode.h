@@ -143,6 +143,7 @@ private:
     std::atomic<int64_t> m_currentFrame{0};
     const Item* m_prefetchedItem = nullptr; // completion thread only
     int64_t m_prefetchedFrom = 0;
+    int64_t m_releasedUpTo = 0;
     std::atomic<uint64_t> m_publishedTime{0}; // epoch in the top 16 bits, frames below
 
     std::mutex m_completionMutex;
