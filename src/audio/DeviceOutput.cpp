@@ -30,8 +30,9 @@ bool DeviceOutput::open(double sampleRate, int channels)
     }
     m_sampleRate = sampleRate;
     m_channels = channels;
-    // SDL's block, and about as much again that the sound server holds for it.
-    m_deviceFrames = 2 * int64_t(have.samples);
+    // Measured at a PulseAudio sink's monitor: a block reaches the sink one block after our callback
+    // filled it, SDL asking the server for no more buffering than that.
+    m_deviceFrames = int64_t(have.samples);
     return true;
 }
 

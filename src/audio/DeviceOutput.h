@@ -21,7 +21,7 @@ public:
     bool start() override;
     void stop() override;
     bool isRunning() const override { return m_running; }
-    // What SDL and the sound server hold between our callback and the ear.
+    // What SDL and the sound server hold between our callback and the sink.
     int64_t latencyFrames() const override { return m_deviceFrames; }
     // True when the device went away (unplugged, server gone) after it was opened.
     bool isLost() const override;
