@@ -3,10 +3,8 @@
 # memory the play adds. Target: the 60-minute loop adds no more than the 1-second one plus 20 MB.
 # Usage: bench/audio/loop_memory.sh [BUILD_DIR]
 set -euo pipefail
-root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
-build="${1:-${LENTO_BUILD_DIR:-$root/build}}"
-probe="$build/bench/audio/loop_probe"
-[[ -x "$probe" ]] || { echo "build loop_probe first (scripts/build)" >&2; exit 1; }
+source "$(dirname "${BASH_SOURCE[0]}")/../timing.sh"
+probe="$(built bench/audio/loop_probe "${1:-}")"
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 ffmpeg -nostdin -v error -y -f lavfi -i "sine=frequency=220:sample_rate=44100:duration=3600" -ac 2 -c:a flac "$work/hour.flac"

@@ -4,10 +4,8 @@
 # and the render thread's slowest block.
 # Usage: bench/audio/underruns.sh [BUILD_DIR] (MINUTES=10 by default)
 set -euo pipefail
-root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
-build="${1:-${LENTO_BUILD_DIR:-$root/build}}"
-probe="$build/bench/audio/loop_probe"
-[[ -x "$probe" ]] || { echo "build loop_probe first (scripts/build)" >&2; exit 1; }
+source "$(dirname "${BASH_SOURCE[0]}")/../timing.sh"
+probe="$(built bench/audio/loop_probe "${1:-}")"
 work="$(mktemp -d)"
 busy=""
 trap 'rm -rf "$work"; [[ -n "$busy" ]] && kill "$busy" 2>/dev/null || true' EXIT
