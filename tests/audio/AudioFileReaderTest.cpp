@@ -224,6 +224,7 @@ TEST(AudioFileReader, ACancelOrARefusingSinkStopsAndProgressRisesToTheEnd)
         EXPECT_FALSE(reader.decode([&](const float*, int64_t) { cancel = ++blocks > 0; return true; }, &cancel));
         EXPECT_TRUE(reader.wasCancelled());
         EXPECT_EQ(blocks, 1);
+        EXPECT_EQ(log.lines().size(), 1) << "one line for the cancel, none for what it cut short";
     }
     EXPECT_FALSE(reader.decode([&](const float*, int64_t) { return ++blocks < 3; }));
     EXPECT_FALSE(reader.wasCancelled());
