@@ -59,6 +59,8 @@ ExportRenderer::ExportRenderer(const Settings& settings, const MatrixMixer& mixe
     copyMixer(mixer, m_mixer);
     for (int first = 0; first < settings.channels; first += Equalizer::kMaxChannels)
         m_eqs.push_back(copyEqualizer(eq, settings.sampleRate));
+    // Settled and bypassed, the filter is the identity for the whole export.
+    m_filtering = !(eq.isBypassed(0) && eq.isBypassed(1));
     m_limiter.prepare(settings.sampleRate, settings.channels);
     makeBuffers(m_in, m_inPointers, settings.channels);
     makeBuffers(m_out, m_outPointers, settings.channels);
@@ -168,7 +170,7 @@ void ExportRenderer::shape(float* const* block, int frames)
     for (int c = MatrixMixer::kChannels; c < channels; ++c)
         for (int i = 0; i < frames; ++i)
             block[c][i] *= master;
-    for (size_t g = 0; g < m_eqs.size(); ++g) {
+    for (size_t g = 0; g < m_eqs.size() && m_filtering; ++g) {
         const int first = int(g) * Equalizer::kMaxChannels;
         m_eqs[g]->process(block + first, std::min(Equalizer::kMaxChannels, channels - first), frames);
     }

@@ -49,6 +49,7 @@ private:
     std::unique_ptr<RubberBand::RubberBandStretcher> m_stretcher;
     MatrixMixer m_mixer;
     std::vector<std::unique_ptr<Equalizer>> m_eqs; // one per kMaxChannels channels
+    bool m_filtering = true;
     Limiter m_limiter;
     int64_t m_toDrop = 0;
     int64_t m_written = 0;

@@ -34,9 +34,31 @@ float Limiter::windowMinimum() const
 // The gain applied to the frame leaving the delay is the mean of the last D held gains, each no
 // larger than the least gain any frame of its window needs; every window of those D holds the
 // leaving frame, so the mean never lets it pass above the ceiling.
+bool Limiter::isIdle(const float* const* io, int channels, int frames) const
+{
+    if (m_below != 0 || m_held != 1.0f || m_boxSum < double(m_lookahead) - 1e-6)
+        return false;
+    for (int c = 0; c < channels; ++c)
+        for (int n = 0; n < frames; ++n)
+            if (std::fabs(io[c][n]) > kCeiling)
+                return false;
+    return true;
+}
+
 void Limiter::process(float* const* io, int channels, int frames)
 {
     channels = std::min(channels, int(m_delay.size()));
+    // Under the ceiling with nothing to recover from, the gain is 1 throughout: only the delay runs.
+    if (isIdle(io, channels, frames)) {
+        const int period = int(m_required.size() * m_box.size());
+        for (int n = 0; n < frames; ++n) {
+            const size_t slot = size_t(m_pos) % size_t(m_lookahead);
+            for (int c = 0; c < channels; ++c)
+                std::swap(io[c][n], m_delay[size_t(c)][slot]);
+            m_pos = (m_pos + 1) % period;
+        }
+        return;
+    }
     const size_t windowSize = m_required.size();
     for (int n = 0; n < frames; ++n) {
         float peak = 0.0f;

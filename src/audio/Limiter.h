@@ -24,6 +24,7 @@ public:
 
 private:
     float windowMinimum() const;
+    bool isIdle(const float* const* io, int channels, int frames) const;
 
     int m_lookahead = 0;
     float m_releaseCoefficient = 0.0f;
