@@ -25,20 +25,28 @@ QString openFailureReason(const QString& path)
 } // namespace
 
 QList<LTChordSegment> LTChordEstimator::estimateChordSegmentsForFileURL(const QUrl& url, const Progress& progress,
-                                                                        const std::atomic<bool>* cancel)
+                                                                        const std::atomic<bool>* cancel,
+                                                                        QString* failure)
 {
+    const auto fail = [failure](const QString& why) {
+        if (failure)
+            *failure = why;
+        return QList<LTChordSegment>{};
+    };
+    if (failure)
+        failure->clear();
     if (!url.isLocalFile())
-        return {};
+        return fail(QStringLiteral("not a local file"));
     const QString path = url.toLocalFile();
     AudioFileReader reader;
     if (!reader.open(path)) {
-        Log::line(QStringLiteral("[NOTE_DEBUG] cannot open file for note analysis: %1 error=%2")
-                      .arg(url.toString(), openFailureReason(path)));
-        return {};
+        const QString why = openFailureReason(path);
+        Log::line(QStringLiteral("[NOTE_DEBUG] cannot open file for note analysis: %1 error=%2").arg(url.toString(), why));
+        return fail(why);
     }
     const AudioStreamInfo& info = reader.info();
     if (!(info.sampleRate > 0.0) || info.channelCount <= 0)
-        return {};
+        return fail(QStringLiteral("no decodable audio stream"));
 
     const QString fileName = QFileInfo(path).fileName();
     ChordSampleStore store;
@@ -47,12 +55,16 @@ QList<LTChordSegment> LTChordEstimator::estimateChordSegmentsForFileURL(const QU
         [&collector](const float* interleaved, int64_t frames) { return collector.appendInterleaved(interleaved, frames); },
         cancel, [&progress](double fraction) { if (progress) progress(fraction * kDecodeShare); });
     if (!intact && !collector.capReached()) {
-        if (!reader.wasCancelled())
-            Log::line(QStringLiteral("[NOTE_DEBUG] read error during note analysis: decoding stopped after %1 frames of %2")
-                          .arg(reader.decodedFrames())
-                          .arg(path));
-        return {};
+        if (reader.wasCancelled())
+            return {};
+        Log::line(QStringLiteral("[NOTE_DEBUG] read error during note analysis: decoding stopped after %1 frames of %2")
+                      .arg(reader.decodedFrames())
+                      .arg(path));
+        return fail(QStringLiteral("the file is damaged or truncated"));
     }
+    // Worded as the track's own read words them, so every command refuses a file alike.
+    if (reader.decodedFrames() < 1)
+        return fail(QStringLiteral("the file holds no audio"));
     QList<LTChordSegment> segments = analyseChordSamples(
         store, fileName, [&progress](double fraction) { if (progress) progress(kDecodeShare + fraction * (1.0 - kDecodeShare)); },
         cancel);

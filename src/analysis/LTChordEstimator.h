@@ -19,9 +19,12 @@ public:
     using Progress = std::function<void(double fraction)>;
 
     // Decodes the whole file and returns its chord segments, or an empty list on any failure or a
-    // cancel (a cancel returns no partial result).
+    // cancel (a cancel returns no partial result). An empty list alone can not tell silence from a
+    // file that could not be read: `failure`, when given, is set to a short cause for the latter
+    // and cleared otherwise (a cancel included).
     static QList<LTChordSegment> estimateChordSegmentsForFileURL(const QUrl& url, const Progress& progress = {},
-                                                                 const std::atomic<bool>* cancel = nullptr);
+                                                                 const std::atomic<bool>* cancel = nullptr,
+                                                                 QString* failure = nullptr);
 
     // "C".."B" for 0-11, "Cm".."Bm" for 12-23, "" otherwise. Sharps only.
     static QString chordName(int index);

@@ -49,10 +49,16 @@ int runChordsCommand(const QStringList& arguments, QTextStream& out, QTextStream
         shownPercent = percent;
         err << "\ranalysing: " << percent << "%" << Qt::flush;
     };
-    const QList<LTChordSegment> segments =
-        LTChordEstimator::estimateChordSegmentsForFileURL(QUrl::fromLocalFile(file.absoluteFilePath()), progress);
+    QString failure;
+    const QList<LTChordSegment> segments = LTChordEstimator::estimateChordSegmentsForFileURL(
+        QUrl::fromLocalFile(file.absoluteFilePath()), progress, nullptr, &failure);
     if (showProgress)
         err << "\r" << QString(20, QLatin1Char(' ')) << "\r" << Qt::flush;
+    // An empty array means silence; a file that could not be read all through is no answer at all.
+    if (!failure.isEmpty()) {
+        err << "lento: " << input << ": " << failure << "\n";
+        return 2;
+    }
     out << QJsonDocument(chordSegmentsToJson(segments)).toJson(QJsonDocument::Compact) << "\n";
     return 0;
 }

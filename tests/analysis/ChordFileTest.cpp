@@ -45,8 +45,10 @@ TEST_F(LTChordEstimatorTest, AFileGivesTheSegmentsOfItsChannelsMeanWithProgressT
 
     log.clear();
     std::atomic<bool> cancel{true};
-    EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(url("song.wav"), {}, &cancel).isEmpty());
+    QString failure = QStringLiteral("stale");
+    EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(url("song.wav"), {}, &cancel, &failure).isEmpty());
     EXPECT_FALSE(log.anyStartsWith("[NOTE_DEBUG]"));
+    EXPECT_TRUE(failure.isEmpty()) << "a cancel is no failure of the file";
 }
 
 TEST_F(LTChordEstimatorTest, FailuresGiveAnEmptyListWithTheirLine)
@@ -55,11 +57,13 @@ TEST_F(LTChordEstimatorTest, FailuresGiveAnEmptyListWithTheirLine)
     ASSERT_TRUE(fixtures::writeWav(path("cut.wav"), fixtures::synthesise(22050, 1, 66150, [](int64_t f, int) { return float(f % 50) / 100.0f; })));
     ASSERT_TRUE(QFile::resize(path("cut.wav"), QFileInfo(path("cut.wav")).size() / 2 + 3));
     LogCapture log;
-    struct Case { QUrl url; QString line; };
-    for (const Case& c : {Case{url("missing.wav"), "cannot open file for note analysis: " + url("missing.wav").toString() + " error=no such file"},
-                          Case{url("cut.wav"), "read error during note analysis: "}}) {
+    struct Case { QUrl url; QString line, failure; };
+    for (const Case& c : {Case{url("missing.wav"), "cannot open file for note analysis: " + url("missing.wav").toString() + " error=no such file", "no such file"},
+                          Case{url("cut.wav"), "read error during note analysis: ", "the file is damaged or truncated"}}) {
         log.clear();
-        EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(c.url).isEmpty()) << c.url.toString().toStdString();
+        QString failure;
+        EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(c.url, {}, nullptr, &failure).isEmpty()) << c.url.toString().toStdString();
         EXPECT_TRUE(log.anyStartsWith("[NOTE_DEBUG] " + c.line)) << log.lines().join('\n').toStdString();
+        EXPECT_EQ(failure, c.failure);
     }
 }

@@ -92,6 +92,13 @@ TEST_F(CommandLineTest, ChordsPrintsTheSegmentsAsAJsonArrayAndProgressOnlyOnStde
     const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", input, "--progress"});
     EXPECT_EQ(withProgress.out, r.out);
     EXPECT_TRUE(withProgress.err.contains("analysing: 100%")) << withProgress.err.constData();
+
+    // Silence is the one file whose answer is an empty array.
+    const QString silent = dir.filePath("silent.wav");
+    ASSERT_TRUE(fixtures::writeWav(silent, fixtures::synthesise(22050, 2, 3 * 22050, [](int64_t, int) { return 0.0f; })));
+    const fixtures::LentoRun quiet = fixtures::runLento({"--chords", silent});
+    EXPECT_EQ(quiet.status, 0) << quiet.err.constData();
+    EXPECT_EQ(quiet.out, "[]\n");
 }
 
 TEST_F(CommandLineTest, HelpAndVersionAnswerOnStdout)
@@ -111,6 +118,12 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
     text.close();
     const QString longFile = dir.filePath("long.wav"); // four hours and a frame at 10 Hz
     ASSERT_TRUE(fixtures::writeWav(longFile, fixtures::synthesise(10, 1, 144001, [](int64_t, int) { return 0.1f; })));
+    // A header that promises more than the file holds: it opens, and decoding stops short.
+    const QString cut = dir.filePath("cut.wav");
+    ASSERT_TRUE(fixtures::writeWav(cut, fixtures::stereoSines(22050, 3 * 22050)));
+    ASSERT_TRUE(QFile::resize(cut, QFileInfo(cut).size() / 2 + 3));
+    const QString empty = dir.filePath("empty.wav");
+    ASSERT_TRUE(fixtures::writeWav(empty, fixtures::synthesise(22050, 2, 0, [](int64_t, int) { return 0.0f; })));
     const QString out = dir.filePath("never.wav");
     const QString missing = dir.filePath("missing.wav");
     const QList<std::pair<QStringList, const char*>> cases{
@@ -121,6 +134,7 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--info", dir.path()}, "not a readable file"},
         {{"--info", text.fileName()}, "text.wav: "},
         {{"--info", longFile}, "four hours"},
+        {{"--info", cut}, "cut.wav: the file is damaged or truncated"},
         {{"--export", input}, "needs an output file"},
         {{"--export", "-o", out}, "needs an input file"},
         {{"--export", input, input, "-o", out}, "only one input file"},
@@ -138,6 +152,8 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--chords"}, "--chords needs an input file"},
         {{"--chords", missing}, "no such readable file"},
         {{"--chords", text.fileName()}, "not a readable audio file"},
+        {{"--chords", cut}, "cut.wav: the file is damaged or truncated"},
+        {{"--chords", empty}, "empty.wav: the file holds no audio"},
         {{"--chords", "a", "b"}, "--chords takes exactly one file"},
         {{"--chords", "--bogus"}, "unknown option --bogus"},
     };
