@@ -5,7 +5,6 @@
 #include "audio/VirtualOutput.h"
 
 #include <QEventLoop>
-#include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
 #include <QTimer>
@@ -208,9 +207,10 @@ int runExportCommand(const QStringList& arguments, QTextStream& err)
     QEventLoop loop;
     ConsoleProgress progress(err, loop);
     engine.setExportProgress(&progress);
+    // Past a file size limit a write fails and is reported, instead of the signal ending the process.
+    std::signal(SIGXFSZ, SIG_IGN);
     engine.exportToURL(QUrl::fromLocalFile(output.absoluteFilePath()), QStringLiteral("wav"));
     if (!engine.isExporting()) {
-        QFile::remove(output.absoluteFilePath());
         err << "lento: " << settings.output << ": can not be written\n";
         return 2;
     }
@@ -224,6 +224,11 @@ int runExportCommand(const QStringList& arguments, QTextStream& err)
     watch.start(50);
     loop.exec();
     std::signal(SIGINT, SIG_DFL);
+    if (!engine.exportError().isEmpty()) {
+        err << "lento: " << settings.output << ": can not be written (" << engine.exportError()
+            << "); a file that was there is unchanged\n";
+        return 2;
+    }
     if (interrupted) {
         err << "lento: export cancelled; the part rendered stays in " << settings.output << "\n";
         return 1;

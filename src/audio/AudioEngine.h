@@ -105,6 +105,9 @@ public:
     bool renderAbort() const { return m_renderAbort; }
     void setRenderAbort(bool abort) { m_renderAbort = abort; }
     bool isExporting() const { return m_exporting; }
+    // Why the last export's file could not be written, empty when it was (or was cancelled).
+    // Read once exportProgress() has been told of the end.
+    QString exportError() const { return m_exportError; }
     // Passes of the range an export renders; the window exports one.
     void setExportPasses(int passes) { m_exportPasses = std::max(1, passes); }
 
@@ -179,6 +182,7 @@ private:
     std::atomic<bool> m_renderAbort{false};
     std::atomic<bool> m_renderLoopActive{false};
     bool m_exporting = false;
+    QString m_exportError;
     int m_exportPasses = 1;
 
     double m_pitch = 0.0;

@@ -26,6 +26,7 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
 {
     if (m_graph)
         m_graph->stop();
+    m_exportError.clear();
 
     auto writer = std::make_shared<WavWriter>();
     const QString path = url.isLocalFile() ? url.toLocalFile() : url.toString();
@@ -61,14 +62,21 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
     m_renderLoopActive = true;
     std::weak_ptr<int> alive = m_lifetime;
     QThreadPool::globalInstance()->start([this, alive, writer, renderer, passes, inputFrames, total] {
-        if (!renderer->run(*passes[0], *passes[1], inputFrames, total, *writer, m_renderAbort,
-                           [this](double fraction) { postExportProgress(fraction); }))
-            Log::line(QStringLiteral("write to output file failed %1").arg(writer->error()));
-        writer->close();
-        MainQueue::post([this, alive] {
+        // A cancel keeps what was rendered; a failed write keeps the file that was there before.
+        const bool rendered = renderer->run(*passes[0], *passes[1], inputFrames, total, *writer, m_renderAbort,
+                                            [this](double fraction) { postExportProgress(fraction); });
+        if (!rendered)
+            writer->discard();
+        QString error;
+        if (!rendered || !writer->commit()) {
+            error = writer->error();
+            Log::line(QStringLiteral("write to output file failed %1").arg(error));
+        }
+        MainQueue::post([this, alive, error] {
             if (!alive.lock())
                 return;
             m_exporting = false;
+            m_exportError = error;
             if (m_exportProgress)
                 m_exportProgress->hideProgressBar();
         });

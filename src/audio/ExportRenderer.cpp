@@ -97,7 +97,8 @@ bool ExportRenderer::run(AudioRenderSource& study, AudioRenderSource& input, int
     const double studyShare = m_stretcher ? kStudyShare : 0.0;
     bool ok = true;
     int64_t fed = 0;
-    while (m_written < total && !abort) {
+    // A failed write ends the render: the file will not be kept.
+    while (m_written < total && !abort && ok) {
         if (progress)
             progress(studyShare + (1.0 - studyShare) * double(m_written) / double(total));
         if (fed < inputFrames) {
@@ -111,7 +112,7 @@ bool ExportRenderer::run(AudioRenderSource& study, AudioRenderSource& input, int
             m_stretcher->process(m_inPointers.data(), size_t(n), fed == inputFrames);
         }
         int available = m_stretcher ? m_stretcher->available() : -1;
-        while (available > 0 && m_written < total) {
+        while (available > 0 && m_written < total && ok) {
             const size_t got = m_stretcher->retrieve(m_outPointers.data(), size_t(std::min(available, kChunk)));
             ok = deliver(m_outPointers.data(), int(got), writer) && ok;
             available = m_stretcher->available();
@@ -122,7 +123,7 @@ bool ExportRenderer::run(AudioRenderSource& study, AudioRenderSource& input, int
     // The limiter's tail, then silence where the stretcher gave fewer frames than the range needs.
     for (auto& channel : m_in)
         std::fill(channel.begin(), channel.end(), 0.0f);
-    while (m_written < total && !abort)
+    while (m_written < total && !abort && ok)
         ok = deliver(m_inPointers.data(), int(std::min<int64_t>(kChunk, total - m_written + m_toDrop)), writer) && ok;
     return ok;
 }

@@ -1,6 +1,7 @@
 // The built program's commands, run as a user or a script runs them.
 #include "common/AudioFixtures.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -11,6 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -79,6 +82,44 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
     EXPECT_EQ(written.frames(), 3 * 22050) << "three passes of the range";
     EXPECT_GT(std::abs(frequencyAndLevel(written, 1).second - frequencyAndLevel(written, 0).second), 0.05)
         << "the tone filter treats 440 and 660 Hz apart";
+}
+
+// A file size limit makes the writes fail part way, as a full disk does.
+TEST_F(CommandLineTest, AFailedExportLeavesTheFileThatWasThereByteForByteAndNothingBeside)
+{
+    const QString out = dir.filePath("out.wav");
+    ASSERT_TRUE(fixtures::writeWav(out, fixtures::stereoSines(44100, 44100, 330.0)));
+    ASSERT_TRUE(QFile::setPermissions(out, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
+    const QFile::Permissions mode = QFile::permissions(out);
+    QFile file(out);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray before = file.readAll();
+    file.close();
+    const QDir::Filters all = QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot;
+    const QStringList names = QDir(dir.path()).entryList(all);
+    // Above the decoded track's cache (about 1 MB), below the export's 4 MB.
+    const auto limitFileSize = [] {
+        const rlimit limit{2 << 20, 2 << 20};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    };
+
+    fixtures::LentoRun r = fixtures::runLento({"--export", input, "-o", out, "--loops", "8"}, limitFileSize);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_TRUE(r.err.endsWith("\n") && r.err.contains("lento: " + out.toUtf8() + ": can not be written (")
+                && r.err.count("lento:") == 1)
+        << r.err.constData();
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll() == before) << "the old file is untouched";
+    file.close();
+    EXPECT_EQ(QDir(dir.path()).entryList(all), names) << "no temporary file is left";
+
+    r = fixtures::runLento({"--export", input, "-o", out, "--loops", "8"});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    fixtures::Signal written;
+    ASSERT_TRUE(fixtures::readSoundFile(out, written));
+    EXPECT_EQ(written.frames(), 8 * 6 * 22050) << "a whole export replaces it";
+    EXPECT_EQ(QFile::permissions(out), mode) << "and keeps its permissions";
+    EXPECT_EQ(QDir(dir.path()).entryList(all), names);
 }
 
 // What the segments hold is the estimator's business; here, that they come out as JSON on stdout.

@@ -3,6 +3,8 @@
 #include "audio/ExportProgress.h"
 #include "common/LogCapture.h"
 
+#include <QDir>
+
 #include <sndfile.h>
 
 #include <gtest/gtest.h>
@@ -101,6 +103,9 @@ TEST_F(ExportTest, ACancelLeavesAValidShortFileAndAnUnwritablePathOnlyALine)
     Signal out;
     ASSERT_TRUE(fixtures::readSoundFile(path, out)) << "a valid WAV";
     EXPECT_LT(out.frames(), 60 * 44100);
+    EXPECT_TRUE(engine.exportError().isEmpty()) << "a cancel is no failure";
+    EXPECT_EQ(QDir(dir.path()).entryList(QStringList{".*"}, QDir::Files | QDir::Hidden), QStringList{})
+        << "nothing is left beside it";
     EXPECT_FALSE(engine.isExporting());
     EXPECT_TRUE(engine.playPause()) << "the device path plays again";
     EXPECT_FALSE(engine.playPause());

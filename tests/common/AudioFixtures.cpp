@@ -61,9 +61,11 @@ bool readSoundFile(const QString& path, Signal& out)
 }
 
 int runProgram(const QString& program, const QStringList& args, QByteArray* stdoutData,
-               QByteArray* stderrData, int timeoutMs)
+               QByteArray* stderrData, int timeoutMs, const std::function<void()>& inChild)
 {
     QProcess process;
+    if (inChild)
+        process.setChildProcessModifier(inChild);
     process.start(program, args);
     if (!process.waitForStarted(10000))
         return -1;
@@ -94,10 +96,10 @@ QString builtProgram(const QString& name)
     return QStringLiteral(LENTO_BIN_DIR "/src/app/") + name;
 }
 
-LentoRun runLento(const QStringList& args)
+LentoRun runLento(const QStringList& args, const std::function<void()>& inChild)
 {
     LentoRun run;
-    run.status = runProgram(builtProgram(QStringLiteral("lento")), args, &run.out, &run.err);
+    run.status = runProgram(builtProgram(QStringLiteral("lento")), args, &run.out, &run.err, 120000, inChild);
     return run;
 }
 

@@ -42,9 +42,10 @@ bool readSoundFile(const QString& path, Signal& out);
 // Runs `ffmpeg -v error -y -i in <args> out`; true when it exits 0 and the output exists.
 bool ffmpegConvert(const QString& in, const QString& out, const QStringList& args = {});
 
-// Runs a program to completion, returning its exit status (or -1 if it could not start).
+// Runs a program to completion, returning its exit status (or -1 if it could not start or was
+// killed). `inChild` runs in the child before the program starts (limits, signals).
 int runProgram(const QString& program, const QStringList& args, QByteArray* stdoutData = nullptr,
-               QByteArray* stderrData = nullptr, int timeoutMs = 120000);
+               QByteArray* stderrData = nullptr, int timeoutMs = 120000, const std::function<void()>& inChild = {});
 
 // Path of a program built by this build tree (e.g. "lento").
 QString builtProgram(const QString& name);
@@ -55,6 +56,6 @@ struct LentoRun {
     QByteArray out;
     QByteArray err;
 };
-LentoRun runLento(const QStringList& args);
+LentoRun runLento(const QStringList& args, const std::function<void()>& inChild = {});
 
 } // namespace fixtures
