@@ -1,6 +1,8 @@
 #include "preferences/UserDefaults.h"
 
 #include <QDir>
+#include <QFileInfo>
+#include <QLockFile>
 #include <QMutexLocker>
 #include <QStandardPaths>
 
@@ -14,6 +16,18 @@ UserDefaults& UserDefaults::standardUserDefaults()
 UserDefaults::UserDefaults(const QString& filePath)
     : m_settings(std::make_unique<QSettings>(filePath, QSettings::IniFormat))
 {
+    // QSettings saves through a temporary file and a rename; without this it would fall back to
+    // rewriting the file in place where the folder takes no new files, and a crash then would
+    // leave half a file. Qt's default, stated so no one turns it off unawares.
+    m_settings->setAtomicSyncRequired(true);
+    // A save killed between creating QSettings' lock file and writing its owner into it leaves the
+    // lock empty, and Qt then waits half a minute at every save before it takes the lock as stale.
+    // A live writer fills its lock at once, so an empty one is a dead writer's.
+    QLockFile lock(filePath + QStringLiteral(".lock"));
+    qint64 pid = 0;
+    QString host, application;
+    if (QFileInfo::exists(filePath + QStringLiteral(".lock")) && !lock.getLockInfo(&pid, &host, &application))
+        lock.removeStaleLockFile();
 }
 
 void UserDefaults::registerDefaults(const QVariantMap& defaults)
@@ -67,7 +81,7 @@ void UserDefaults::removeObjectForKey(const QString& key)
     setObject(QVariant(), key);
 }
 
-// QSettings writes the file through a temporary and a rename, so a crash never leaves half a file.
+// Old or new content whole, never half a file: see the constructor.
 bool UserDefaults::synchronize()
 {
     QMutexLocker lock(&m_mutex);
