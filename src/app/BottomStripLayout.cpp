@@ -44,6 +44,8 @@ BottomStripLayout::Frames BottomStripLayout::place(const QRectF& root, const Siz
 
     f.durationLabel = QRectF(QPointF(centreX - sizes.durationLabel.width() / 2.0, splitBottom + kDurationTop),
                              sizes.durationLabel);
+    f.statusLabel = QRectF(QPointF(centreX - sizes.statusLabel.width() / 2.0, f.durationLabel.bottom() + kStatusGap),
+                           sizes.statusLabel);
     f.speedLabel = QRectF(QPointF(f.speedSlider.center().x() + kSpeedLabelShift - sizes.speedLabel.width() / 2.0,
                                   f.speedSlider.bottom() + kSliderLabelGap),
                           sizes.speedLabel);

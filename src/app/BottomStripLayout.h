@@ -8,7 +8,8 @@
 // whole strip can be checked without a window.
 //
 // Left to right the strip reads: left panel button, zoom slider, return button, time (centred
-// in the window, the duration under it), play button, speed slider, drawer button. The sliders
+// in the window, the duration and a status line under it), play button, speed slider, drawer
+// button. The sliders
 // take up the width that is left; the strip's controls are tied to the root, not to a pane.
 struct BottomStripLayout {
     static constexpr double kStripHeight = 110.0;
@@ -21,6 +22,7 @@ struct BottomStripLayout {
     static constexpr double kTimeGap = 6.0;
     static constexpr double kPlayTop = 26.0;
     static constexpr double kDurationTop = 60.0;
+    static constexpr double kStatusGap = 2.0;
     static constexpr double kSliderLabelGap = 13.0;
     static constexpr double kSpeedLabelShift = 2.0;
 
@@ -31,6 +33,7 @@ struct BottomStripLayout {
         double sliderHeight = 25.0;
         QSizeF timeLabel;
         QSizeF durationLabel;
+        QSizeF statusLabel;
         QSizeF speedLabel;
         QSizeF zoomLabel;
     };
@@ -45,6 +48,7 @@ struct BottomStripLayout {
         QRectF playButton;
         QRectF speedSlider;
         QRectF durationLabel;
+        QRectF statusLabel;
         QRectF speedLabel;
         QRectF zoomLabel;
     };

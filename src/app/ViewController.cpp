@@ -187,14 +187,16 @@ void ViewController::audioPlayerDidFinishPlaying(AudioEngine*, bool)
 
 void ViewController::audioPlayerDidFinishSetupSuccessfully(bool flag)
 {
-    if (!flag)
-        return;
     QPointer<ViewController> self(this);
-    const auto start = [self] {
-        if (self)
+    const auto show = [self, flag] {
+        if (!self)
+            return;
+        // The next Play opens the device again, so one that appeared since is simply used.
+        self->showOutputStatus(flag ? QString() : tr("No sound output"));
+        if (flag)
             self->m_cursorTimer.start();
     };
-    MainQueue::isMainThread() ? start() : MainQueue::post(start);
+    MainQueue::isMainThread() ? show() : MainQueue::post(show);
 }
 
 void ViewController::audioPlayerWillReset()

@@ -146,6 +146,8 @@ public:
     QLabel* pitchLabel() const { return m_pitchLabel; }
     QLabel* timeLabel() const { return m_timeLabel; }
     QLabel* durationLabel() const { return m_durationLabel; }
+    // Under the time: why Play did nothing (no sound output); hidden while there is nothing to say.
+    QLabel* outputStatusLabel() const { return m_outputStatusLabel; }
     LTSplitView* verticalSplitView() const { return m_verticalSplitView; }
     QWidget* rightDrawer() const { return m_rightDrawer; }
     QWidget* leftSidebarView() const { return m_leftSidebarView; }
@@ -197,6 +199,7 @@ private:
     void connectControls();
     void styleControls();
     void showPlayButtonStyle(int style);
+    void showOutputStatus(const QString& text);
     // The label shows the text, and the sliders report it as their value.
     void showValue(QLabel* label, std::initializer_list<WDSlider*> sliders, const QString& text);
     // Runs an action the way a user's move of `slider` does, with Alt as it was held.
@@ -255,5 +258,6 @@ private:
     QLabel* m_pitchLabel = nullptr;
     QLabel* m_timeLabel = nullptr;
     QLabel* m_durationLabel = nullptr;
+    QLabel* m_outputStatusLabel = nullptr;
     QList<QLabel*> m_drawerTitles;
 };

@@ -206,6 +206,13 @@ void ViewController::buildBottomStrip(QWidget* root)
     m_returnButton = new WDButtonCell(root);
     m_timeLabel = makeLabel(root, fixedFont(18));
     m_durationLabel = makeLabel(root, fixedFont(12));
+    // Says why Play did nothing, without an alert in the way; empty and hidden otherwise.
+    m_outputStatusLabel = makeLabel(root, root->font());
+    m_outputStatusLabel->setObjectName(QStringLiteral("outputStatus"));
+    const QString remedy = tr("Connect a sound device or start the sound server, then press Play again.");
+    m_outputStatusLabel->setToolTip(remedy);
+    m_outputStatusLabel->setAccessibleDescription(remedy);
+    m_outputStatusLabel->hide();
     m_speedLabel = makeLabel(root, fixedFont(12));
     m_zoomLabel = makeLabel(root, fixedFont(12));
 
@@ -228,7 +235,8 @@ void ViewController::buildBottomStrip(QWidget* root)
 void ViewController::configureBottomControlLayout()
 {
     if (!m_view || !m_verticalSplitView || !m_playButton || !m_returnButton || !m_speedSlider || !m_zoomSlider
-        || !m_timeLabel || !m_durationLabel || !m_speedLabel || !m_zoomLabel || !m_sidebarButton || !m_leftSidebarButton)
+        || !m_timeLabel || !m_durationLabel || !m_outputStatusLabel || !m_speedLabel || !m_zoomLabel || !m_sidebarButton
+        || !m_leftSidebarButton)
         return;
 
     // Widths of the widest texts, so a changing value never shifts its neighbours.
@@ -242,6 +250,7 @@ void ViewController::configureBottomControlLayout()
     sizes.sliderHeight = m_speedSlider->sizeHint().height();
     sizes.timeLabel = textSize(m_timeLabel, QStringLiteral("000:00"));
     sizes.durationLabel = textSize(m_durationLabel, QStringLiteral("000:00"));
+    sizes.statusLabel = textSize(m_outputStatusLabel, m_outputStatusLabel->text());
     sizes.speedLabel = textSize(m_speedLabel, QStringLiteral("140 %"));
     sizes.zoomLabel = textSize(m_zoomLabel, QStringLiteral("25x"));
 
@@ -256,6 +265,7 @@ void ViewController::configureBottomControlLayout()
     put(m_playButton, f.playButton);
     put(m_speedSlider, f.speedSlider);
     put(m_durationLabel, f.durationLabel);
+    put(m_outputStatusLabel, f.statusLabel);
     put(m_speedLabel, f.speedLabel);
     put(m_zoomLabel, f.zoomLabel);
 }

@@ -55,6 +55,8 @@ void ViewController::setColorTheme()
     m_returnButton->setBackColor(c.key);
     for (QLabel* label : {m_timeLabel, m_durationLabel, m_speedLabel, m_zoomLabel})
         label->setStyleSheet(QStringLiteral("color: %1;").arg(gray.name()));
+    // In the wave's colour, which every theme sets off from its background.
+    m_outputStatusLabel->setStyleSheet(QStringLiteral("color: %1;").arg(c.wave.name()));
 
     m_view->setBackgroundColor(c.background);
     m_wavePane->setBackgroundColor(c.background);

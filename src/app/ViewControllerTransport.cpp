@@ -91,6 +91,13 @@ void ViewController::showPlayButtonStyle(int style)
     m_playButton->setToolTip(name);
 }
 
+void ViewController::showOutputStatus(const QString& text)
+{
+    m_outputStatusLabel->setText(text);
+    m_outputStatusLabel->setVisible(!text.isEmpty());
+    configureBottomControlLayout();
+}
+
 void ViewController::showValue(QLabel* label, std::initializer_list<WDSlider*> sliders, const QString& text)
 {
     label->setText(text);

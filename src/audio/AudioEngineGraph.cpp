@@ -13,13 +13,10 @@
 bool AudioEngine::setupEngine()
 {
     m_scheduledPlay = 0;
-    if (!m_graph) {
-        auto graph = std::make_unique<AudioGraph>(m_options.makeOutput(), m_options.rendering);
-        // Without an output device nothing is kept, so a later call builds the whole graph afresh.
-        if (!graph->hasOutputDevice())
-            return false;
-        m_graph = std::move(graph);
-    }
+    // Built whether or not a device can be opened now: the output is the graph's last stage and
+    // opens at each start, so a track opens, draws and exports with no sound device at all.
+    if (!m_graph)
+        m_graph = std::make_unique<AudioGraph>(m_options.makeOutput(), m_options.rendering);
     m_graph->pitchNode().setRate(1.0);
     m_pitch = 0.0;
 
@@ -48,11 +45,14 @@ void AudioEngine::makeConnections()
 bool AudioEngine::startEngine()
 {
     // The output opens the system's current default device at every start, so there is no
-    // separate device selection to fail here.
+    // separate device selection to fail here, and a device that appeared since is found.
     if (!m_graph || !m_graph->start()) {
         Log::line(QStringLiteral("couldn't start engine, %1")
                       .arg(m_graph ? QStringLiteral("the output device could not be opened")
                                    : QStringLiteral("there is no audio graph")));
+        // The track is there and only the sound has nowhere to go: the owner says so.
+        if (m_graph && m_delegate)
+            m_delegate->audioPlayerDidFinishSetupSuccessfully(false);
         return false;
     }
     setupMatrixMixer(true);

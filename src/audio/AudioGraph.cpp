@@ -26,16 +26,6 @@ AudioGraph::~AudioGraph()
     m_output->close();
 }
 
-bool AudioGraph::hasOutputDevice()
-{
-    if (m_output->channelCount() > 0)
-        return true;
-    const bool opened = m_output->open(m_format.isValid() ? m_format.sampleRate : 44100.0, kOutputChannels);
-    if (opened)
-        m_output->close();
-    return opened;
-}
-
 void AudioGraph::connect(const AudioFormat& format)
 {
     if (m_running || !format.isValid())

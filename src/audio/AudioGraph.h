@@ -49,13 +49,12 @@ public:
     AudioOutput& output() { return *m_output; }
     const AudioRing* ring() const { return m_ring.get(); }
 
-    // Whether an output device can be opened at all (the graph's "output format" is empty otherwise).
-    bool hasOutputDevice();
-
     // Carries `format` through every stage. Only while stopped.
     void connect(const AudioFormat& format);
     const AudioFormat& format() const { return m_format; }
 
+    // Opens the output first when it is closed, lost or at another rate; false when it can not be
+    // opened. Every stage before it works the same with the output closed.
     bool start();
     // Silences at once: the output stops and what waits in the ring is dropped.
     void stop();

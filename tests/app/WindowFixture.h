@@ -22,7 +22,8 @@
 #include <cmath>
 
 // The real window and controller over a defaults file of their own and an engine that renders
-// into a virtual output, so tests hear exactly what the graph gives out.
+// into a virtual output, so tests hear exactly what the graph gives out (or into what
+// engineOptions name, set before SetUp).
 // Members go in reverse: the delegate, then the controller, then the defaults.
 struct WindowFixture : ::testing::Test {
     QTemporaryDir dir;
@@ -30,6 +31,8 @@ struct WindowFixture : ::testing::Test {
     std::unique_ptr<ViewController> vc;
     std::unique_ptr<AppDelegate> delegate;
     QMainWindow* window = nullptr;
+    AudioEngine::Options engineOptions{[] { return std::make_unique<VirtualOutput>(512, 0); },
+                                       AudioGraph::Rendering::InOutputCallback, false};
 
     void SetUp() override
     {
@@ -45,8 +48,7 @@ struct WindowFixture : ::testing::Test {
         vc.reset();
         defaults = std::make_unique<UserDefaults>(dir.filePath("Lento.conf"));
         AppDelegate::registerStartDefaults(*defaults);
-        vc = std::make_unique<ViewController>(*defaults, AudioEngine::Options{
-            [] { return std::make_unique<VirtualOutput>(512, 0); }, AudioGraph::Rendering::InOutputCallback, false});
+        vc = std::make_unique<ViewController>(*defaults, engineOptions);
         vc->viewDidLoad();
         delegate = std::make_unique<AppDelegate>(vc.get(), *defaults);
         window = delegate->createMainWindow();

@@ -47,21 +47,40 @@ struct LifecycleTest : ::testing::Test {
 
 } // namespace
 
-TEST_F(LifecycleTest, WithoutAnOutputDeviceTheReadFailsWithItsLineAndALaterReadBuildsTheGraph)
+TEST_F(LifecycleTest, WithoutAnOutputDeviceATrackOpensAndExportsPlayTellsTheOwnerAndALaterDevicePlays)
 {
     AudioEngine engine(scriptedOutput(false));
+    engine.setDelegate(&delegate);
+    ProgressRecorder progress;
+    engine.setExportProgress(&progress);
     ScriptedOutput::refuseOpen = true;
     LogCapture log;
-    const QUrl url = track();
-    EXPECT_FALSE(engine.readAudioDataFromURL(url));
-    EXPECT_TRUE(log.contains("Error while setting up engine"));
-    EXPECT_EQ(engine.graph(), nullptr);
-    EXPECT_EQ(engine.fileURL(), url) << "the file itself was read";
+    ASSERT_TRUE(engine.readAudioDataFromURL(track()));
+    ASSERT_NE(engine.graph(), nullptr);
+    EXPECT_GT(engine.waveData()->numBins(), 0);
+
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        EXPECT_FALSE(engine.playPause());
+        EXPECT_EQ(delegate.noOutput, attempt);
+        EXPECT_FALSE(engine.isPlaying());
+    }
+    EXPECT_TRUE(log.contains("couldn't start engine, the output device could not be opened"));
+    EXPECT_EQ(delegate.setups, 0);
+
+    engine.fillBufferFrom(0.0f, 0.5f, 0.0f);
+    engine.setSpeed(0.5f);
+    const QString out = dir.filePath("out.wav");
+    engine.exportToURL(QUrl::fromLocalFile(out), QStringLiteral("wav"));
+    ASSERT_TRUE(EngineHarness::waitFor([&] { return progress.hidden; }, 20000));
+    fixtures::Signal written;
+    ASSERT_TRUE(fixtures::readSoundFile(out, written));
+    EXPECT_EQ(written.frames(), 3 * 44100) << "half the track at half speed";
 
     ScriptedOutput::refuseOpen = false;
-    ASSERT_TRUE(engine.readAudioDataFromURL(url));
-    ASSERT_NE(engine.graph(), nullptr);
-    EXPECT_TRUE(engine.playPause());
+    EXPECT_TRUE(engine.playPause()) << "the device that appeared plays the same track";
+    EXPECT_EQ(delegate.setups, 1);
+    static_cast<VirtualOutput&>(engine.graph()->output()).pull(22050);
+    EXPECT_GT(engine.currentSampleTime(), 0.0);
 }
 
 TEST_F(LifecycleTest, ALostDeviceResetsTheGraphAndTellsTheOwner)

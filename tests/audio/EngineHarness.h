@@ -21,9 +21,10 @@
 struct RecordingDelegate : AudioPlayerDelegate {
     int finished = 0;
     int setups = 0;
+    int noOutput = 0;
     int resets = 0;
     void audioPlayerDidFinishPlaying(AudioEngine*, bool) override { ++finished; }
-    void audioPlayerDidFinishSetupSuccessfully(bool) override { ++setups; }
+    void audioPlayerDidFinishSetupSuccessfully(bool flag) override { ++(flag ? setups : noOutput); }
     void audioPlayerWillReset() override { ++resets; }
 };
 

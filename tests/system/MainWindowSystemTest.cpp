@@ -1,6 +1,6 @@
 // The real program on a real X server: `lento FILE` shows its window titled with the file's name,
 // drawn in the theme rather than blank; a user's keys open and export through Qt's own dialogs,
-// and closing the window ends the program.
+// and closing the window ends the program. With no sound server at all, the same.
 #include "common/AudioFixtures.h"
 
 #include <QDir>
@@ -62,12 +62,17 @@ void expectDrawnInTheTheme(const QImage& image)
     EXPECT_GT(themed, image.width() * image.height() / 40) << "the theme's background covers a good part";
 }
 
+bool canDriveX()
+{
+    return !qgetenv("DISPLAY").isEmpty()
+        && fixtures::runProgram(QStringLiteral("xdotool"), {QStringLiteral("version")}, nullptr, nullptr, 5000) == 0;
+}
+
 } // namespace
 
 TEST(MainWindowSystemTest, LentoWithAFileShowsItsWindowAndKeysOpenExportAndCloseIt)
 {
-    if (qgetenv("DISPLAY").isEmpty()
-        || fixtures::runProgram(QStringLiteral("xdotool"), {QStringLiteral("version")}, nullptr, nullptr, 5000) != 0)
+    if (!canDriveX())
         GTEST_SKIP() << "needs an X display and xdotool; run under scripts/test-session.sh";
 
     QTemporaryDir dir;
@@ -137,4 +142,47 @@ TEST(MainWindowSystemTest, LentoWithAFileShowsItsWindowAndKeysOpenExportAndClose
     EXPECT_EQ(lento.exitCode(), 0);
     const QSettings saved(settings, QSettings::IniFormat);
     EXPECT_EQ(QUrl(saved.value(QStringLiteral("LastSongURL")).toString()).toLocalFile(), typed);
+}
+
+TEST(MainWindowSystemTest, WithNoSoundServerAtAllATrackOpensPlayLeavesItRunningAndExportWorks)
+{
+    if (!canDriveX())
+        GTEST_SKIP() << "needs an X display and xdotool; run under scripts/test-session.sh";
+    QTemporaryDir dir;
+    const QString track = dir.filePath(QStringLiteral("no sound.wav"));
+    ASSERT_TRUE(fixtures::writeWav(track, fixtures::stereoSines(44100, 44100 * 2)));
+    // No server to find: a runtime folder without sockets, a server address that leads nowhere,
+    // and SDL left to choose its driver as on a user's machine.
+    const QString runtime = dir.filePath(QStringLiteral("runtime"));
+    ASSERT_TRUE(QDir().mkpath(runtime));
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+    env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + dir.filePath(QStringLiteral("no-server")));
+    env.remove(QStringLiteral("SDL_AUDIODRIVER"));
+
+    QProcess lento;
+    lento.setProcessEnvironment(env);
+    lento.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    lento.start(fixtures::builtProgram(QStringLiteral("lento")), {track});
+    ASSERT_TRUE(lento.waitForStarted(10000));
+    const QString main = shownWindowTitled(QStringLiteral("no sound.wav"), 30000);
+    ASSERT_FALSE(main.isEmpty()) << "no window titled with the file's name";
+    keysTo(main, {"key", "--clearmodifiers", "ctrl+p"});
+    EXPECT_FALSE(lento.waitForFinished(1000)) << "Play with nowhere to play ends nothing";
+    keysTo(main, {"key", "--clearmodifiers", "ctrl+w"});
+    ASSERT_TRUE(lento.waitForFinished(5000)) << "and the window still answers";
+    EXPECT_EQ(lento.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(lento.exitCode(), 0);
+
+    QProcess exporting;
+    exporting.setProcessEnvironment(env);
+    const QString out = dir.filePath(QStringLiteral("out.wav"));
+    exporting.start(fixtures::builtProgram(QStringLiteral("lento")), {"--export", track, "-o", out, "--speed", "0.5"});
+    ASSERT_TRUE(exporting.waitForFinished(60000));
+    EXPECT_EQ(exporting.exitCode(), 0) << exporting.readAllStandardError().constData();
+    fixtures::Signal written;
+    ASSERT_TRUE(fixtures::readSoundFile(out, written));
+    EXPECT_EQ(written.frames(), 4 * 44100);
 }
