@@ -97,7 +97,11 @@ TEST_F(ExportTest, ACancelLeavesAValidShortFileAndAnUnwritablePathOnlyALine)
 {
     ASSERT_TRUE(load(tone(44100, 2, 60 * 44100, 440)));
     const QString path = dir.filePath("cancelled.wav");
+    ASSERT_TRUE(engine.playPause());
+    EXPECT_GT(measure::peak(channel(pull(2048), 0), 0, 2048), 0.1f);
     engine.exportToURL(QUrl::fromLocalFile(path), QStringLiteral("wav"));
+    EXPECT_EQ(measure::peak(channel(pull(2048), 0), 0, 2048), 0.0f) << "an export silences playback";
+    engine.stop();
     engine.setRenderAbort(true);
     ASSERT_TRUE(waitFor([&] { return progress.hidden; }, 60000));
     Signal out;

@@ -48,7 +48,7 @@ TEST_F(EngineReadTest, BinSizeFollowsTheFrameCountAcrossPowerOfTwoBoundaries)
 {
     struct Case { int64_t frames; int32_t binSize; int32_t numBins; };
     for (const Case& c : {Case{72000, 1, 72000}, Case{72001, 2, 36001}, Case{144000, 2, 72000},
-                          Case{144001, 4, 36001}}) {
+                          Case{144001, 4, 36001}, Case{1, 1, 1}}) {
         const AudioSource source = AudioSource::read(wav(QStringLiteral("b%1.wav").arg(c.frames), 8000, 1, c.frames));
         ASSERT_TRUE(source.isReady()) << c.frames;
         EXPECT_EQ(source.fileLength, c.frames);

@@ -44,6 +44,18 @@ std::vector<int64_t> onsets(const std::vector<float>& x, float threshold, int64_
     return found;
 }
 
+// The amplitude of the `hz` component of x, over whole periods of it.
+double amplitudeAt(const std::vector<float>& x, double hz)
+{
+    const size_t n = size_t(std::floor(double(x.size()) * hz / kRate) * kRate / hz);
+    double re = 0.0, im = 0.0;
+    for (size_t i = 0; i < n; ++i) {
+        re += x[i] * std::cos(2 * M_PI * hz * double(i) / kRate);
+        im += x[i] * std::sin(2 * M_PI * hz * double(i) / kRate);
+    }
+    return n ? 2.0 * std::hypot(re, im) / double(n) : 0.0;
+}
+
 int64_t residentBytes()
 {
     std::ifstream status("/proc/self/status");
@@ -133,6 +145,37 @@ TEST_F(RenderPathTest, ARestartRightAtTheEndKeepsPlaying)
     }
 }
 
+TEST_F(RenderPathTest, ARestartWhilePlayingIsHeardAtOnce)
+{
+    ASSERT_TRUE(load(tone(4 * kRate, [](int64_t f) { return float(0.5 * std::sin(2 * M_PI * 300.0 * double(f) / kRate)); })));
+    record(3.0);
+    ASSERT_TRUE(engine.playPause());
+    ASSERT_TRUE(waitFor([&] { return output().recordedFrames() >= int64_t(0.3 * kRate); }));
+    // What the window does for a click in the track while it plays.
+    engine.stop();
+    engine.fillBufferFrom(0.5f, 1.0f, 0.5f);
+    const int64_t asked = output().recordedFrames();
+    ASSERT_TRUE(engine.playPause());
+    ASSERT_TRUE(waitFor([&] { return output().recordedFrames() >= asked + int64_t(0.3 * kRate); }));
+    const auto left = heardLeft();
+    // The new sound begins after the silence that follows the stop's fade.
+    int64_t onset = -1;
+    bool afterSilence = false;
+    for (int64_t i = asked - kRate / 20, quiet = 0; i < int64_t(left.size()) && onset < 0; ++i) {
+        const float level = std::fabs(left[size_t(i)]);
+        if (level < 0.01f) {
+            afterSilence = afterSilence || ++quiet >= 64;
+        } else {
+            quiet = 0;
+            if (afterSilence && level > 0.05f)
+                onset = i;
+        }
+    }
+    ASSERT_GE(onset, 0);
+    EXPECT_LT(onset - asked, int64_t(0.03 * kRate)) << "nothing of the old play waits in front of the new one";
+    EXPECT_FALSE(engine.playPause());
+}
+
 TEST_F(RenderPathTest, APauseKeepsThePlaceHeardAndFadesOut)
 {
     const int64_t burst = kRate;
@@ -155,6 +198,7 @@ TEST_F(RenderPathTest, APauseKeepsThePlaceHeardAndFadesOut)
         EXPECT_NEAR(double(engine.from()), expected, 0.02 * kRate) << "speed " << speed;
 
         // The last of the sound against the sound just before it: a cut would step by its level.
+        waitMs(150);
         const auto left = heardLeft();
         size_t end = left.size();
         while (end > 0 && std::fabs(left[end - 1]) < 1e-4f)
@@ -272,6 +316,12 @@ TEST_F(RenderPathTest, TracksOfManyChannelsPlayAndExportWithTheirChannels)
         EXPECT_FALSE(engine.playPause());
         const auto left = heardLeft();
         EXPECT_GT(measure::peak(left, 0, left.size()), 0.1f) << channels << " channels heard";
+        if (channels == 6) {
+            // 5.1 folds to stereo by its layout: front left and centre on the left, front right not.
+            EXPECT_GT(amplitudeAt(left, 200.0), 0.2);
+            EXPECT_GT(amplitudeAt(left, 400.0), 0.15);
+            EXPECT_LT(amplitudeAt(left, 300.0), 0.01);
+        }
 
         engine.setSpeed(0.5f);
         engine.fillBufferFrom(0.0f, 1.0f, 0.0f); // the pause moved the range's start
