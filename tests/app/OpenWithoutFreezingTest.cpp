@@ -2,6 +2,7 @@
 
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
+#include "common/LogCapture.h"
 
 #include <QLabel>
 #include <QMenu>
@@ -120,10 +121,13 @@ TEST_F(OpenWithoutFreezingTest, ARefusedFileKeepsTheTrackASecondOpenReplacesTheF
     EXPECT_EQ(window->windowTitle(), "first.wav");
     EXPECT_FALSE(delegate->applicationOpenFile(dir.filePath("missing.wav")));
 
+    LogCapture log;
     vc->openAudioFromURL(QUrl::fromLocalFile(first));
     vc->openAudioFromURL(QUrl::fromLocalFile(second));
     ASSERT_TRUE(opened());
     ASSERT_EQ(finished.size(), 1) << "only the last open ends";
+    EXPECT_TRUE(log.contains("Decoding of audio file " + QDir::toNativeSeparators(first) + " was cancelled"))
+        << "the first read stops at once";
     EXPECT_EQ(finished.first().first.toLocalFile(), second);
     EXPECT_EQ(window->windowTitle(), "second.wav");
 
