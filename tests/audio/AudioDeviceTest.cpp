@@ -2,6 +2,7 @@
 #include "audio/AudioEngine.h"
 #include "audio/DeviceOutput.h"
 #include "common/AudioFixtures.h"
+#include "common/Sanitizers.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -70,7 +71,7 @@ TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
     ASSERT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path)));
     ASSERT_TRUE(engine.playPause());
     const Pace pace = measurePace(engine);
-    EXPECT_NEAR(pace.played, pace.elapsed, 0.08) << "the playhead moves with the clock";
+    EXPECT_NEAR(pace.played, pace.elapsed, timing::scaled(0.08)) << "the playhead moves with the clock";
 
     // What waits between the player and the ear bounds how soon a speed or pitch change is heard.
     const double aheadSeconds =
@@ -82,7 +83,7 @@ TEST(AudioDevice, PlaysAtRealTimePaceAndPausesAtOnce)
     const double pausedAt = engine.currentTime();
     spin(200);
     EXPECT_EQ(engine.currentTime(), pausedAt);
-    EXPECT_NEAR(pausedAt, pace.start + pace.played, 0.1);
+    EXPECT_NEAR(pausedAt, pace.start + pace.played, timing::scaled(0.1));
 }
 
 
@@ -209,7 +210,7 @@ TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
             const double offsetMs = std::chrono::duration<double, std::milli>(crossed->first - monitor.timeOf(at)).count();
             RecordProperty("speed_" + std::to_string(int(speed * 100)) + "_click_" + std::to_string(click) + "_ms",
                            int(std::lround(offsetMs)));
-            EXPECT_NEAR(offsetMs, 0.0, 20.0) << "click at " << click << ", speed " << speed;
+            EXPECT_NEAR(offsetMs, 0.0, timing::scaled(20.0)) << "click at " << click << ", speed " << speed;
         }
     }
 }
