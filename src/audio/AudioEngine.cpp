@@ -32,7 +32,11 @@ AudioEngine::~AudioEngine()
     while (m_renderLoopActive)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     m_systemWatch.reset();
-    m_graph.reset(); // joins the render and completion threads before the fields they touch go
+    // The completion thread's handlers read m_graph: it is joined while m_graph still holds the
+    // graph, since a reset empties the pointer before it deletes.
+    if (m_graph)
+        m_graph->shutdown();
+    m_graph.reset();
 }
 
 QStringList AudioEngine::allowedFileTypes()

@@ -19,6 +19,11 @@ AudioGraph::AudioGraph(std::unique_ptr<AudioOutput> output, Rendering rendering)
 
 AudioGraph::~AudioGraph()
 {
+    shutdown();
+}
+
+void AudioGraph::shutdown()
+{
     stop();
     m_player.stop();
     m_player.stopCompletionThread();

@@ -60,6 +60,9 @@ public:
     void stop();
     // Stops and forgets what the stretcher holds.
     void reset();
+    // Stops for good: joins the completion thread and runs what it left here. The owner calls it
+    // while the handlers it gave can still reach the graph.
+    void shutdown();
     bool isRunning() const { return m_running; }
 
     // Fades what the device plays out over kFadeSeconds and keeps it silent until the next new
@@ -85,7 +88,7 @@ private:
     std::unique_ptr<AudioOutput> m_output;
     const Rendering m_rendering;
     AudioFormat m_format;
-    bool m_running = false;
+    std::atomic<bool> m_running{false}; // read by the completion thread while an end is awaited
 
     PlayerNode m_player;
     ChannelDownmix m_downmix;

@@ -8,6 +8,7 @@
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -125,8 +126,10 @@ void touchApplication(Node& bookmark, const QString& mimeType, const QString& wh
         if (app.name == QLatin1String("bookmark:application")
             && app.attribute(QStringLiteral("name")) == applicationName()) {
             app.setAttribute(QStringLiteral("modified"), when);
+            // Another program may have left any number there: the top of the range stays the top.
+            const int count = app.attribute(QStringLiteral("count")).toInt();
             app.setAttribute(QStringLiteral("count"),
-                             QString::number(app.attribute(QStringLiteral("count")).toInt() + 1));
+                             QString::number(count < std::numeric_limits<int>::max() ? count + 1 : count));
             return;
         }
     }

@@ -61,6 +61,17 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceAndEveryOtherApplicationsStaysAsI
     EXPECT_EQ(readAll(xbel), "<xbel><bookmark href=");
 }
 
+TEST(RecentDocumentsTest, OurCountAtTheTopOfItsRangeStaysThere)
+{
+    QTemporaryDir dir;
+    const QString xbel = dir.filePath("recently-used.xbel");
+    ASSERT_TRUE(writeAll(xbel, R"(<xbel version="1.0"><bookmark href="file:///music/a.wav"><info><metadata>
+<bookmark:applications><bookmark:application name="Lento" count="2147483647"/></bookmark:applications>
+</metadata></info></bookmark></xbel>)"));
+    ASSERT_TRUE(RecentDocuments(xbel).noteNewRecentDocumentURL(QUrl::fromLocalFile("/music/a.wav"), "audio/x-wav"));
+    EXPECT_TRUE(readAll(xbel).contains(R"(count="2147483647")")) << readAll(xbel).toStdString();
+}
+
 TEST(RecentDocumentsTest, TheOwnListIsMostRecentFirstAtMostTenAndOnlyExistingFiles)
 {
     QTemporaryDir dir;

@@ -4,6 +4,7 @@
 #include "app/ViewController.h"
 #include "audio/VirtualOutput.h"
 #include "common/AudioFixtures.h"
+#include "common/Sanitizers.h"
 #include "controls/WDSlider.h"
 #include "preferences/UserDefaults.h"
 
@@ -145,12 +146,13 @@ struct WindowFixture : ::testing::Test {
         return nullptr;
     }
 
+    // Until `done` or a bound that a sanitized build stretches.
     template <typename Predicate>
     static bool waitFor(Predicate done, int timeoutMs = 20000)
     {
         QElapsedTimer timer;
         timer.start();
-        while (!done() && timer.elapsed() < timeoutMs)
+        while (!done() && timer.elapsed() < timing::scaled(timeoutMs))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
         return done();
     }

@@ -3,6 +3,7 @@
 #include "audio/AudioEngine.h"
 #include "audio/DeviceOutput.h"
 #include "common/AudioFixtures.h"
+#include "common/Sanitizers.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -165,7 +166,7 @@ TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
             const double offsetMs = std::chrono::duration<double, std::milli>(crossed->first - monitor.timeOf(at)).count();
             RecordProperty("speed_" + std::to_string(int(speed * 100)) + "_click_" + std::to_string(click) + "_ms",
                            int(std::lround(offsetMs)));
-            EXPECT_NEAR(offsetMs, 0.0, 20.0) << "click at " << click << ", speed " << speed;
+            EXPECT_NEAR(offsetMs, 0.0, timing::scaled(20.0)) << "click at " << click << ", speed " << speed;
         }
     }
 }

@@ -5,6 +5,7 @@
 #include "audio/ExportProgress.h"
 #include "audio/VirtualOutput.h"
 #include "common/AudioFixtures.h"
+#include "common/Sanitizers.h"
 #include "SignalMeasure.h"
 
 #include <QCoreApplication>
@@ -92,14 +93,27 @@ struct EngineHarness {
         return out;
     }
 
-    // Runs posted main-queue work until `done` or a generous bound; completions arrive from
-    // another thread.
+    // Runs posted main-queue work until `done` or a generous bound (longer in a sanitized build);
+    // completions arrive from another thread.
     template <typename Predicate>
     static bool waitFor(Predicate done, int timeoutMs = 3000)
     {
+        return runUntil(done, timing::scaled(timeoutMs));
+    }
+
+    // Runs posted main-queue work for `ms` of the clock, as long in every build: a test's own pause.
+    static void runFor(int ms)
+    {
+        runUntil([] { return false; }, ms);
+    }
+
+private:
+    template <typename Predicate>
+    static bool runUntil(Predicate done, int ms)
+    {
         QElapsedTimer timer;
         timer.start();
-        while (!done() && timer.elapsed() < timeoutMs) {
+        while (!done() && timer.elapsed() < ms) {
             QCoreApplication::processEvents();
             QThread::msleep(2);
         }
