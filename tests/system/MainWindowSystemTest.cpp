@@ -68,6 +68,17 @@ bool canDriveX()
         && fixtures::runProgram(QStringLiteral("xdotool"), {QStringLiteral("version")}, nullptr, nullptr, 5000) == 0;
 }
 
+// Starts the program with `file` on the X server; the id of its window titled `title`, or empty.
+QString launchShowing(QProcess& lento, QProcessEnvironment env, const QString& file, const QString& title)
+{
+    // This test program runs offscreen; the program under test must reach the X server.
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    lento.setProcessEnvironment(env);
+    lento.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    lento.start(fixtures::builtProgram(QStringLiteral("lento")), {file});
+    return lento.waitForStarted(10000) ? shownWindowTitled(title, 30000) : QString();
+}
+
 } // namespace
 
 TEST(MainWindowSystemTest, LentoWithAFileShowsItsWindowAndKeysOpenExportAndCloseIt)
@@ -90,16 +101,10 @@ TEST(MainWindowSystemTest, LentoWithAFileShowsItsWindowAndKeysOpenExportAndClose
 
     QProcess lento;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    // This test program runs offscreen; the program under test must reach the X server.
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     // The window is what is checked here; a missing sound server must not keep the track out.
     if (!env.contains(QStringLiteral("PULSE_SERVER")) && !QFile::exists(env.value("XDG_RUNTIME_DIR") + "/pulse/native"))
         env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
-    lento.setProcessEnvironment(env);
-    lento.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    lento.start(fixtures::builtProgram(QStringLiteral("lento")), {first});
-    ASSERT_TRUE(lento.waitForStarted(10000));
-    const QString main = shownWindowTitled(QStringLiteral("system check.wav"), 30000);
+    const QString main = launchShowing(lento, env, first, QStringLiteral("system check.wav"));
     ASSERT_FALSE(main.isEmpty()) << "no window titled with the file's name";
 
     QThread::msleep(700); // one more paint after the title changed
@@ -157,17 +162,12 @@ TEST(MainWindowSystemTest, WithNoSoundServerAtAllATrackOpensPlayLeavesItRunningA
     ASSERT_TRUE(QDir().mkpath(runtime));
     QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + dir.filePath(QStringLiteral("no-server")));
     env.remove(QStringLiteral("SDL_AUDIODRIVER"));
 
     QProcess lento;
-    lento.setProcessEnvironment(env);
-    lento.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    lento.start(fixtures::builtProgram(QStringLiteral("lento")), {track});
-    ASSERT_TRUE(lento.waitForStarted(10000));
-    const QString main = shownWindowTitled(QStringLiteral("no sound.wav"), 30000);
+    const QString main = launchShowing(lento, env, track, QStringLiteral("no sound.wav"));
     ASSERT_FALSE(main.isEmpty()) << "no window titled with the file's name";
     keysTo(main, {"key", "--clearmodifiers", "ctrl+p"});
     EXPECT_FALSE(lento.waitForFinished(1000)) << "Play with nowhere to play ends nothing";
