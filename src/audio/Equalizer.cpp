@@ -1,6 +1,7 @@
 #include "audio/Equalizer.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 
 Equalizer::Equalizer()
@@ -62,14 +63,17 @@ void Equalizer::setBypass(int band, bool bypass)
     m_settings[band].version.fetch_add(1, std::memory_order_release);
 }
 
-Equalizer::FilterType Equalizer::type(int band) const
+// Read off the audio threads, by callers that know the bands.
+const Equalizer::Settings& Equalizer::settings(int index) const
 {
-    return valid(band) ? FilterType(m_settings[band].type.load()) : FilterType::Parametric;
+    assert(valid(index));
+    return m_settings[size_t(index)];
 }
-float Equalizer::frequency(int band) const { return valid(band) ? m_settings[band].frequency.load() : 0.0f; }
-float Equalizer::bandwidth(int band) const { return valid(band) ? m_settings[band].bandwidth.load() : 0.0f; }
-float Equalizer::gain(int band) const { return valid(band) ? m_settings[band].gain.load() : 0.0f; }
-bool Equalizer::isBypassed(int band) const { return valid(band) ? m_settings[band].bypass.load() : true; }
+Equalizer::FilterType Equalizer::type(int index) const { return FilterType(settings(index).type.load()); }
+float Equalizer::frequency(int index) const { return settings(index).frequency.load(); }
+float Equalizer::bandwidth(int index) const { return settings(index).bandwidth.load(); }
+float Equalizer::gain(int index) const { return settings(index).gain.load(); }
+bool Equalizer::isBypassed(int index) const { return settings(index).bypass.load(); }
 
 // The cookbook formulas, with the bandwidth in octaves between the -3 dB points (band pass) or
 // the half-gain points (peaking).

@@ -69,6 +69,7 @@ private:
     void pickUpChanges(int band);
     static double run(const Coefficients& c, State& s, double x);
     bool valid(int band) const { return band >= 0 && band < kBands; }
+    const Settings& settings(int band) const;
 
     double m_sampleRate = 44100.0;
     Settings m_settings[kBands];

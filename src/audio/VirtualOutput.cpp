@@ -64,10 +64,8 @@ void VirtualOutput::paceLoop()
         const int64_t kept = m_recorded.load(std::memory_order_relaxed);
         const int64_t room = int64_t(m_recording.size()) / std::max(m_channels, 1) - kept;
         const int64_t n = std::min<int64_t>(room, m_blockFrames);
-        if (n > 0) {
-            std::copy_n(block.data(), size_t(n) * size_t(m_channels), m_recording.data() + size_t(kept) * size_t(m_channels));
-            m_recorded.store(kept + n, std::memory_order_release);
-        }
+        std::copy_n(block.data(), size_t(n) * size_t(m_channels), m_recording.data() + size_t(kept) * size_t(m_channels));
+        m_recorded.store(kept + n, std::memory_order_release);
         m_pulled += m_blockFrames;
         next += std::chrono::duration_cast<std::chrono::steady_clock::duration>(period);
         std::this_thread::sleep_until(next);

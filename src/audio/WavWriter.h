@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QSaveFile>
 #include <QString>
 
 #include <cstdint>
@@ -8,9 +9,9 @@
 typedef struct sf_private_tag SNDFILE;
 
 // A 16-bit PCM WAV file written block by block from planar floats; out-of-range samples clip
-// instead of wrapping. The blocks go to a hidden temporary file beside the target, which only
-// commit() moves into place: until then a file already at the target stays as it was, and
-// discard() (or destruction without a commit) leaves nothing behind.
+// instead of wrapping. The blocks go to a temporary file beside the target, which only commit()
+// moves into place: until then a file already at the target stays as it was, and discard() (or
+// destruction without a commit) leaves nothing behind.
 class WavWriter {
 public:
     WavWriter() = default;
@@ -27,16 +28,12 @@ public:
     void discard();
     QString error() const { return m_error; }
     int64_t framesWritten() const { return m_written; }
-    // The hidden file being written, empty when none is open.
-    QString temporaryPath() const { return m_temporaryPath; }
 
 private:
     bool fail(const QString& why);
 
     SNDFILE* m_file = nullptr;
-    int m_fd = -1;
-    QString m_target;
-    QString m_temporaryPath;
+    QSaveFile m_save;
     int m_channels = 0;
     int64_t m_written = 0;
     std::vector<float> m_interleaved;

@@ -17,14 +17,23 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <cmath>
 
 namespace {
 
-bool deviceAvailable()
+// Opening a device must leave Ctrl+C and a logout to the application.
+bool deviceAvailableLeavingSignalsAlone()
 {
+    struct sigaction before[2] {}, after[2] {};
+    for (int i : {0, 1})
+        sigaction(i ? SIGTERM : SIGINT, nullptr, &before[i]);
     DeviceOutput probe;
     const bool ok = probe.open(44100, 2);
+    for (int i : {0, 1}) {
+        sigaction(i ? SIGTERM : SIGINT, nullptr, &after[i]);
+        EXPECT_EQ(after[i].sa_handler, before[i].sa_handler) << (i ? "SIGTERM" : "SIGINT");
+    }
     probe.close();
     return ok;
 }
@@ -112,7 +121,7 @@ private:
 TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
 {
     const PrivateSink sink;
-    if (!sink.loaded() || !deviceAvailable())
+    if (!sink.loaded() || !deviceAvailableLeavingSignalsAlone())
         GTEST_SKIP() << "no PulseAudio server here; scripts/test-session.sh provides one";
     QTemporaryDir dir;
     const QString path = dir.filePath("clicks.wav");

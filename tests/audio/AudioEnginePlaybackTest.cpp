@@ -114,17 +114,48 @@ TEST_F(PlaybackTest, TheFirstBeatOfAPlayOrAResumeComesOutWhole)
     }
 }
 
-TEST_F(PlaybackTest, SpeedPitchVolumeAndSoloShapeWhatIsHeardThroughAPause)
+TEST_F(PlaybackTest, PitchMovesBySetCentsAtAnySpeed)
+{
+    ASSERT_TRUE(load(sine(6 * kRate, 440)));
+    engine.pitchEnable(true);
+    for (const auto& [speed, cents, hz] : {std::tuple{1.0f, 1200.0f, 880.0}, std::tuple{0.5f, 100.0f, 466.1638},
+                                           std::tuple{1.5f, -1200.0f, 220.0}, std::tuple{0.25f, 0.0f, 440.0}}) {
+        engine.setSpeed(speed);
+        engine.setPitch(cents);
+        engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
+        ASSERT_TRUE(engine.playPause());
+        const auto left = channel(pull(kRate), 0);
+        EXPECT_NEAR(measure::zeroCrossingFrequency(left, 8192, left.size(), kRate), hz, hz * 0.0012)
+            << "speed " << speed << ", cents " << cents;
+        EXPECT_FALSE(engine.playPause());
+    }
+}
+
+TEST_F(PlaybackTest, SpeedPitchAndVolumeDraggedWhilePlayingMakeNoClick)
+{
+    ASSERT_TRUE(load(sine(20 * kRate, 440, 0.5f)));
+    engine.pitchEnable(true);
+    ASSERT_TRUE(engine.playPause());
+    pull(20000);
+    std::vector<float> left;
+    for (int step = 0; step < 250; ++step) {
+        engine.setSpeed(float(1.0 - 0.5 * std::fabs(std::sin(step * 0.05))));
+        engine.setPitch(float(600.0 * std::sin(step * 0.07)));
+        engine.setVolume(step % 50 < 25 ? 1.0f : 0.3f);
+        const auto block = channel(pull(512), 0);
+        left.insert(left.end(), block.begin(), block.end());
+    }
+    // The steepest step of a 0.5 sine at up to 622 Hz is 0.044 per sample.
+    EXPECT_LT(measure::largestStep(left), 0.1f);
+    EXPECT_GT(measure::peak(left, left.size() - 10000, left.size()), 0.1f) << "still sounding";
+}
+
+TEST_F(PlaybackTest, VolumeAndSoloShapeWhatIsHeardThroughAPause)
 {
     // Left 440 Hz, right 660 Hz.
     ASSERT_TRUE(load(sine(6 * kRate, 440, 0.5f, 660)));
-    engine.setPitch(1200.0f);
-    engine.pitchEnable(true);
     ASSERT_TRUE(engine.playPause());
-    auto left = channel(pull(kRate), 0);
-    EXPECT_NEAR(measure::zeroCrossingFrequency(left, 8192, left.size(), kRate), 880.0, 880.0 * 0.0012);
-
-    engine.pitchEnable(false);
+    pull(kRate / 4);
     engine.soloLeft(true);
     engine.setVolume(0.5f);
     EXPECT_FALSE(engine.playPause());
@@ -139,6 +170,19 @@ TEST_F(PlaybackTest, SpeedPitchVolumeAndSoloShapeWhatIsHeardThroughAPause)
     engine.soloRight(true);
     engine.soloLeft(false);
     EXPECT_EQ(engine.solo(), 0) << "whichever button switched it off";
+
+    // A mono track sounds on both sides whatever the solo.
+    ASSERT_TRUE(load(fixtures::synthesise(kRate, 1, kRate, [](int64_t f, int) { return float(0.5 * std::sin(0.05 * double(f))); }),
+                     QStringLiteral("mono.wav")));
+    for (bool right : {false, true}) {
+        engine.soloRight(right);
+        engine.soloLeft(!right);
+        ASSERT_TRUE(engine.playPause());
+        const auto mono = pull(kRate / 4);
+        for (int c : {0, 1})
+            EXPECT_GT(measure::peak(channel(mono, c), 8192, size_t(kRate / 4)), 0.4f) << "side " << c << ", solo right " << right;
+        EXPECT_FALSE(engine.playPause());
+    }
 }
 
 TEST_F(PlaybackTest, ShapingValuesAreClampedAndANewSetupResetsAllButSoloAndVolume)
@@ -154,6 +198,8 @@ TEST_F(PlaybackTest, ShapingValuesAreClampedAndANewSetupResetsAllButSoloAndVolum
         EXPECT_EQ(engine.graph()->pitchNode().pitch(), cents > 0 ? 1200.0 : -1200.0);
         EXPECT_EQ(engine.graph()->mixer().parameter(MatrixMixer::Global, MatrixMixer::kMasterElement), volume > 0 ? 1.0f : 0.0f);
     }
+    for (uint32_t beyond : {2u * 65536u, 2u})
+        EXPECT_FALSE(engine.graph()->mixer().setParameter(MatrixMixer::Global, beyond, 1.0f)) << "a crosspoint it lacks";
     engine.pitchEnable(false);
     EXPECT_EQ(engine.graph()->pitchNode().pitch(), 0.0);
     engine.pitchEnable(true);

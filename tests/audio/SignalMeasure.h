@@ -1,12 +1,9 @@
 #pragma once
 
-#include "audio/AudioRenderSource.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstddef>
-#include <functional>
 #include <vector>
 
 // Measuring helpers for the graph tests; independent of the code under test.
@@ -31,8 +28,6 @@ inline double zeroCrossingFrequency(const std::vector<float>& x, size_t begin, s
         return 0.0;
     return (crossings - 1) * sampleRate / (last - first);
 }
-
-inline double cents(double measured, double reference) { return 1200.0 * std::log2(measured / reference); }
 
 inline float peak(const std::vector<float>& x, size_t begin, size_t end)
 {
@@ -68,52 +63,6 @@ inline int64_t onset(const std::vector<float>& x, float threshold, size_t from =
         if (std::fabs(x[i]) >= threshold)
             return int64_t(i);
     return -1;
-}
-
-// A stage input made from a function of the frame number, the same on every channel; counts
-// what it gave out.
-class FunctionSource : public AudioRenderSource {
-public:
-    FunctionSource(int channels, std::function<float(int64_t)> f) : m_channels(channels), m_f(std::move(f)) {}
-    int channelCount() const override { return m_channels; }
-    void render(float* const* out, int frames) override
-    {
-        for (int i = 0; i < frames; ++i) {
-            const float v = m_f(m_position + i);
-            for (int c = 0; c < m_channels; ++c)
-                out[c][i] = v;
-        }
-        m_position += frames;
-    }
-    int64_t position() const { return m_position; }
-    void restart() { m_position = 0; }
-    void setFunction(std::function<float(int64_t)> f) { m_f = std::move(f); }
-
-private:
-    int m_channels;
-    std::function<float(int64_t)> m_f;
-    int64_t m_position = 0;
-};
-
-// Renders `frames` frames from a source in blocks; returns channel 0. `afterBlock(endFrame)` is
-// called after each block with the count rendered so far.
-inline std::vector<float> renderMono(AudioRenderSource& source, int64_t frames, int block,
-                                     const std::function<void(int64_t)>& afterBlock = {})
-{
-    const int channels = source.channelCount();
-    std::vector<std::vector<float>> buffers(static_cast<size_t>(channels), std::vector<float>(static_cast<size_t>(block)));
-    std::vector<float*> ptrs;
-    for (auto& b : buffers)
-        ptrs.push_back(b.data());
-    std::vector<float> result;
-    while (int64_t(result.size()) < frames) {
-        const int n = int(std::min<int64_t>(block, frames - int64_t(result.size())));
-        source.render(ptrs.data(), n);
-        result.insert(result.end(), buffers[0].begin(), buffers[0].begin() + n);
-        if (afterBlock)
-            afterBlock(int64_t(result.size()));
-    }
-    return result;
 }
 
 } // namespace measure
