@@ -14,10 +14,6 @@ bool WavWriter::open(const QString& path, double sampleRate, int channels, int m
     discard();
     m_error.clear();
     m_written = 0;
-    if (sampleRate <= 0.0 || channels < 1) {
-        m_error = QStringLiteral("no audio format to write");
-        return false;
-    }
     // Unbuffered: libsndfile writes through the descriptor, so Qt must hold nothing back.
     m_save.setFileName(path);
     if (!m_save.open(QIODevice::WriteOnly | QIODevice::Unbuffered))

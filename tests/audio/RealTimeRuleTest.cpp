@@ -1,7 +1,7 @@
 // Plays through the engine's render thread into a paced output while the main thread sets ranges,
 // stops, pauses and moves every parameter, and counts heap use on the render and output threads
-// (known by their names): through operator new, and through the C allocator, which libraries such
-// as Rubber Band call directly (glibc lets a program put its own malloc in front of the library's).
+// (known by their names) through the C allocator, which operator new and libraries such as Rubber
+// Band call (glibc lets a program put its own malloc in front of the library's).
 // Under AddressSanitizer or ThreadSanitizer the allocator is the sanitizer's: the hooks are left
 // out there and these tests skip.
 #include "EngineHarness.h"
@@ -12,7 +12,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <pthread.h>
 #include <thread>
 
@@ -20,6 +19,8 @@
 
 extern "C" {
 void* __libc_malloc(std::size_t);
+void* __libc_calloc(std::size_t, std::size_t);
+void* __libc_realloc(void*, std::size_t);
 void* __libc_memalign(std::size_t, std::size_t);
 void __libc_free(void*);
 }
@@ -43,29 +44,9 @@ void countMalloc()
         g_realTimeHeapUse.fetch_add(1, std::memory_order_relaxed);
 }
 
-void* allocate(std::size_t n, std::size_t alignment = 0)
-{
-    countMalloc();
-    n = n ? n : 1;
-    void* p = alignment ? __libc_memalign(alignment, n) : __libc_malloc(n);
-    if (!p)
-        throw std::bad_alloc();
-    return p;
-}
-
-void release(void* p) noexcept
-{
-    if (p)
-        countMalloc();
-    __libc_free(p);
-}
-
 } // namespace
 
 extern "C" {
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-
 void* malloc(std::size_t n) { return countMalloc(), __libc_malloc(n); }
 void* calloc(std::size_t count, std::size_t n) { return countMalloc(), __libc_calloc(count, n); }
 void* realloc(void* p, std::size_t n) { return countMalloc(), __libc_realloc(p, n); }
@@ -84,19 +65,6 @@ void free(void* p)
     __libc_free(p);
 }
 }
-
-void* operator new(std::size_t n) { return allocate(n); }
-void* operator new[](std::size_t n) { return allocate(n); }
-void* operator new(std::size_t n, std::align_val_t a) { return allocate(n, std::size_t(a)); }
-void* operator new[](std::size_t n, std::align_val_t a) { return allocate(n, std::size_t(a)); }
-void operator delete(void* p) noexcept { release(p); }
-void operator delete[](void* p) noexcept { release(p); }
-void operator delete(void* p, std::size_t) noexcept { release(p); }
-void operator delete[](void* p, std::size_t) noexcept { release(p); }
-void operator delete(void* p, std::align_val_t) noexcept { release(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { release(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { release(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { release(p); }
 
 #endif
 
