@@ -138,6 +138,11 @@ struct WindowFixture : ::testing::Test {
         return {};
     }
 
+    static QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name)
+    {
+        return QAccessible::queryAccessibleInterface(widget)->text(text);
+    }
+
     static QAction* itemShowing(QMenu* menu, const QString& text)
     {
         for (QAction* item : menu->actions())
