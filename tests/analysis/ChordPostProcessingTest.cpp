@@ -59,6 +59,8 @@ TEST(ChordPostProcessing, EachFrameIsSmoothedToTheMajorityOfConfidentLabelsTwoFr
         {{C, C, G, G, 5}, {0.9f, 0.9f, 0.9f, 0.9f, 0.9f}, {C, C, C, G, G}},
         // Two frames each way, and holes stay holes.
         {{C, -1, -1, G, -1, -1, C}, {0.9f, 0, 0, 0.9f, 0, 0, 0.9f}, {C, -1, -1, G, -1, -1, C}},
+        // A label outside the 24 chords is kept but is no vote.
+        {{C, 24, 24, 24, C}, {0.9f, 0.9f, 0.9f, 0.9f, 0.9f}, {C, 24, C, 24, C}},
     };
     for (const Case& c : cases)
         EXPECT_EQ(smoothChordLabels(c.labels, c.confidences), c.expected) << ::testing::PrintToString(c.labels);

@@ -1,5 +1,7 @@
 #include "ChordTestSignals.h"
 
+#include "common/LogCapture.h"
+
 #include <gtest/gtest.h>
 
 TEST(ChordSampleStore, GrowsAcrossChunksWithoutLosingSamples)
@@ -16,7 +18,7 @@ TEST(ChordSampleStore, GrowsAcrossChunksWithoutLosingSamples)
         ASSERT_EQ(span[size_t(i)], float((start + i) % 100'003)) << i;
 }
 
-TEST(ChordSampleCollector, KeepsFramesAtTheTargetRateWhereverTheBlocksAreCut)
+TEST(ChordSampleCollector, KeepsFramesAtTheTargetRateWhereverTheBlocksAreCutUpToTheCap)
 {
     // Frame f carries the value f on both channels, so kept samples tell which frames were kept.
     std::vector<float> stereo(2 * 100'003);
@@ -31,13 +33,27 @@ TEST(ChordSampleCollector, KeepsFramesAtTheTargetRateWhereverTheBlocksAreCut)
         store.copy(0, store.size(), out.data());
         return out;
     };
-    struct Case { double rate; std::vector<float> firstKept; };
-    for (const Case& c : {Case{44100.0, {1, 3, 5, 7, 9, 11}}, Case{48000.0, {2, 4, 6, 8, 10, 13}}, Case{11025.0, {0, 1, 2, 3, 4, 5}}}) {
-        const std::vector<float> whole = collect(c.rate, 100'003);
+    for (const auto& [rate, firstKept] : {std::pair{44100.0, std::vector<float>{1, 3, 5, 7, 9, 11}}, {48000.0, {2, 4, 6, 8, 10, 13}}, {11025.0, {0, 1, 2, 3, 4, 5}}}) {
+        const std::vector<float> whole = collect(rate, 100'003);
         ASSERT_GE(whole.size(), 6u);
-        EXPECT_EQ(std::vector<float>(whole.begin(), whole.begin() + 6), c.firstKept) << c.rate;
-        EXPECT_NEAR(double(whole.size()), 100'003 * std::min(1.0, 22050.0 / c.rate), 1.0) << c.rate;
+        EXPECT_EQ(std::vector<float>(whole.begin(), whole.begin() + 6), firstKept) << rate;
+        EXPECT_NEAR(double(whole.size()), 100'003 * std::min(1.0, 22050.0 / rate), 1.0) << rate;
         for (int64_t block : {1, 7, 4095})
-            EXPECT_EQ(collect(c.rate, block), whole) << c.rate << " in blocks of " << block;
+            EXPECT_EQ(collect(rate, block), whole) << rate << " in blocks of " << block;
     }
+
+    // An hour stops at the cap with one line; the block that reached it is refused.
+    const std::vector<float> block(8192, 0.5f);
+    LogCapture log;
+    ChordSampleStore store;
+    ChordSampleCollector collector(chordconst::kTargetRate, 1, QStringLiteral("hour.flac"), store);
+    int64_t fed = 0;
+    while (fed < 3600 * 22050 && collector.appendInterleaved(block.data(), int64_t(block.size())))
+        fed += int64_t(block.size());
+    const int64_t capSamples = chordconst::kSampleCapBytes / 4; // 2,400 s
+    EXPECT_EQ(store.size(), capSamples);
+    EXPECT_EQ(fed, capSamples / 8192 * 8192);
+    EXPECT_FALSE(collector.appendInterleaved(block.data(), 1));
+    EXPECT_EQ(store.size(), capSamples);
+    EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] analysis sample limit reached for hour.flac"});
 }

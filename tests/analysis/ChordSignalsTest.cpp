@@ -1,20 +1,39 @@
 #include "ChordTestSignals.h"
 
+#include "common/AudioFixtures.h"
 #include "common/LogCapture.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
 using namespace chordtest;
 using chordconst::kTargetRate;
 
-TEST(ChordAnalysis, AProgressionGivesEachChordWithItsBoundaries)
+TEST(ChordAnalysis, AFileGivesEachChordOfItsChannelsMeanWithItsBoundariesAndProgressToOne)
 {
-    const std::vector<Chord> chords{{0, false, 2.0}, {9, true, 2.0},  {5, false, 2.0}, {7, false, 2.0},
-                                    {4, true, 2.0},  {2, false, 2.0}, {11, true, 2.5}, {1, false, 2.0},
-                                    {6, true, 1.5}};
-    const QList<LTChordSegment> segments = analyse(progression(chords));
+    const std::vector<Chord> chords{{0, false, 2.0}, {9, true, 2.0}, {5, false, 2.0}, {7, false, 2.0}, {4, true, 2.0},
+                                    {2, false, 2.0}, {11, true, 2.5}, {1, false, 2.0}, {6, true, 1.5}};
+    // Each channel blends the song with another triad; their mean is the song.
+    std::vector<float> song;
+    for (const Chord& c : chords)
+        std::ranges::copy(triad(c, 44100.0), std::back_inserter(song));
+    const std::vector<float> other = triad({3, true, 18.0}, 44100.0, 0.15f);
+    QTemporaryDir dir;
+    const QUrl url = QUrl::fromLocalFile(dir.filePath("song.wav"));
+    ASSERT_TRUE(fixtures::writeWav(url.toLocalFile(), fixtures::synthesise(44100, 2, int64_t(song.size()), [&](int64_t f, int c) {
+        return song[size_t(f)] + (c == 0 ? 1.0f : -1.0f) * other[size_t(f)];
+    }), true));
+    LogCapture log;
+    std::vector<double> reports;
+    const QList<LTChordSegment> segments = LTChordEstimator::estimateChordSegmentsForFileURL(url, [&](double f) { reports.push_back(f); });
+    EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] chord segments=9 file=song.wav"});
     ASSERT_EQ(segments.size(), qsizetype(chords.size()));
     double boundary = 0.0;
     for (size_t i = 0; i < chords.size(); ++i) {
@@ -26,9 +45,33 @@ TEST(ChordAnalysis, AProgressionGivesEachChordWithItsBoundaries)
         EXPECT_GE(s.confidence, 0.8) << i;
     }
     EXPECT_EQ(segments.last().endSec, 18.0);
+    EXPECT_TRUE(reports.size() >= 2 && std::is_sorted(reports.begin(), reports.end()) && reports.back() == 1.0);
+
+    std::atomic<bool> cancel{true};
+    QString failure = QStringLiteral("stale");
+    EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(url, {}, &cancel, &failure).isEmpty());
+    EXPECT_TRUE(failure.isEmpty()) << "a cancel is no failure of the file";
 }
 
-TEST(ChordAnalysis, SilenceTooShortInputAndACancelGiveNothing)
+TEST(ChordAnalysis, FailuresGiveAnEmptyListWithTheirLine)
+{
+    // A WAV whose header promises more than the file holds fails while reading.
+    QTemporaryDir dir;
+    const QUrl cut = QUrl::fromLocalFile(dir.filePath("cut.wav")), missing = QUrl::fromLocalFile(dir.filePath("missing.wav"));
+    ASSERT_TRUE(fixtures::writeWav(cut.toLocalFile(), fixtures::synthesise(22050, 1, 66150, [](int64_t f, int) { return float(f % 50) / 100.0f; })));
+    ASSERT_TRUE(QFile::resize(cut.toLocalFile(), QFileInfo(cut.toLocalFile()).size() / 2 + 3));
+    LogCapture log;
+    for (const auto& [url, line, why] : {std::tuple{missing, "cannot open file for note analysis: " + missing.toString() + " error=no such file", "no such file"},
+                                         {cut, QString("read error during note analysis: "), "the file is damaged or truncated"}}) {
+        log.clear();
+        QString failure;
+        EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(url, {}, nullptr, &failure).isEmpty());
+        EXPECT_TRUE(log.anyStartsWith("[NOTE_DEBUG] " + line)) << log.lines().join('\n').toStdString();
+        EXPECT_EQ(failure, why);
+    }
+}
+
+TEST(ChordAnalysis, SilenceAndTooShortInputGiveNothing)
 {
     LogCapture log;
     ChordFrameTrack track;
@@ -47,12 +90,6 @@ TEST(ChordAnalysis, SilenceTooShortInputAndACancelGiveNothing)
     EXPECT_EQ(shortest.labels, std::vector<int>(5, 7));
     EXPECT_TRUE(analyse({chord.begin(), chord.begin() + 8191}, &tooShort).isEmpty());
     EXPECT_TRUE(tooShort.labels.empty());
-
-    ChordSampleStore store;
-    collect(store, chord);
-    std::atomic<bool> cancel{true};
-    EXPECT_TRUE(analyseChordSamples(store, "test.wav", {}, &cancel).isEmpty());
-    EXPECT_EQ(analyseChordSamples(store, "test.wav").size(), 1);
 }
 
 TEST(ChordAnalysis, UndecidedFramesStillFeedTheWholeFileFallback)
@@ -67,25 +104,7 @@ TEST(ChordAnalysis, UndecidedFramesStillFeedTheWholeFileFallback)
         x[n] = float(v);
     }
     ChordFrameTrack track;
-    const QList<LTChordSegment> segments = analyse(x, &track);
+    EXPECT_EQ(analyse(x, &track), (QList<LTChordSegment>{{0.0, 5.0, 0.0, 0, "C", 0.2}}));
     EXPECT_EQ(track.labels, std::vector<int>(104, -1));
     EXPECT_EQ(track.voicedFrames, 104);
-    EXPECT_EQ(segments, (QList<LTChordSegment>{{0.0, 5.0, 0.0, 0, "C", 0.2}}));
-}
-
-TEST(ChordAnalysis, AnHourStopsAtTheCapWithOneLine)
-{
-    const std::vector<float> block(8192, 0.5f);
-    LogCapture log;
-    ChordSampleStore store;
-    ChordSampleCollector collector(kTargetRate, 1, QStringLiteral("hour.flac"), store);
-    int64_t fed = 0;
-    while (fed < 3600 * 22050 && collector.appendInterleaved(block.data(), int64_t(block.size())))
-        fed += int64_t(block.size());
-    const int64_t capSamples = chordconst::kSampleCapBytes / 4; // 2,400 s
-    EXPECT_EQ(store.size(), capSamples);
-    EXPECT_EQ(fed, capSamples / 8192 * 8192); // the block that reached the cap was refused
-    EXPECT_FALSE(collector.appendInterleaved(block.data(), 1));
-    EXPECT_EQ(store.size(), capSamples);
-    EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] analysis sample limit reached for hour.flac"});
 }

@@ -24,20 +24,10 @@ std::vector<float> triad(const Chord& chord, double rate, float amplitude)
     return out;
 }
 
-std::vector<float> progression(const std::vector<Chord>& chords, double rate)
-{
-    std::vector<float> out;
-    for (const Chord& c : chords) {
-        const std::vector<float> part = triad(c, rate);
-        out.insert(out.end(), part.begin(), part.end());
-    }
-    return out;
-}
-
 void collect(ChordSampleStore& store, const std::vector<float>& mono)
 {
     constexpr int64_t blockFrames = 8192;
-    ChordSampleCollector collector(kRate, 1, QStringLiteral("test.wav"), store);
+    ChordSampleCollector collector(chordconst::kTargetRate, 1, QStringLiteral("test.wav"), store);
     for (int64_t at = 0; at < int64_t(mono.size()); at += blockFrames)
         collector.appendInterleaved(mono.data() + at, std::min<int64_t>(blockFrames, int64_t(mono.size()) - at));
 }

@@ -6,8 +6,6 @@
 
 namespace chordtest {
 
-constexpr double kRate = 22050.0;
-
 struct Chord {
     int root = 0; // pitch class, 0 = C
     bool minor = false;
@@ -16,8 +14,7 @@ struct Chord {
 };
 
 // A triad around middle C: three tones, each a sine with three overtones, at `rate`.
-std::vector<float> triad(const Chord& chord, double rate = kRate, float amplitude = 0.1f);
-std::vector<float> progression(const std::vector<Chord>& chords, double rate = kRate);
+std::vector<float> triad(const Chord& chord, double rate = chordconst::kTargetRate, float amplitude = 0.1f);
 
 // Collects mono samples (already at the target rate) into a store, in blocks of 8,192.
 void collect(ChordSampleStore& store, const std::vector<float>& mono);

@@ -45,15 +45,11 @@ TEST_F(CommandLineTest, InfoPrintsTheFormatAndWaveFiguresAsOneJsonObject)
     ASSERT_EQ(r.status, 0) << r.err.constData();
     EXPECT_TRUE(r.err.isEmpty()) << r.err.constData();
     const QJsonObject info = QJsonDocument::fromJson(r.out).object();
-    EXPECT_EQ(info.keys(), (QStringList{"binSize", "channels", "duration", "frames", "maxY", "numBins", "path",
-                                       "sampleRate"}));
-    EXPECT_EQ(info["path"].toString(), input);
-    EXPECT_EQ(info["sampleRate"].toInt(), 22050);
-    EXPECT_EQ(info["channels"].toInt(), 2);
-    EXPECT_EQ(info["frames"].toInt(), 6 * 22050);
-    EXPECT_DOUBLE_EQ(info["duration"].toDouble(), 6.0);
     EXPECT_GE(info["numBins"].toInt() * info["binSize"].toInt(), 6 * 22050) << "the bins cover the track";
     EXPECT_NEAR(info["maxY"].toDouble(), 0.25, 0.01) << "the square of the peak";
+    EXPECT_EQ(info.keys().size(), 8);
+    for (const auto& [key, value] : {std::pair{"path", QJsonValue(input)}, {"sampleRate", 22050}, {"channels", 2}, {"frames", 6 * 22050}, {"duration", 6.0}})
+        EXPECT_EQ(info[key], value) << key;
 }
 
 TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)

@@ -4,15 +4,15 @@
 
 #include <QPushButton>
 
+#include <algorithm>
+
 namespace {
 
 struct ExportSheetTest : WindowFixture {
     bool exportItemsEnabled() const
     {
-        for (QAction* item : delegate->exportMenu()->actions())
-            if (!item->isEnabled())
-                return false;
-        return true;
+        const QList<QAction*> items = delegate->exportMenu()->actions();
+        return std::all_of(items.begin(), items.end(), [](QAction* item) { return item->isEnabled(); });
     }
     bool sheetGone() const { return delegate->progressWindowController() == nullptr; }
     void cancel() const

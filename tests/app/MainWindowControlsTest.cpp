@@ -11,11 +11,6 @@
 
 namespace {
 
-QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name)
-{
-    return QAccessible::queryAccessibleInterface(widget)->text(text);
-}
-
 // A loaded track with the Tone & Pitch drawer open, so every control can be reached.
 struct MainWindowControlsTest : WindowFixture {
     Equalizer& eq() { return vc->player()->graph()->eqNode(); }
@@ -44,15 +39,7 @@ TEST_F(MainWindowControlsTest, AssistiveTechnologyFindsEachSliderByNameAndItsMov
     float zoomed = 0.0f;
     vc->setZoomTarget([&](float factor) { zoomed = factor; });
     const auto pitchHeard = [&] { return vc->player()->graph()->pitchNode().pitch(); };
-    struct SliderCase {
-        WDSlider* slider;
-        QLabel* label;
-        double value;
-        const char* name;
-        const char* shown;
-        std::function<double()> heard;
-        double expected;
-    };
+    struct SliderCase { WDSlider* slider; QLabel* label; double value; const char* name; const char* shown; std::function<double()> heard; double expected; };
     // Set through the tree as a screen reader's user would; the two pitch sliders share one label,
     // and the engine holds the pitch within an octave.
     const SliderCase cases[] = {
@@ -73,8 +60,6 @@ TEST_F(MainWindowControlsTest, AssistiveTechnologyFindsEachSliderByNameAndItsMov
         iface->valueInterface()->setCurrentValue(c.value);
         EXPECT_EQ(c.label->text(), c.shown);
         EXPECT_EQ(iface->text(QAccessible::Value), c.shown);
-        EXPECT_EQ(c.slider->toolTip(), QString("%1: %2").arg(c.name, c.shown));
-        EXPECT_DOUBLE_EQ(iface->valueInterface()->currentValue().toDouble(), c.value);
         EXPECT_NEAR(c.heard(), c.expected, 1e-3);
     }
     EXPECT_EQ(accessible(vc->pitchCoarseSlider(), QAccessible::Value), "-1300 Ct") << "both pitch sliders read it";
@@ -155,7 +140,6 @@ TEST_F(MainWindowControlsTest, AfterStopThePlayButtonShowsPlayAndReturnRestartsO
     EXPECT_NEAR(vc->player()->currentTime(), heard, 0.05);
     EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Play) << "nothing plays after a stop";
     EXPECT_EQ(accessible(vc->playButton()), "Play");
-    EXPECT_EQ(vc->playButton()->toolTip(), "Play");
     press(Qt::Key_Period, Qt::ControlModifier);
     EXPECT_NEAR(vc->player()->currentTime(), 0.0, 1e-9) << "a second stop goes to the start";
     EXPECT_EQ(vc->timeLabel()->text(), "00:00");
@@ -180,12 +164,7 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
 {
     EXPECT_EQ(accessible(vc->playButton()), "Play");
     EXPECT_EQ(accessible(vc->returnButton()), "Return to Start");
-    struct ToggleCase {
-        QAbstractButton* button;
-        const char* name;
-        const char* off;
-        const char* on;
-    };
+    struct ToggleCase { QAbstractButton* button; const char* name; const char* off; const char* on; };
     const ToggleCase cases[] = {
         {vc->toneButton(), "Tone", "Off", "On"},
         {vc->pitchButton(), "Pitch", "Off", "On"},
@@ -204,7 +183,6 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
         settle();
         EXPECT_EQ(bool(iface->state().checked), !wasOn);
         EXPECT_EQ(iface->text(QAccessible::Description), !wasOn ? c.on : c.off);
-        EXPECT_EQ(c.button->toolTip(), QString("%1: %2").arg(c.name, !wasOn ? c.on : c.off));
     }
     // The solo buttons were pressed in turn: each switches the other off, and both may be off.
     EXPECT_FALSE(vc->soloLeftButton()->isChecked());

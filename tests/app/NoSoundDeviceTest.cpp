@@ -11,11 +11,6 @@
 
 namespace {
 
-QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name)
-{
-    return QAccessible::queryAccessibleInterface(widget)->text(text);
-}
-
 struct NoSoundDeviceTest : WindowFixture {
     void SetUp() override
     {
@@ -43,11 +38,8 @@ TEST_F(NoSoundDeviceTest, TheTrackOpensAndPlaySaysThereIsNoSoundUntilADeviceAppe
     EXPECT_FALSE(accessible(status, QAccessible::Description).isEmpty()) << "and what to do about it";
     EXPECT_EQ(accessible(vc->playButton()), "Play") << "nothing plays";
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr) << "no alert in the way";
-    const QRect time = vc->timeLabel()->geometry();
-    EXPECT_GT(status->geometry().top(), time.bottom()) << "under the time";
-    EXPECT_LE(std::abs(status->geometry().center().x() - time.center().x()), 1);
-    EXPECT_LE(status->geometry().bottom(), vc->view()->height());
-    EXPECT_GE(status->width(), status->sizeHint().width()) << "the whole text shows";
+    EXPECT_GT(status->geometry().top(), vc->timeLabel()->geometry().bottom()) << "under the time";
+    EXPECT_TRUE(vc->view()->rect().contains(status->geometry()));
 
     // A device appears; the same track plays at the next press.
     setenv("SDL_AUDIODRIVER", "dummy", 1);

@@ -28,14 +28,13 @@ bool saveSettings(const QString& path, int generation)
     return defaults.synchronize();
 }
 
+// A missing file has no generation; a recent-documents file that is missing lists nothing.
 QString checkSettings(const QString& path)
 {
-    if (!QFile::exists(path))
-        return QStringLiteral("missing");
     const UserDefaults defaults(path);
     const QVariant stored = defaults.objectForKey(QStringLiteral("Generation"));
     const int generation = stored.toInt();
-    if (!stored.isValid() || (generation != 0 && generation != 1))
+    if (!stored.isValid())
         return QStringLiteral("no generation");
     for (int k = 0; k < kKeys; ++k)
         if (defaults.stringForKey(QStringLiteral("Key%1").arg(k)) != settingValue(generation, k))
@@ -75,8 +74,6 @@ bool saveRecent(const QString& path, int generation)
 
 QString checkRecent(const QString& path)
 {
-    if (!QFile::exists(path))
-        return QStringLiteral("missing");
     QStringList expected;
     for (int i = 0; i < kOtherEntries; ++i)
         expected << otherEntry(i);

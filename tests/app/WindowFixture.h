@@ -115,14 +115,6 @@ struct WindowFixture : ::testing::Test {
         QTest::keyClick(name, key);
     }
 
-    QMenu* menuNamed(const QString& title) const
-    {
-        for (QAction* top : window->menuBar()->actions())
-            if (top->menu() && shownText(top) == title)
-                return top->menu();
-        return nullptr;
-    }
-
     // What a menu item reads on screen and to assistive technology, mnemonic markers resolved.
     static QString shownText(QAction* item)
     {
@@ -138,12 +130,24 @@ struct WindowFixture : ::testing::Test {
         return {};
     }
 
-    static QAction* itemShowing(QMenu* menu, const QString& text)
+    static QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name)
+    {
+        return QAccessible::queryAccessibleInterface(widget)->text(text);
+    }
+
+    // The item of a menu, or of the menu bar, that reads `text`.
+    static QAction* itemShowing(QWidget* menu, const QString& text)
     {
         for (QAction* item : menu->actions())
             if (shownText(item) == text)
                 return item;
         return nullptr;
+    }
+
+    QMenu* menuNamed(const QString& title) const
+    {
+        QAction* top = itemShowing(window->menuBar(), title);
+        return top ? top->menu() : nullptr;
     }
 
     // Until `done` or a bound that a sanitized build stretches.

@@ -2,12 +2,15 @@
 
 // Small helpers for reading rendered controls back pixel by pixel.
 #include <QColor>
+#include <QMargins>
 #include <QImage>
 #include <QPointF>
 #include <QRect>
 #include <QWidget>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace PixelProbe {
 
@@ -20,15 +23,11 @@ inline QImage render(QWidget& widget)
     return image;
 }
 
-inline bool near(QRgb pixel, const QColor& colour, int tolerance = 40)
-{
-    return std::abs(qRed(pixel) - colour.red()) <= tolerance && std::abs(qGreen(pixel) - colour.green()) <= tolerance
-        && std::abs(qBlue(pixel) - colour.blue()) <= tolerance;
-}
-
 inline bool near(const QImage& image, double x, double y, const QColor& colour, int tolerance = 40)
 {
-    return near(image.pixel(int(x), int(y)), colour, tolerance);
+    const QRgb pixel = image.pixel(int(x), int(y));
+    return std::abs(qRed(pixel) - colour.red()) <= tolerance && std::abs(qGreen(pixel) - colour.green()) <= tolerance
+        && std::abs(qBlue(pixel) - colour.blue()) <= tolerance;
 }
 
 // Bounding box of the pixels near the colour; null when there are none.
@@ -37,7 +36,7 @@ inline QRect bounds(const QImage& image, const QColor& colour, int tolerance = 4
     QRect box;
     for (int y = 0; y < image.height(); ++y)
         for (int x = 0; x < image.width(); ++x)
-            if (near(image.pixel(x, y), colour, tolerance))
+            if (near(image, x, y, colour, tolerance))
                 box = box.united(QRect(x, y, 1, 1));
     return box;
 }
@@ -45,11 +44,11 @@ inline QRect bounds(const QImage& image, const QColor& colour, int tolerance = 4
 // Whether each edge of the rectangle is within `tolerance` pixels of the expected one.
 inline ::testing::AssertionResult nearRect(const QRect& actual, const QRect& expected, int tolerance = 1)
 {
-    if (std::abs(actual.left() - expected.left()) <= tolerance && std::abs(actual.top() - expected.top()) <= tolerance
-        && std::abs(actual.right() - expected.right()) <= tolerance && std::abs(actual.bottom() - expected.bottom()) <= tolerance)
+    const QMargins d(actual.left() - expected.left(), actual.top() - expected.top(), actual.right() - expected.right(),
+                     actual.bottom() - expected.bottom());
+    if (std::max({std::abs(d.left()), std::abs(d.top()), std::abs(d.right()), std::abs(d.bottom())}) <= tolerance)
         return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "left " << actual.left() << " top " << actual.top() << " right " << actual.right()
-                                         << " bottom " << actual.bottom();
+    return ::testing::AssertionFailure() << "off by " << d.left() << " " << d.top() << " " << d.right() << " " << d.bottom();
 }
 
 } // namespace PixelProbe

@@ -34,6 +34,12 @@ TEST(SymbolIcons, TheThemeIconWinsWhereTheThemeHasOneAndADrawnOneStandsInElsewhe
     const QIcon fallback = SymbolIcons::symbolIcon(Symbol::MinusCircle, 16.0);
     EXPECT_TRUE(fallback.name().isEmpty());
     EXPECT_FALSE(fallback.pixmap(16, 16).isNull());
+    // Drawn, the minus is a bar across the middle of its ring; the plus adds the upright.
+    for (auto [symbol, upright] : {std::pair{Symbol::MinusCircle, false}, {Symbol::PlusCircle, true}}) {
+        const QImage drawn = SymbolIcons::drawnSymbol(symbol, 16.0, Qt::red).toImage();
+        EXPECT_GT(qAlpha(drawn.pixel(6, 8)), 100);
+        EXPECT_EQ(qAlpha(drawn.pixel(8, 6)) > 100, upright);
+    }
 }
 
 } // namespace
