@@ -6,6 +6,9 @@
 #include "app/ViewController.h"
 #include "audio/AudioEngine.h"
 #include "library/FileBookmark.h"
+#include "loops/LoopMarker.h"
+#include "loops/SelectionView.h"
+#include "loops/WaveViewContainer.h"
 #include "platform/Log.h"
 #include "preferences/UserDefaults.h"
 
@@ -14,6 +17,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QKeyEvent>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -52,6 +56,8 @@ QMainWindow* AppDelegate::createMainWindow()
     window->setWindowTitle(QStringLiteral("Lento"));
     window->setWindowIcon(SidebarIcons::applicationIcon());
     window->setCentralWidget(m_viewController->view());
+    // A key sent to the window itself, with no view focused, still reaches the window's keys.
+    window->installEventFilter(this);
     buildMainMenu(window->menuBar());
     m_viewController->setMainMenu(window->menuBar());
     m_viewController->setupLibrarySidebarMenu();
@@ -115,8 +121,7 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     soloItem(tr("Solo Left Channel"), vc->soloLeftButton(), Qt::Key_Left);
     soloItem(tr("Solo Right Channel"), vc->soloRightButton(), Qt::Key_Right);
 
-    QMenu* loops = bar->addMenu(tr("&Loops"));
-    loops->addAction(tr("Remove All Loops"))->setEnabled(false);
+    buildLoopsMenu(bar->addMenu(tr("&Loops")));
 
     QMenu* windowMenu = bar->addMenu(tr("&Window"));
     windowMenu->addAction(tr("Minimize"), QKeySequence(Qt::CTRL | Qt::Key_M), this, [this] {
@@ -132,6 +137,45 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
                            tr("Lento %1\nA music-practice player: slow down, loop and work out a piece by ear.")
                                .arg(QApplication::applicationVersion()));
     });
+}
+
+void AppDelegate::buildLoopsMenu(QMenu* menu)
+{
+    WaveViewContainer* container = m_viewController->waveViewContainer();
+    m_addLoopItem = menu->addAction(tr("Save Selection as Loop"), QKeySequence(Qt::CTRL | Qt::Key_L), container,
+                                    [container] { container->addLoop(nullptr); });
+    m_removeLoopItem = menu->addAction(tr("Remove Loop"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L), container,
+                                       [container] { container->removeLoop(nullptr); });
+    m_removeAllLoopsItem = menu->addAction(tr("Remove All Loops"), m_viewController,
+                                           [this] { m_viewController->removeAllLoops(nullptr); });
+    menu->addSeparator();
+    m_nextLoopItem = menu->addAction(tr("Next Loop"), QKeySequence(Qt::CTRL | Qt::Key_BracketRight), container,
+                                     [container] { container->nextLoop(nullptr); });
+    m_lastLoopItem = menu->addAction(tr("Previous Loop"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft), container,
+                                     [container] { container->lastLoop(nullptr); });
+    connect(container, &WaveViewContainer::loopsChanged, this, &AppDelegate::syncLoopsMenu);
+    connect(m_viewController, &ViewController::selectionDidChange, this, &AppDelegate::syncLoopsMenu);
+    syncLoopsMenu();
+}
+
+void AppDelegate::syncLoopsMenu()
+{
+    if (!m_addLoopItem)
+        return;
+    const LoopMarker& loops = LoopMarker::sharedLoops();
+    const SelectionView* selection = m_viewController->waveViewContainer()->selectionView();
+    const bool saved = selection && loops.loopExist(selection->loop());
+    m_addLoopItem->setEnabled(selection && selection->hasSelection() && !saved);
+    m_removeLoopItem->setEnabled(saved);
+    for (QAction* item : {m_removeAllLoopsItem.data(), m_nextLoopItem.data(), m_lastLoopItem.data()})
+        item->setEnabled(loops.loopCount() > 0);
+}
+
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_window && event->type() == QEvent::KeyPress)
+        return m_viewController->keyDown(static_cast<QKeyEvent*>(event));
+    return QObject::eventFilter(watched, event);
 }
 
 void AppDelegate::rebuildOpenRecentMenu()

@@ -64,8 +64,14 @@ public slots:
     // Export's entry; nothing to do without a track.
     void saveDocumentAs();
     void rebuildOpenRecentMenu();
+    // The Loops menu's items are enabled where they would act.
+    void syncLoopsMenu();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void buildLoopsMenu(QMenu* menu);
     void showWindowTitle(const QUrl& url);
     void buildMainMenu(QMenuBar* menuBar);
 
@@ -75,5 +81,10 @@ private:
     std::unique_ptr<QMainWindow> m_ownedWindow;
     QPointer<QMenu> m_openRecentMenu;
     QPointer<QMenu> m_exportMenu;
+    QPointer<QAction> m_addLoopItem;
+    QPointer<QAction> m_removeLoopItem;
+    QPointer<QAction> m_removeAllLoopsItem;
+    QPointer<QAction> m_nextLoopItem;
+    QPointer<QAction> m_lastLoopItem;
     QPointer<ExportProgressWindowController> m_progressWindowController;
 };

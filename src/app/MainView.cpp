@@ -1,5 +1,6 @@
 #include "app/MainView.h"
 
+#include <QKeyEvent>
 #include <QPainter>
 
 MainView::MainView(QWidget* parent)
@@ -24,4 +25,12 @@ void MainView::resizeEvent(QResizeEvent* event)
     QWidget::resizeEvent(event);
     if (m_layout)
         m_layout();
+}
+
+void MainView::keyPressEvent(QKeyEvent* event)
+{
+    if (m_keys && m_keys(event))
+        event->accept();
+    else
+        QWidget::keyPressEvent(event);
 }

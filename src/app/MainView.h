@@ -15,6 +15,7 @@ public:
     void setBackgroundColor(const QColor& color);
     QColor backgroundColor() const { return m_background; }
     void setLayoutHandler(std::function<void()> handler) { m_layout = std::move(handler); }
+    void setKeyHandler(std::function<bool(QKeyEvent*)> handler) { m_keys = std::move(handler); }
 
     QSize sizeHint() const override { return {1100, 680}; }
     static constexpr int kMinimumWidth = 720;
@@ -23,8 +24,10 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     QColor m_background;
     std::function<void()> m_layout;
+    std::function<bool(QKeyEvent*)> m_keys;
 };

@@ -4,9 +4,13 @@
 #include "app/MainView.h"
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
+#include "app/WavePane.h"
 #include "audio/AudioEngine.h"
 #include "controls/WDButtonCell.h"
 #include "library/FileBookmark.h"
+#include "loops/WaveViewContainer.h"
+#include "waveform/WaveScrollView.h"
+#include "waveform/WaveView.h"
 #include "platform/MainQueue.h"
 #include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
@@ -26,8 +30,6 @@ ViewController::ViewController(UserDefaults& defaults, AudioEngine::Options engi
     , m_engineOptions(std::move(engineOptions))
     , m_opener(std::make_unique<TrackOpener>())
 {
-    m_cursorTimer.setInterval(kCursorIntervalMs);
-    connect(&m_cursorTimer, &QTimer::timeout, this, &ViewController::updateTime);
     connect(m_opener.get(), &TrackOpener::finished, this, &ViewController::openDidEnd);
 }
 
@@ -36,7 +38,8 @@ ViewController::~ViewController()
     if (m_ownedView)
         disconnect(m_ownedView.get(), nullptr, this, nullptr);
     m_opener.reset();
-    m_cursorTimer.stop();
+    if (m_waveViewContainer)
+        m_waveViewContainer->stopCursor();
     // The engine goes before the views it reports to.
     m_player.reset();
 }
@@ -49,6 +52,7 @@ QWidget* ViewController::view() const
 void ViewController::viewDidLoad()
 {
     m_currentTrackIndex = NotFound;
+    clearPendingLoopCaptureState();
     m_audioLoaded = false;
     m_player = std::make_unique<AudioEngine>(m_engineOptions);
     m_player->setDelegate(this);
@@ -60,6 +64,8 @@ void ViewController::viewDidLoad()
     setExtendedSpeedRange(ColorTheme::flagForKey(m_defaults, QStringLiteral("ExtendedSpeedRange"), false));
     styleControls();
     setColorTheme();
+    m_waveViewContainer->setupContainer();
+    m_waveViewContainer->setDelegate(this);
 
     setFilter(nullptr);
     m_toneButton->setChecked(false);
@@ -112,13 +118,18 @@ bool ViewController::loadAudioSource(AudioSource&& source)
     if (!m_player->adoptSource(std::move(source)))
         return false;
 
+    clearPendingLoopCaptureState();
     m_currentTrackIndex = NotFound;
     m_currentPlayingItemUUID.clear();
     m_audioLoaded = true;
+    m_waveViewContainer->setAudioLoaded(true);
     m_player->setLoop(false);
     // The engine's reset ended any playback without telling us.
     showPlayButtonStyle(WDButtonCell::Play);
+    m_wavePane->waveScrollView()->waveView()->setWaveData(m_player->waveData());
+    m_wavePane->overView()->setWaveData(m_player->waveData());
     emit trackLoaded(url);
+    m_waveViewContainer->readLoopData(url.fileName());
     if (url.isLocalFile())
         noteNewRecentDocumentURL(url);
 
@@ -135,6 +146,7 @@ void ViewController::resetView()
     setPlayPosition(0.0f);
     updateDurationLabel();
     updateTime();
+    m_waveViewContainer->resetView();
     zoom(nullptr);
 }
 
@@ -181,8 +193,27 @@ void ViewController::clearRecentDocuments()
 
 void ViewController::audioPlayerDidFinishPlaying(AudioEngine*, bool)
 {
+    clearPendingLoopCaptureState();
     if (m_view)
         showPlayButtonStyle(WDButtonCell::Play);
+}
+
+bool ViewController::isCursorRunning() const
+{
+    return m_waveViewContainer && m_waveViewContainer->isCursorRunning();
+}
+
+bool ViewController::openDroppedURL(const QUrl& url)
+{
+    if (!url.isLocalFile() || !QFileInfo(url.toLocalFile()).isFile())
+        return false;
+    openAudioFromURL(url);
+    return true;
+}
+
+float ViewController::viewWidth() const
+{
+    return m_view ? float(m_view->width()) : 0.0f;
 }
 
 void ViewController::audioPlayerDidFinishSetupSuccessfully(bool flag)
@@ -194,7 +225,7 @@ void ViewController::audioPlayerDidFinishSetupSuccessfully(bool flag)
         // The next Play opens the device again, so one that appeared since is simply used.
         self->showOutputStatus(flag ? QString() : tr("No sound output"));
         if (flag)
-            self->m_cursorTimer.start();
+            self->m_waveViewContainer->startCursor();
     };
     MainQueue::isMainThread() ? show() : MainQueue::post(show);
 }
@@ -204,7 +235,7 @@ void ViewController::audioPlayerWillReset()
     QPointer<ViewController> self(this);
     const auto halt = [self] {
         if (self)
-            self->m_cursorTimer.stop();
+            self->m_waveViewContainer->stopCursor();
     };
     MainQueue::isMainThread() ? halt() : MainQueue::post(halt);
 }

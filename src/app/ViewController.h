@@ -2,6 +2,7 @@
 
 #include "audio/AudioEngine.h"
 #include "audio/AudioPlayerDelegate.h"
+#include "loops/MainController.h"
 #include "preferences/ColorTheme.h"
 
 #include <QMenuBar>
@@ -18,6 +19,7 @@
 #include <memory>
 
 class QAbstractButton;
+class QKeyEvent;
 class QLabel;
 
 class QAction;
@@ -31,19 +33,23 @@ class UserDefaults;
 class WDButtonCell;
 class WDSlider;
 class WavePane;
+class WaveViewContainer;
 
 // The main window's controller: owns the engine and the main view, maps every control to the
 // engine's unit, lays the window out, and turns every way of opening a track into one ordered
 // sequence of steps. Its code is split by area: ViewController.cpp (start and the open path),
-// ViewControllerTransport.cpp, ViewControllerLayout.cpp, ViewControllerTheme.cpp.
-class ViewController : public QObject, public AudioPlayerDelegate {
+// ViewControllerTransport.cpp, ViewControllerKeyboard.cpp, ViewControllerLayout.cpp,
+// ViewControllerTheme.cpp.
+class ViewController : public QObject,
+                       public AudioPlayerDelegate,
+                       public MainController,
+                       public WaveViewContainerDelegate {
     Q_OBJECT
     // Bound both ways to the speed slider: moving the slider sets it, setting it moves the slider.
     Q_PROPERTY(double speed READ getSpeed WRITE setSpeed NOTIFY speedChanged)
 public:
     static constexpr int64_t NotFound = 0x7FFFFFFFFFFFFFFF;
     static constexpr int kLibrarySidebarMenuTag = 41022;
-    static constexpr int kCursorIntervalMs = 50;
     static constexpr double kSpeedStep = 0.05;
     static constexpr double kDefaultDrawerWidth = 200.0;
     static constexpr double kMinimumDrawerWidth = 120.0;
@@ -71,7 +77,8 @@ public:
     void resetView();
     void openWindow();
 
-    AudioEngine* player() const { return m_player.get(); }
+    AudioEngine* player() const override { return m_player.get(); }
+    WaveViewContainer* waveViewContainer() const { return m_waveViewContainer; }
     bool audioLoaded() const { return m_audioLoaded; }
     int64_t currentTrackIndex() const { return m_currentTrackIndex; }
     void setCurrentTrackIndex(int64_t index) { m_currentTrackIndex = index; }
@@ -84,14 +91,25 @@ public:
     void audioPlayerDidFinishPlaying(AudioEngine* player, bool successfully) override;
     void audioPlayerDidFinishSetupSuccessfully(bool flag) override;
     void audioPlayerWillReset() override;
-    bool isCursorRunning() const { return m_cursorTimer.isActive(); }
+    bool isCursorRunning() const;
 
     // --- Transport and parameters (ViewControllerTransport.cpp) ---
     double getSpeed() const { return m_speed; }
     bool loop() const;
-    void setLoop(bool loop);
-    // Where the zoom factor goes until the wave views take it.
-    void setZoomTarget(std::function<void(float)> target) { m_zoomTarget = std::move(target); }
+    void setLoop(bool loop) override;
+    void removeAllLoops(QObject* sender = nullptr);
+    bool openDroppedURL(const QUrl& url) override;
+    float viewWidth() const override;
+    void selectionChangedAction() override;
+
+    // --- Keys and loop capture (ViewControllerKeyboard.cpp) ---
+    // Return, Space and the two strokes of L; true when the key was the window's own.
+    bool keyDown(QKeyEvent* event);
+    static bool isEventLoopCaptureShortcut(const QKeyEvent& event);
+    void captureLoopSelectionWithPlayhead(QObject* sender) override;
+    void clearPendingLoopCaptureState();
+    bool isLoopCapturePending() const override { return m_awaitingLoopCaptureEnd; }
+    float loopCaptureStartPosition() const override { return m_pendingLoopCaptureStart; }
 
     // --- Layout (ViewControllerLayout.cpp) ---
     void configureBottomControlLayout();
@@ -122,7 +140,7 @@ public:
     // --- Theme (ViewControllerTheme.cpp) ---
     void setColorTheme();
     void setExtendedSpeedRange(bool extended);
-    const ColorTheme& colors() const { return m_colors; }
+    const ColorTheme& colors() const override { return m_colors; }
 
     // The controls, for the window's wiring and for tests.
     WDSlider* speedSlider() const { return m_speedSlider; }
@@ -169,8 +187,8 @@ public slots:
     void pitchEnable(QObject* sender = nullptr);
     void soloChannel(QObject* sender);
     void zoom(QObject* sender = nullptr);
-    void setZoom(double factor);
-    void updateTime();
+    void setZoom(double factor) override;
+    void updateTime() override;
     void updateDurationLabel();
     void showSidebar(QObject* sender = nullptr);
     void toggleLeftMusicPanel(QObject* sender = nullptr);
@@ -182,6 +200,8 @@ signals:
     // A non-blocking open ended: loaded, refused or failed (not sent for a cancelled one).
     void openFinished(const QUrl& url, bool loaded);
     void recentDocumentsChanged();
+    // The selection over the wave has changed and the engine plays it.
+    void selectionDidChange();
 
 private:
     // ViewController.cpp
@@ -190,6 +210,7 @@ private:
     void openDidEnd(const QUrl& url, std::shared_ptr<AudioSource> source);
     // ViewControllerLayout.cpp
     void buildViews();
+    void buildWaveViews();
     void buildRightDrawer();
     void buildBottomStrip(QWidget* root);
     void closeRightDrawerAtStart();
@@ -219,8 +240,8 @@ private:
     // Alt held during the user's move that is being handled: the reset gesture.
     bool m_altHeld = false;
     bool m_bindingSpeed = false;
-    std::function<void(float)> m_zoomTarget;
-    QTimer m_cursorTimer;
+    bool m_awaitingLoopCaptureEnd = false;
+    float m_pendingLoopCaptureStart = 0.0f;
 
     double m_rightDrawerExpandedWidth = 0.0;
     double m_rightDrawerConstant = kDefaultDrawerWidth;
@@ -235,6 +256,7 @@ private:
     LTSplitView* m_verticalSplitView = nullptr;
     QWidget* m_leftSidebarView = nullptr;
     WavePane* m_wavePane = nullptr;
+    WaveViewContainer* m_waveViewContainer = nullptr;
     QWidget* m_rightDrawer = nullptr;
     OpenProgressBar* m_openProgressBar = nullptr;
     WDSlider* m_speedSlider = nullptr;

@@ -12,6 +12,7 @@
 #include "app/WavePane.h"
 #include "controls/WDButtonCell.h"
 #include "controls/WDSlider.h"
+#include "loops/WaveViewContainer.h"
 #include "platform/MainQueue.h"
 #include "preferences/UserDefaults.h"
 
@@ -101,6 +102,10 @@ void ViewController::buildViews()
 
     m_wavePane = new WavePane(m_verticalSplitView);
     m_verticalSplitView->addWidget(m_wavePane);
+    m_waveViewContainer = new WaveViewContainer(this);
+    m_waveViewContainer->setViewController(this);
+    m_waveViewContainer->setWaveScrollView(m_wavePane->waveScrollView());
+    m_waveViewContainer->setOverView(m_wavePane->overView());
     m_openProgressBar = new OpenProgressBar(m_wavePane);
     connect(m_openProgressBar, &OpenProgressBar::cancelRequested, this, &ViewController::cancelOpen);
     connect(m_opener.get(), &TrackOpener::progressShouldShow, m_openProgressBar,
@@ -114,6 +119,8 @@ void ViewController::buildViews()
         configureBottomControlLayout();
         m_openProgressBar->placeInParent();
     });
+    // Keys that no view takes end at the window's own handler.
+    root->setKeyHandler([this](QKeyEvent* event) { return keyDown(event); });
 }
 
 void ViewController::buildRightDrawer()

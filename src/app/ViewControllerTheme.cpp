@@ -6,6 +6,7 @@
 #include "app/WavePane.h"
 #include "controls/WDButtonCell.h"
 #include "controls/WDSlider.h"
+#include "loops/WaveViewContainer.h"
 #include "preferences/UserDefaults.h"
 
 #include <QLabel>
@@ -60,6 +61,8 @@ void ViewController::setColorTheme()
 
     m_view->setBackgroundColor(c.background);
     m_wavePane->setBackgroundColor(c.background);
+    if (m_waveViewContainer)
+        m_waveViewContainer->setColorTheme();
     setBackground(m_rightDrawer, c.key);
     if (m_leftSidebarView)
         setBackground(m_leftSidebarView, c.key);

@@ -3,9 +3,15 @@
 #include "app/ViewController.h"
 
 #include "app/ControlFormats.h"
+#include "app/WavePane.h"
 #include "controls/WDButtonCell.h"
 #include "controls/WDSlider.h"
+#include "loops/LoopMarker.h"
+#include "loops/SelectionView.h"
+#include "loops/WaveViewContainer.h"
 #include "preferences/UserDefaults.h"
+#include "waveform/WaveScrollView.h"
+#include "waveform/WaveView.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -109,11 +115,14 @@ void ViewController::showValue(QLabel* label, std::initializer_list<WDSlider*> s
 
 void ViewController::play(QObject*)
 {
+    // The view follows the playhead again.
+    m_wavePane->waveScrollView()->waveView()->setOverrideAutoPos(false);
     showPlayButtonStyle(m_player->playPause() ? WDButtonCell::Pause : WDButtonCell::Play);
 }
 
 void ViewController::stop(QObject*)
 {
+    clearPendingLoopCaptureState();
     if (m_player->isPlaying())
         m_player->stop();
     else
@@ -124,10 +133,18 @@ void ViewController::stop(QObject*)
 
 void ViewController::returnPlayPos(QObject* sender)
 {
+    clearPendingLoopCaptureState();
     const bool wasPlaying = m_player->isPlaying();
     m_player->stop();
-    // Without a selection the track's start is where playback returns to.
-    setPlayPosition(0.0f);
+    SelectionView* selection = m_waveViewContainer->selectionView();
+    selection->setPlayFromCursor(false);
+    if (selection->hasSelection()) {
+        m_waveViewContainer->selectionChanged();
+        selection->updateCursorWithProgress(selection->loop().left);
+    } else {
+        // Without a selection the track's start is where playback returns to.
+        setPlayPosition(0.0f);
+    }
     if (wasPlaying)
         play(sender);
     else
@@ -137,6 +154,7 @@ void ViewController::returnPlayPos(QObject* sender)
 void ViewController::setPlayPosition(float fraction)
 {
     m_player->fillBufferFrom(fraction, 1.0f, fraction);
+    m_waveViewContainer->setPlayPosition(fraction);
     updateTime();
 }
 
@@ -252,8 +270,7 @@ void ViewController::zoom(QObject*)
 {
     const float factor = float(m_zoomSlider->doubleValue());
     showValue(m_zoomLabel, {m_zoomSlider}, ControlFormats::zoomText(factor));
-    if (m_zoomTarget)
-        m_zoomTarget(factor);
+    m_wavePane->waveScrollView()->zoom(factor);
 }
 
 void ViewController::setZoom(double factor)
@@ -273,4 +290,15 @@ void ViewController::setLoop(bool loop)
 {
     const bool allowed = ColorTheme::flagForKey(m_defaults, QStringLiteral("LoopSelection"), true);
     m_player->setLoop(allowed && loop);
+}
+
+void ViewController::removeAllLoops(QObject* sender)
+{
+    m_waveViewContainer->removeAllLoops(sender);
+}
+
+void ViewController::selectionChangedAction()
+{
+    clearPendingLoopCaptureState();
+    emit selectionDidChange();
 }

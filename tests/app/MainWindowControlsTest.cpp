@@ -1,6 +1,7 @@
 #include "WindowFixture.h"
 
 #include "app/ControlFormats.h"
+#include "loops/WaveViewContainer.h"
 #include "audio/Equalizer.h"
 #include "controls/WDButtonCell.h"
 
@@ -36,15 +37,16 @@ TEST(ControlFormatsTest, TextsAtTheirBoundaries)
 TEST_F(MainWindowControlsTest, AssistiveTechnologyFindsEachSliderByNameAndItsMoveReachesLabelAndEngine)
 {
     EXPECT_EQ(vc->volumeLabel()->text(), "0.0 dB") << "the volume starts at full";
-    float zoomed = 0.0f;
-    vc->setZoomTarget([&](float factor) { zoomed = factor; });
+    // The zoom acts on a loaded track only.
+    ASSERT_TRUE(load(makeTrack("zoom.wav")));
+    const auto zoomed = [&] { return vc->waveViewContainer()->waveScrollView()->magnification(); };
     const auto pitchHeard = [&] { return vc->player()->graph()->pitchNode().pitch(); };
     struct SliderCase { WDSlider* slider; QLabel* label; double value; const char* name; const char* shown; std::function<double()> heard; double expected; };
     // Set through the tree as a screen reader's user would; the two pitch sliders share one label,
     // and the engine holds the pitch within an octave.
     const SliderCase cases[] = {
         {vc->speedSlider(), vc->speedLabel(), 0.75, "Speed", "75 %", [&] { return vc->player()->speed(); }, 0.75},
-        {vc->zoomSlider(), vc->zoomLabel(), 3.0, "Zoom", "3x", [&] { return zoomed; }, 3.0},
+        {vc->zoomSlider(), vc->zoomLabel(), 3.0, "Zoom", "3x", zoomed, 3.0},
         {vc->volumeSlider(), vc->volumeLabel(), 0.5, "Volume", "-6.0 dB", [&] { return vc->player()->volume(); }, 0.5},
         {vc->toneSlider(), vc->toneLabel(), 0.25, "Tone", "780 Hz",
          [&] { return eq().isBypassed(0) ? 0.0 : eq().frequency(0); }, 780.0},
