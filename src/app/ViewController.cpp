@@ -66,6 +66,8 @@ void ViewController::viewDidLoad()
     setColorTheme();
     m_waveViewContainer->setupContainer();
     m_waveViewContainer->setDelegate(this);
+    // The wave takes the keys first: arrows, L, and the transport keys it passes on.
+    m_waveViewContainer->selectionView()->setFocus();
 
     setFilter(nullptr);
     m_toneButton->setChecked(false);

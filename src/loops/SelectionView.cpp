@@ -68,7 +68,20 @@ void SelectionView::setLoopWith(const LoopPair& loop)
 {
     m_loop = loop;
     updateTrackingAreas();
+    describeSelection();
     update();
+}
+
+void SelectionView::describeSelection()
+{
+    const double duration = m_container && m_container->controller() ? m_container->controller()->player()->duration() : 0.0;
+    const auto time = [duration](double position) {
+        const double seconds = std::max(0.0, position * duration);
+        return QStringLiteral("%1:%2").arg(int(seconds / 60.0), 2, 10, QLatin1Char('0')).arg(std::fmod(seconds, 60.0), 4, 'f', 1, QLatin1Char('0'));
+    };
+    // What a screen reader says of the wave: the selection, or where playback starts.
+    setAccessibleDescription(hasSelection() ? tr("Selection from %1 to %2").arg(time(m_loop.left), time(m_loop.right))
+                                            : tr("No selection, playback from %1").arg(time(m_loop.left)));
 }
 
 void SelectionView::updateCursorWithProgress(double progress)

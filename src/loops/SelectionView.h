@@ -78,6 +78,7 @@ private:
     void drawButton(QPainter& painter, double h) const;
     void drawHandle(QPainter& painter, double h) const;
     bool moveSelectionByItsLength(bool forward);
+    void describeSelection();
     void moveCursor(double delta);
 
     bool m_leftHandle = false;

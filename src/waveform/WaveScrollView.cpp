@@ -17,6 +17,7 @@ WaveScrollView::WaveScrollView(QWidget* parent)
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);
+    horizontalScrollBar()->setFocusPolicy(Qt::NoFocus);
     m_waveView = new WaveView;
     m_waveView->setScrollView(this);
     setWidget(m_waveView);

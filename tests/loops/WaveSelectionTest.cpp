@@ -299,4 +299,6 @@ TEST_F(WaveSelectionTest, NextAndPreviousLoopWrapAroundTheSavedLoops)
     EXPECT_NEAR(leftAfter(previous), 0.7, kNear) << "wraps to the last";
     EXPECT_NEAR(rangeStart(), 0.7, kNear);
     EXPECT_TRUE(engine()->loop());
+    EXPECT_EQ(accessible(selection(), QAccessible::Description), "Selection from 00:07.0 to 00:08.0")
+        << "a screen reader tells the selection";
 }
