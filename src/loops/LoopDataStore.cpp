@@ -1,0 +1,215 @@
+#include "loops/LoopDataStore.h"
+
+#include "platform/Log.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonParseError>
+#include <QLockFile>
+#include <QSaveFile>
+#include <QStandardPaths>
+
+namespace {
+
+constexpr int kVersion = 1;
+// A saved-loops file this large was not written by us; reading it would only stall the window.
+constexpr qint64 kMaximumSize = 16 * 1024 * 1024;
+
+QString shown(const QString& path)
+{
+    return QDir::toNativeSeparators(path);
+}
+
+// What the file holds: its tracks, or why it could not be used.
+struct Contents {
+    QJsonObject tracks;
+    bool usable = true;
+    QString whyNot;     // set when not usable
+    bool damaged = false; // the file is there and readable but not ours to read: may be replaced
+    QByteArray bytes;   // of a damaged file, to keep a copy
+};
+
+Contents readContents(const QString& path)
+{
+    Contents contents;
+    QFile file(path);
+    if (!file.exists())
+        return contents;
+    if (!file.open(QIODevice::ReadOnly)) {
+        contents.usable = false;
+        contents.whyNot = QStringLiteral("it cannot be read: %1").arg(file.errorString());
+        return contents;
+    }
+    const auto damaged = [&](const QString& why) {
+        contents.usable = false;
+        contents.damaged = true;
+        contents.whyNot = why;
+        return contents;
+    };
+    if (file.size() > kMaximumSize)
+        return damaged(QStringLiteral("it is larger than %1 bytes").arg(kMaximumSize));
+    contents.bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        contents.usable = false;
+        contents.whyNot = QStringLiteral("it cannot be read: %1").arg(file.errorString());
+        return contents;
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(contents.bytes, &error);
+    if (error.error != QJsonParseError::NoError)
+        return damaged(QStringLiteral("it is not JSON: %1 at offset %2").arg(error.errorString()).arg(error.offset));
+    if (!document.isObject())
+        return damaged(QStringLiteral("its top level is not an object"));
+    const QJsonObject root = document.object();
+    const QJsonValue version = root.value(QLatin1String("version"));
+    if (!version.isDouble() || version.toDouble() != kVersion)
+        return damaged(QStringLiteral("its version is %1, not %2")
+                           .arg(version.isDouble() ? QString::number(version.toDouble())
+                                                   : QStringLiteral("missing or not a number"))
+                           .arg(kVersion));
+    const QJsonValue tracks = root.value(QLatin1String("tracks"));
+    if (!tracks.isObject())
+        return damaged(QStringLiteral("its \"tracks\" is not an object"));
+    contents.tracks = tracks.toObject();
+    return contents;
+}
+
+// Keeps the damaged file as "<path>.bak" before anything overwrites it, replacing an older copy.
+bool keepDamagedCopy(const QString& path, const Contents& contents)
+{
+    QSaveFile copy(path + QStringLiteral(".bak"));
+    const bool kept = copy.open(QIODevice::WriteOnly) && copy.write(contents.bytes) == contents.bytes.size()
+                      && copy.commit();
+    if (kept)
+        Log::line(QStringLiteral("Saved loops file %1 is damaged (%2); a copy is kept as %1.bak")
+                      .arg(shown(path), contents.whyNot));
+    else
+        Log::line(QStringLiteral("Saved loops file %1 is damaged (%2) and no copy could be kept: %3")
+                      .arg(shown(path), contents.whyNot, copy.errorString()));
+    return kept;
+}
+
+// The fractions of one track's loops, or why the entry is not a list of loops.
+bool loopsOf(const QJsonValue& entry, std::vector<LoopPair>& loops, QString& why)
+{
+    if (!entry.isArray()) {
+        why = QStringLiteral("the entry is not a list");
+        return false;
+    }
+    const QJsonArray array = entry.toArray();
+    loops.reserve(size_t(array.size()));
+    for (qsizetype i = 0; i < array.size(); ++i) {
+        const QJsonObject pair = array.at(i).toObject();
+        const QJsonValue left = pair.value(QLatin1String("left")), right = pair.value(QLatin1String("right"));
+        if (!left.isDouble() || !right.isDouble()) {
+            why = QStringLiteral("loop %1 has no numbers for left and right").arg(i);
+            return false;
+        }
+        const LoopPair loop{left.toDouble(), right.toDouble()};
+        if (!(0.0 <= loop.left && loop.left < loop.right && loop.right <= 1.0)) {
+            why = QStringLiteral("loop %1 is not a stretch within the track").arg(i);
+            return false;
+        }
+        loops.push_back(loop);
+    }
+    return true;
+}
+
+} // namespace
+
+QString LoopDataStore::defaultPath()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    QDir().mkpath(folder);
+    return folder + QStringLiteral("/saved-loops.json");
+}
+
+LoopDataStore::LoopDataStore(QString path)
+    : m_path(std::move(path))
+{
+}
+
+QString LoopDataStore::path() const
+{
+    return m_path;
+}
+
+std::vector<LoopPair> LoopDataStore::loopsForKey(const QString& key) const
+{
+    const Contents contents = readContents(m_path);
+    if (contents.damaged) {
+        keepDamagedCopy(m_path, contents);
+        return {};
+    }
+    if (!contents.usable) {
+        Log::line(QStringLiteral("Saved loops file %1 is not read: %2").arg(shown(m_path), contents.whyNot));
+        return {};
+    }
+    const auto entry = contents.tracks.constFind(key);
+    if (entry == contents.tracks.constEnd())
+        return {};
+    std::vector<LoopPair> loops;
+    QString why;
+    if (!loopsOf(*entry, loops, why)) {
+        Log::line(QStringLiteral("Saved loops of %1 in %2 are skipped: %3").arg(key, shown(m_path), why));
+        return {};
+    }
+    return loops;
+}
+
+bool LoopDataStore::setLoopsForKey(const QString& key, const std::vector<LoopPair>& loops)
+{
+    const auto refuse = [&](const QString& why) {
+        Log::line(QStringLiteral("Saved loops of %1 are not written to %2: %3").arg(key, shown(m_path), why));
+        return false;
+    };
+    QJsonArray array;
+    for (const LoopPair& loop : loops) {
+        // What the reader would skip is not written: it would cost the track all its loops.
+        if (!(0.0 <= loop.left && loop.left < loop.right && loop.right <= 1.0))
+            return refuse(QStringLiteral("(%1, %2) is not a stretch within the track").arg(loop.left).arg(loop.right));
+        array.append(QJsonObject{{QStringLiteral("left"), loop.left}, {QStringLiteral("right"), loop.right}});
+    }
+
+    const QString folder = QFileInfo(m_path).absolutePath();
+    if (!QDir().mkpath(folder))
+        return refuse(QStringLiteral("its folder cannot be made"));
+    // Another window or run may be saving too: one read-change-write at a time, so that neither
+    // drops the other's track.
+    QLockFile lock(m_path + QStringLiteral(".lock"));
+    if (!lock.tryLock(5000))
+        return refuse(lock.error() == QLockFile::LockFailedError
+                          ? QStringLiteral("another save holds %1.lock").arg(shown(m_path))
+                          : QStringLiteral("%1.lock cannot be made").arg(shown(m_path)));
+
+    Contents contents = readContents(m_path);
+    if (contents.damaged) {
+        if (!keepDamagedCopy(m_path, contents))
+            return refuse(QStringLiteral("the damaged file would be lost"));
+        contents.tracks = {};
+    } else if (!contents.usable) {
+        return refuse(contents.whyNot);
+    }
+    if (array.isEmpty())
+        contents.tracks.remove(key);
+    else
+        contents.tracks.insert(key, array);
+
+    const QJsonObject root{{QStringLiteral("version"), kVersion}, {QStringLiteral("tracks"), contents.tracks}};
+    const QByteArray bytes = QJsonDocument(root).toJson(QJsonDocument::Indented);
+    QSaveFile file(m_path);
+    if (!file.open(QIODevice::WriteOnly))
+        return refuse(file.errorString());
+    if (file.write(bytes) != bytes.size()) {
+        const QString why = file.errorString();
+        file.cancelWriting();
+        return refuse(why);
+    }
+    if (!file.commit())
+        return refuse(file.errorString());
+    return true;
+}
