@@ -9,9 +9,16 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
-#include <QLockFile>
 #include <QSaveFile>
 #include <QStandardPaths>
+#include <QThread>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 namespace {
 
@@ -119,6 +126,42 @@ bool loopsOf(const QJsonValue& entry, std::vector<LoopPair>& loops, QString& why
     return true;
 }
 
+// One read-change-write at a time across windows and runs. flock, unlike a lock file with an owner
+// written in it, ends with its process, so a save that was killed holds up no later one.
+class SaveLock {
+public:
+    explicit SaveLock(const QString& path)
+        : m_fd(::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
+    {
+    }
+    ~SaveLock()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    SaveLock(const SaveLock&) = delete;
+    SaveLock& operator=(const SaveLock&) = delete;
+
+    // Empty when taken, else why not.
+    QString take(int timeoutMs)
+    {
+        if (m_fd < 0)
+            return QString::fromLocal8Bit(std::strerror(errno));
+        for (int waited = 0;; waited += 10) {
+            if (::flock(m_fd, LOCK_EX | LOCK_NB) == 0)
+                return {};
+            if (errno != EWOULDBLOCK && errno != EINTR)
+                return QString::fromLocal8Bit(std::strerror(errno));
+            if (waited >= timeoutMs)
+                return QStringLiteral("another save held it for %1 ms").arg(timeoutMs);
+            QThread::msleep(10);
+        }
+    }
+
+private:
+    int m_fd;
+};
+
 } // namespace
 
 QString LoopDataStore::defaultPath()
@@ -178,13 +221,10 @@ bool LoopDataStore::setLoopsForKey(const QString& key, const std::vector<LoopPai
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!QDir().mkpath(folder))
         return refuse(QStringLiteral("its folder cannot be made"));
-    // Another window or run may be saving too: one read-change-write at a time, so that neither
-    // drops the other's track.
-    QLockFile lock(m_path + QStringLiteral(".lock"));
-    if (!lock.tryLock(5000))
-        return refuse(lock.error() == QLockFile::LockFailedError
-                          ? QStringLiteral("another save holds %1.lock").arg(shown(m_path))
-                          : QStringLiteral("%1.lock cannot be made").arg(shown(m_path)));
+    // Another window or run may be saving too: neither may drop the other's track.
+    SaveLock lock(m_path + QStringLiteral(".lock"));
+    if (const QString why = lock.take(5000); !why.isEmpty())
+        return refuse(QStringLiteral("%1.lock is not taken: %2").arg(shown(m_path), why));
 
     Contents contents = readContents(m_path);
     if (contents.damaged) {
