@@ -33,11 +33,10 @@ QString shown(const QString& path)
 
 // What the file holds: its tracks, or why it could not be used.
 struct Contents {
+    // A damaged file is there and readable but not ours to read: it may be replaced, once kept.
+    enum State { Usable, Unreadable, Damaged } state = Usable;
     QJsonObject tracks;
-    bool usable = true;
-    QString whyNot;     // set when not usable
-    bool damaged = false; // the file is there and readable but not ours to read: may be replaced
-    QByteArray bytes;   // of a damaged file, to keep a copy
+    QString whyNot;
 };
 
 Contents readContents(const QString& path)
@@ -46,57 +45,57 @@ Contents readContents(const QString& path)
     QFile file(path);
     if (!file.exists())
         return contents;
-    if (!file.open(QIODevice::ReadOnly)) {
-        contents.usable = false;
-        contents.whyNot = QStringLiteral("it cannot be read: %1").arg(file.errorString());
-        return contents;
-    }
-    const auto damaged = [&](const QString& why) {
-        contents.usable = false;
-        contents.damaged = true;
+    const auto fail = [&](Contents::State state, const QString& why) {
+        contents.state = state;
         contents.whyNot = why;
         return contents;
     };
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(Contents::Unreadable, QStringLiteral("it cannot be read: %1").arg(file.errorString()));
     if (file.size() > kMaximumSize)
-        return damaged(QStringLiteral("it is larger than %1 bytes").arg(kMaximumSize));
-    contents.bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        contents.usable = false;
-        contents.whyNot = QStringLiteral("it cannot be read: %1").arg(file.errorString());
-        return contents;
-    }
+        return fail(Contents::Damaged, QStringLiteral("it is larger than %1 bytes").arg(kMaximumSize));
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return fail(Contents::Unreadable, QStringLiteral("it cannot be read: %1").arg(file.errorString()));
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(contents.bytes, &error);
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError)
-        return damaged(QStringLiteral("it is not JSON: %1 at offset %2").arg(error.errorString()).arg(error.offset));
+        return fail(Contents::Damaged,
+                    QStringLiteral("it is not JSON: %1 at offset %2").arg(error.errorString()).arg(error.offset));
     if (!document.isObject())
-        return damaged(QStringLiteral("its top level is not an object"));
+        return fail(Contents::Damaged, QStringLiteral("its top level is not an object"));
     const QJsonObject root = document.object();
     const QJsonValue version = root.value(QLatin1String("version"));
     if (!version.isDouble() || version.toDouble() != kVersion)
-        return damaged(QStringLiteral("its version is %1, not %2")
-                           .arg(version.isDouble() ? QString::number(version.toDouble())
-                                                   : QStringLiteral("missing or not a number"))
-                           .arg(kVersion));
+        return fail(Contents::Damaged, QStringLiteral("its version is %1, not %2")
+                                           .arg(version.isDouble() ? QString::number(version.toDouble())
+                                                                   : QStringLiteral("missing or not a number"))
+                                           .arg(kVersion));
     const QJsonValue tracks = root.value(QLatin1String("tracks"));
     if (!tracks.isObject())
-        return damaged(QStringLiteral("its \"tracks\" is not an object"));
+        return fail(Contents::Damaged, QStringLiteral("its \"tracks\" is not an object"));
     contents.tracks = tracks.toObject();
     return contents;
 }
 
 // Keeps the damaged file as "<path>.bak" before anything overwrites it, replacing an older copy.
-bool keepDamagedCopy(const QString& path, const Contents& contents)
+bool keepDamagedCopy(const QString& path, const QString& whyDamaged)
 {
+    QFile damaged(path);
     QSaveFile copy(path + QStringLiteral(".bak"));
-    const bool kept = copy.open(QIODevice::WriteOnly) && copy.write(contents.bytes) == contents.bytes.size()
-                      && copy.commit();
+    bool kept = damaged.open(QIODevice::ReadOnly) && copy.open(QIODevice::WriteOnly);
+    while (kept && !damaged.atEnd()) {
+        const QByteArray chunk = damaged.read(1 << 16);
+        kept = damaged.error() == QFileDevice::NoError && copy.write(chunk) == chunk.size();
+    }
+    kept = kept && copy.commit();
     if (kept)
         Log::line(QStringLiteral("Saved loops file %1 is damaged (%2); a copy is kept as %1.bak")
-                      .arg(shown(path), contents.whyNot));
+                      .arg(shown(path), whyDamaged));
     else
         Log::line(QStringLiteral("Saved loops file %1 is damaged (%2) and no copy could be kept: %3")
-                      .arg(shown(path), contents.whyNot, copy.errorString()));
+                      .arg(shown(path), whyDamaged,
+                           damaged.error() != QFileDevice::NoError ? damaged.errorString() : copy.errorString()));
     return kept;
 }
 
@@ -184,11 +183,11 @@ QString LoopDataStore::path() const
 std::vector<LoopPair> LoopDataStore::loopsForKey(const QString& key) const
 {
     const Contents contents = readContents(m_path);
-    if (contents.damaged) {
-        keepDamagedCopy(m_path, contents);
+    if (contents.state == Contents::Damaged) {
+        keepDamagedCopy(m_path, contents.whyNot);
         return {};
     }
-    if (!contents.usable) {
+    if (contents.state == Contents::Unreadable) {
         Log::line(QStringLiteral("Saved loops file %1 is not read: %2").arg(shown(m_path), contents.whyNot));
         return {};
     }
@@ -227,13 +226,10 @@ bool LoopDataStore::setLoopsForKey(const QString& key, const std::vector<LoopPai
         return refuse(QStringLiteral("%1.lock is not taken: %2").arg(shown(m_path), why));
 
     Contents contents = readContents(m_path);
-    if (contents.damaged) {
-        if (!keepDamagedCopy(m_path, contents))
-            return refuse(QStringLiteral("the damaged file would be lost"));
-        contents.tracks = {};
-    } else if (!contents.usable) {
+    if (contents.state == Contents::Unreadable)
         return refuse(contents.whyNot);
-    }
+    if (contents.state == Contents::Damaged && !keepDamagedCopy(m_path, contents.whyNot))
+        return refuse(QStringLiteral("the damaged file would be lost"));
     if (array.isEmpty())
         contents.tracks.remove(key);
     else

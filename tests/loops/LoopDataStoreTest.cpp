@@ -14,8 +14,14 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <chrono>
 #include <cmath>
 #include <limits>
+#include <thread>
 
 namespace {
 
@@ -77,9 +83,10 @@ TEST_F(LoopDataStoreTest, ADamagedFileIsKeptAsideAndTheNextSaveStartsAfresh)
 {
     const QByteArray damaged[] = {"", "{\"version\": 1, \"tracks\": {", "[{\"version\": 1, \"tracks\": {}}]",
                                   "{\"version\": 2, \"tracks\": {}}", "{\"version\": \"1\", \"tracks\": {}}",
-                                  "{\"tracks\": {}}", "{\"version\": 1, \"tracks\": []}"};
+                                  "{\"tracks\": {}}", "{\"version\": 1, \"tracks\": []}",
+                                  QByteArray(16 * 1024 * 1024, ' ') + "{\"version\": 1, \"tracks\": {}}"};
     for (const QByteArray& bytes : damaged) {
-        SCOPED_TRACE(bytes.constData());
+        SCOPED_TRACE(bytes.left(60).constData());
         log.clear();
         ASSERT_TRUE(writeAll(path, bytes) && writeAll(path + ".bak", "an older copy"));
         LoopDataStore store(path);
@@ -140,7 +147,28 @@ TEST_F(LoopDataStoreTest, WhatCannotBeWrittenOrReadIsRefusedWithAReason)
     EXPECT_EQ(folder.loopsForKey("a.wav"), Loops());
     EXPECT_TRUE(log.anyStartsWith("Saved loops file " + folder.path() + " is not read: "));
     EXPECT_FALSE(folder.setLoopsForKey("a.wav", {{0.1, 0.2}}));
+    EXPECT_TRUE(log.anyStartsWith("Saved loops of a.wav are not written to " + folder.path() + ": it cannot be read"));
     EXPECT_FALSE(LoopDataStore(path + "/under/a/file.json").setLoopsForKey("a.wav", {{0.1, 0.2}}));
+
+    // A damaged file that cannot be kept aside is not overwritten.
+    ASSERT_TRUE(writeAll(path, "{") && QDir(dir.path()).mkdir("saved-loops.json.bak"));
+    log.clear();
+    EXPECT_FALSE(store.setLoopsForKey("a.wav", {{0.1, 0.2}}));
+    EXPECT_TRUE(log.anyStartsWith("Saved loops file " + path + " is damaged (it is not JSON: "));
+    EXPECT_EQ(readAll(path), "{");
+}
+
+TEST_F(LoopDataStoreTest, ASaveWaitsForAnotherThatHoldsTheFile)
+{
+    const int held = ::open(QFile::encodeName(path + ".lock").constData(), O_RDWR | O_CREAT, 0600);
+    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    std::thread other([held] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        ::close(held);
+    });
+    EXPECT_TRUE(LoopDataStore(path).setLoopsForKey("a.wav", {{0.1, 0.2}})) << log.lines().join('\n').toStdString();
+    other.join();
+    EXPECT_EQ(LoopDataStore(path).loopsForKey("a.wav"), Loops({{0.1, 0.2}}));
 }
 
 TEST_F(LoopDataStoreTest, TheDefaultFileLivesInTheApplicationsDataFolder)

@@ -97,11 +97,13 @@ TEST(LoopMarkerTest, ContainsIsStrictWhileContainingTakesTheLeftEndAndTheNearest
     const LoopMarker nested = markerWith({{0.1, 0.9}, {0.2, 0.3}});
     // Lengths 0.4 and 0.4 - 1e-10 are one float apart from 0.4 at most: a tie, the earlier stays.
     const LoopMarker floatTie = markerWith({{0.5, 0.9 - 1e-10}, {0.6, 1.0}});
+    // The nearest length wins, not the shortest loop.
+    const LoopMarker wide = markerWith({{0.0, 0.9}, {0.4, 0.6}, {0.7, 0.8}});
     const LoopMarker exactTie = markerWith({{0.25, 0.5}, {0.375, 0.625}});
     const struct { const LoopMarker& marker; double p; bool contains; LoopPair containing; } cases[] = {
         {nested, 0.05, false, {}}, {nested, 0.1, false, {0.1, 0.9}}, {nested, 0.2, true, {0.2, 0.3}},
         {nested, 0.25, true, {0.2, 0.3}}, {nested, 0.3, true, {0.1, 0.9}}, {nested, 0.9, false, {}},
-        {nested, kNaN, false, {}}, {floatTie, 0.8, true, {0.5, 0.9 - 1e-10}}, {exactTie, 0.45, true, {0.25, 0.5}}};
+        {nested, kNaN, false, {}}, {wide, 0.5, true, {0.4, 0.6}}, {wide, 0.75, true, {0.0, 0.9}}, {floatTie, 0.8, true, {0.5, 0.9 - 1e-10}}, {exactTie, 0.45, true, {0.25, 0.5}}};
     for (const auto& k : cases) {
         EXPECT_EQ(k.marker.loopContainsPoint(k.p), k.contains) << k.p;
         EXPECT_EQ(k.marker.loopContainingPoint(k.p), k.containing) << k.p;
