@@ -131,6 +131,7 @@ class SaveLock {
 public:
     explicit SaveLock(const QString& path)
         : m_fd(::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
+        , m_openError(m_fd < 0 ? errno : 0)
     {
     }
     ~SaveLock()
@@ -145,7 +146,7 @@ public:
     QString take(int timeoutMs)
     {
         if (m_fd < 0)
-            return QString::fromLocal8Bit(std::strerror(errno));
+            return QString::fromLocal8Bit(std::strerror(m_openError));
         for (int waited = 0;; waited += 10) {
             if (::flock(m_fd, LOCK_EX | LOCK_NB) == 0)
                 return {};
@@ -159,6 +160,7 @@ public:
 
 private:
     int m_fd;
+    int m_openError;
 };
 
 } // namespace

@@ -155,6 +155,7 @@ TEST_F(LoopDataStoreTest, WhatCannotBeWrittenOrReadIsRefusedWithAReason)
     log.clear();
     EXPECT_FALSE(store.setLoopsForKey("a.wav", {{0.1, 0.2}}));
     EXPECT_TRUE(log.anyStartsWith("Saved loops file " + path + " is damaged (it is not JSON: "));
+    EXPECT_TRUE(log.contains("Saved loops of a.wav are not written to " + path + ": the damaged file would be lost"));
     EXPECT_EQ(readAll(path), "{");
 }
 
