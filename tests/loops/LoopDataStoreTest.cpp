@@ -7,7 +7,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include "PrintLoopPair.h"
@@ -170,11 +169,4 @@ TEST_F(LoopDataStoreTest, ASaveWaitsForAnotherThatHoldsTheFile)
     EXPECT_TRUE(LoopDataStore(path).setLoopsForKey("a.wav", {{0.1, 0.2}})) << log.lines().join('\n').toStdString();
     other.join();
     EXPECT_EQ(LoopDataStore(path).loopsForKey("a.wav"), Loops({{0.1, 0.2}}));
-}
-
-TEST_F(LoopDataStoreTest, TheDefaultFileLivesInTheApplicationsDataFolder)
-{
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
-    EXPECT_EQ(LoopDataStore().path(), folder + "/saved-loops.json");
-    EXPECT_TRUE(QDir(folder).exists());
 }
