@@ -1,6 +1,7 @@
 // Writes small valid inputs, made by the program's own code, into OUT/<target>/ for the fuzz
 // targets to start from. Usage: fuzz_seeds OUT
 #include "library/FileBookmark.h"
+#include "loops/LoopDataStore.h"
 #include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
 
@@ -47,7 +48,7 @@ int main(int argc, char** argv)
         return 2;
     }
     const QDir out(QString::fromLocal8Bit(argv[1]));
-    for (const char* folder : {"files", "file_bookmark", "recent_documents", "settings"})
+    for (const char* folder : {"files", "file_bookmark", "loop_store", "recent_documents", "settings"})
         out.mkpath(QString::fromLatin1(folder));
     const QString here = out.filePath("files/track.wav"), moved = out.filePath("files/moved.wav");
     bool ok = writeFile(here, "RIFF") && writeFile(moved, "RIFF moved");
@@ -77,6 +78,14 @@ int main(int argc, char** argv)
         ok = ok && defaults.synchronize();
     }
     ok = ok && !readFile(out.filePath("settings/Lento.conf")).isEmpty();
+
+    // Saved loops of two tracks, one with loops that overlap, one that is contained, and both ends.
+    {
+        LoopDataStore loops(out.filePath("loop_store/saved-loops.json"));
+        ok = ok && loops.setLoopsForKey(QStringLiteral("a"), {{0.5, 0.75}, {0.1 + 0.2, 1.0 / 3}, {0.6, 0.7}})
+             && loops.setLoopsForKey(QStringLiteral("b"), {{0.0, 1.0}});
+        QFile::remove(out.filePath("loop_store/saved-loops.json.lock"));
+    }
     if (!ok)
         std::fprintf(stderr, "fuzz_seeds: could not write the seeds in %s\n", argv[1]);
     return ok ? 0 : 1;

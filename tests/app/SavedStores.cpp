@@ -1,5 +1,6 @@
 #include "SavedStores.h"
 
+#include "loops/LoopDataStore.h"
 #include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
 
@@ -82,6 +83,44 @@ QString checkRecent(const QString& path)
     return urls == expected ? QString() : QStringLiteral("%1 entries read of %2").arg(urls.size()).arg(expected.size());
 }
 
+// Other tracks' loops fill the file (few tracks, so that checking stays quick); our track's list is
+// one of two lengths.
+constexpr int kOtherTracks = 20;
+constexpr int kOtherLoops = 60;
+const QString kOurTrackName = QStringLiteral("a song.wav");
+
+std::vector<LoopPair> trackLoops(int track, int count)
+{
+    std::vector<LoopPair> loops;
+    for (int i = 0; i < count; ++i)
+        loops.push_back({(i + 1) / (track + 7.0 + count), (i + 2) / (track + 7.0 + count)});
+    return loops;
+}
+
+void seedLoops(const QString& path)
+{
+    LoopDataStore store(path);
+    for (int t = 0; t < kOtherTracks; ++t)
+        store.setLoopsForKey(QStringLiteral("track %1.mp3").arg(t), trackLoops(t, kOtherLoops));
+}
+
+bool saveLoops(const QString& path, int generation)
+{
+    return LoopDataStore(path).setLoopsForKey(kOurTrackName, trackLoops(kOtherTracks, generation + 3));
+}
+
+QString checkLoops(const QString& path)
+{
+    const LoopDataStore store(path);
+    for (int t = 0; t < kOtherTracks; ++t)
+        if (store.loopsForKey(QStringLiteral("track %1.mp3").arg(t)) != trackLoops(t, kOtherLoops))
+            return QStringLiteral("the loops of track %1 are not as seeded").arg(t);
+    const std::vector<LoopPair> ours = store.loopsForKey(kOurTrackName);
+    if (ours != trackLoops(kOtherTracks, 3) && ours != trackLoops(kOtherTracks, 4))
+        return QStringLiteral("%1 loops of our track, of neither generation").arg(ours.size());
+    return {};
+}
+
 } // namespace
 
 const std::vector<SavedStore>& savedStores()
@@ -89,6 +128,7 @@ const std::vector<SavedStore>& savedStores()
     static const std::vector<SavedStore> stores{
         {"settings", [](const QString&) {}, saveSettings, checkSettings},
         {"recentDocuments", seedRecent, saveRecent, checkRecent},
+        {"savedLoops", seedLoops, saveLoops, checkLoops},
     };
     return stores;
 }
