@@ -8,6 +8,7 @@
 #include "audio/AudioEngine.h"
 #include "controls/WDButtonCell.h"
 #include "library/FileBookmark.h"
+#include "loops/LoopMarker.h"
 #include "loops/WaveViewContainer.h"
 #include "waveform/WaveScrollView.h"
 #include "waveform/WaveView.h"
@@ -53,6 +54,8 @@ void ViewController::viewDidLoad()
 {
     m_currentTrackIndex = NotFound;
     clearPendingLoopCaptureState();
+    // No track yet, so no saved loops.
+    LoopMarker::sharedLoops().clearLoops();
     m_audioLoaded = false;
     m_player = std::make_unique<AudioEngine>(m_engineOptions);
     m_player->setDelegate(this);

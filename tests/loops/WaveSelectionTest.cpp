@@ -19,9 +19,13 @@ struct WaveSelectionTest : WindowFixture {
     void SetUp() override
     {
         WindowFixture::SetUp();
-        ASSERT_TRUE(load(makeTrack("etude.wav", kSeconds)));
+        // Saved loops are kept by file name: a track of its own for each test.
+        trackPath = makeTrack(QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".wav", kSeconds);
+        ASSERT_TRUE(load(trackPath));
         settle();
     }
+
+    QString trackPath;
 
     WaveViewContainer* container() const { return vc->waveViewContainer(); }
     SelectionView* selection() const { return container()->selectionView(); }
@@ -301,4 +305,21 @@ TEST_F(WaveSelectionTest, NextAndPreviousLoopWrapAroundTheSavedLoops)
     EXPECT_TRUE(engine()->loop());
     EXPECT_EQ(accessible(selection(), QAccessible::Description), "Selection from 00:07.0 to 00:08.0")
         << "a screen reader tells the selection";
+}
+
+TEST_F(WaveSelectionTest, SavedLoopsComeBackWhenTheTrackIsOpenedAgainAfterARestart)
+{
+    select(0.25, 0.5);
+    QTest::keySequence(window, QKeySequence(Qt::CTRL | Qt::Key_L));
+    select(0.6, 0.9);
+    QTest::keySequence(window, QKeySequence(Qt::CTRL | Qt::Key_L));
+    ASSERT_EQ(loops().loopCount(), 2u);
+    const std::vector<LoopPair> saved = loops().loopData();
+
+    start();
+    EXPECT_EQ(loops().loopCount(), 0u) << "nothing before the track opens";
+    ASSERT_TRUE(load(trackPath));
+    EXPECT_EQ(loops().loopData(), saved) << "the same pairs, bit for bit";
+    ASSERT_TRUE(load(makeTrack("another take.wav")));
+    EXPECT_EQ(loops().loopCount(), 0u) << "another track has loops of its own";
 }
