@@ -6,7 +6,6 @@
 #include "waveform/WaveScrollView.h"
 #include "waveform/WaveView.h"
 
-#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -136,9 +135,11 @@ void SelectionView::clearHandles()
 
 bool SelectionView::event(QEvent* event)
 {
-    // A pinch over the wave zooms it; the wave lies under this view at the same place.
-    if (event->type() == QEvent::NativeGesture && m_waveScrollView)
-        return QCoreApplication::sendEvent(m_waveScrollView->waveView(), event);
+    // A pinch goes on to the wave underneath, which zooms.
+    if (event->type() == QEvent::NativeGesture) {
+        event->ignore();
+        return false;
+    }
     return QWidget::event(event);
 }
 

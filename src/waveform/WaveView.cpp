@@ -352,6 +352,7 @@ bool WaveView::event(QEvent* event)
         auto* gesture = static_cast<QNativeGestureEvent*>(event);
         if (gesture->gestureType() == Qt::ZoomNativeGesture) {
             m_scrollView->magnifyWithEvent(mapTo(m_scrollView, gesture->position()), gesture->value());
+            event->accept();
             return true;
         }
     }

@@ -10,6 +10,7 @@
 #include "waveform/WaveView.h"
 
 #include <QMouseEvent>
+#include <QNativeGestureEvent>
 
 namespace {
 
@@ -322,4 +323,35 @@ TEST_F(WaveSelectionTest, SavedLoopsComeBackWhenTheTrackIsOpenedAgainAfterAResta
     EXPECT_EQ(loops().loopData(), saved) << "the same pairs, bit for bit";
     ASSERT_TRUE(load(makeTrack("another take.wav")));
     EXPECT_EQ(loops().loopCount(), 0u) << "another track has loops of its own";
+}
+
+TEST_F(WaveSelectionTest, WhilePlayingZoomedTheViewJumpsAPageOnceThePlayheadLeavesItUnlessTheUserMovedIt)
+{
+    WaveScrollView* scroll = container()->waveScrollView();
+    scroll->zoom(25.0);
+    scroll->scrollPoint(0.0);
+    press(Qt::Key_Space, {});
+    ASSERT_TRUE(engine()->isPlaying());
+    const auto playheadX = [&] { return engine()->progress() * container()->waveView()->width() - scroll->scrollOffset(); };
+    playFor(0.2); // still within the first of 25 pages
+    container()->updateCursor();
+    EXPECT_EQ(scroll->scrollOffset(), 0.0);
+    playFor(0.3);
+    container()->updateCursor();
+    EXPECT_NEAR(playheadX(), scroll->visibleWidth() / 2.0, scroll->visibleWidth() * 0.02) << "the playhead in the middle";
+    EXPECT_NEAR(selection()->cursorPosition(), engine()->progress(), 0.002);
+    EXPECT_NEAR(container()->cursorView()->cursorPosition(), engine()->progress(), 0.002);
+
+    container()->setViewPosition(0.0f);
+    playFor(0.5);
+    container()->updateCursor();
+    EXPECT_EQ(scroll->scrollOffset(), 0.0) << "the user has taken the view";
+}
+
+TEST_F(WaveSelectionTest, APinchOverTheSelectionZoomsTheWave)
+{
+    QNativeGestureEvent pinch(Qt::ZoomNativeGesture, QPointingDevice::primaryPointingDevice(), 2, QPointF(100, 100),
+                              QPointF(100, 100), selection()->mapToGlobal(QPointF(100, 100)), 1.0, QPointF());
+    QCoreApplication::sendEvent(selection(), &pinch);
+    EXPECT_EQ(container()->waveScrollView()->magnification(), 2.0);
 }

@@ -24,18 +24,20 @@ struct StandInHost : WaveViewHost {
     bool loaded = true;
     double cursor = 0.0;
     QList<QUrl> opened;
+    LoopPair selection{-1.0, -1.0};
+    int changes = 0;
     WaveScrollView* scroll = nullptr;
     bool audioLoaded() const override { return loaded; }
     void setViewPosition(float p) override { scroll->scrollPoint(scroll->waveView()->waveWidth() * p); }
     void setLoop(bool) override {}
-    void selectionChanged() override {}
+    void selectionChanged() override { ++changes; }
     void setZoom(double) override {}
     bool loadAudioFromURL(const QUrl& url) override
     {
         opened << url;
         return true;
     }
-    void setSelection(const LoopPair&) override {}
+    void setSelection(const LoopPair& loop) override { selection = loop; }
     void updateCursorWithProgress(double progress) override { cursor = progress; }
     double cursorPosition() const override { return cursor; }
 };
@@ -107,6 +109,7 @@ TEST_F(WaveViewsTest, ZoomWidensTheWaveToTheFloorOfItsFactorAndClampsIt)
         EXPECT_EQ(scroll->waveView()->width(), c.waveWidth);
         EXPECT_EQ(scroll->waveView()->magnification(), c.magnification);
         EXPECT_LE(data.numPoints(), c.waveWidth) << "points for the new width";
+        EXPECT_GT(data.numPoints(), c.waveWidth / 2);
         EXPECT_NEAR(overview->overviewRight() - overview->overviewLeft(), 1.0 / c.magnification, 0.002)
             << "the strip's frame spans the visible part";
     }
@@ -124,6 +127,7 @@ TEST_F(WaveViewsTest, APinchKeepsThePointUnderThePointerAndTheSliderKeepsThePlay
     const double before = positionAt(pointer.x());
     scroll->magnifyWithEvent(pointer, 0.5);
     EXPECT_EQ(scroll->magnification(), 3.0) << "a pinch multiplies";
+    EXPECT_EQ(scroll->waveView()->width(), 3000);
     EXPECT_NEAR(positionAt(pointer.x()), before, 1.0 / scroll->waveView()->width());
 
     // The slider's anchor: the playhead's fraction of the visible width, from the window's edge.
@@ -237,4 +241,29 @@ TEST_F(WaveViewsTest, ADropOpensTheFirstFileWhenItsTypeIsAllowedInAnyCase)
             EXPECT_EQ(host.opened, c.opens ? QList<QUrl>{c.urls.first()} : QList<QUrl>{});
         }
     }
+}
+
+TEST_F(WaveViewsTest, AClickOnTheStripCentresTheWaveAndPutsThePlayheadThereAndItsLineShowsIt)
+{
+    scroll->zoom(4.0);
+    const QPoint at(int(0.6 * overview->width()), overview->height() / 2);
+    QTest::mouseClick(overview, Qt::RightButton, {}, at);
+    EXPECT_EQ(host.changes, 0) << "only the left button";
+    QTest::mouseClick(overview, Qt::LeftButton, {}, at);
+    EXPECT_EQ(host.changes, 1);
+    EXPECT_NEAR(host.selection.left, 0.6, 0.002);
+    EXPECT_EQ(host.selection.left, host.selection.right) << "no selection, a play position";
+    EXPECT_NEAR(host.cursor, 0.6, 0.002);
+    EXPECT_NEAR((overview->overviewLeft() + overview->overviewRight()) / 2.0, 0.6, 0.002);
+
+    auto* cursor = new CursorView;
+    overview->addOverlay(cursor);
+    cursor->updateCursorWithProgress(0.3);
+    const QImage image = overview->grab().toImage();
+    const int x = int(0.3 * image.width());
+    const auto light = [&](int px, int y) { return qGray(image.pixel(px, y)) > 180; };
+    EXPECT_TRUE(light(x, 3));
+    EXPECT_TRUE(light(x, image.height() - 4));
+    EXPECT_FALSE(light(x, image.height() - 1)) << "two points short of the bottom";
+    EXPECT_FALSE(light(x + 3, 3));
 }
