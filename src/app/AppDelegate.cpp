@@ -103,6 +103,8 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     QAction* drawer = view->addAction(ControlFormats::menuText(tr("Show Tone & Pitch")),
                                       QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc, [vc] { vc->showSidebar(nullptr); });
     drawer->setObjectName(QStringLiteral("showSidebar"));
+    view->addSeparator();
+    vc->setNoteOverlayMenuItem(view->addAction(tr("Show Chords"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K)));
 
     QMenu* playback = bar->addMenu(tr("&Playback"));
     playback->addAction(tr("Play / Pause"), QKeySequence(Qt::CTRL | Qt::Key_P), vc, [vc] { vc->play(nullptr); });

@@ -46,6 +46,7 @@ BottomStripLayout::Frames BottomStripLayout::place(const QRectF& root, const Siz
                              sizes.durationLabel);
     f.statusLabel = QRectF(QPointF(centreX - sizes.statusLabel.width() / 2.0, f.durationLabel.bottom() + kStatusGap),
                            sizes.statusLabel);
+    f.chordLabel = QRectF(QPointF(centreX - sizes.chordLabel.width() / 2.0, splitBottom + kChordTop), sizes.chordLabel);
     f.speedLabel = QRectF(QPointF(f.speedSlider.center().x() + kSpeedLabelShift - sizes.speedLabel.width() / 2.0,
                                   f.speedSlider.bottom() + kSliderLabelGap),
                           sizes.speedLabel);

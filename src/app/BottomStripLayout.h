@@ -8,7 +8,7 @@
 // whole strip can be checked without a window.
 //
 // Left to right the strip reads: left panel button, zoom slider, return button, time (centred
-// in the window, the duration and a status line under it), play button, speed slider, drawer
+// in the window, the current chord above it, the duration and a status line under it), play button, speed slider, drawer
 // button. The sliders
 // take up the width that is left; the strip's controls are tied to the root, not to a pane.
 struct BottomStripLayout {
@@ -23,6 +23,7 @@ struct BottomStripLayout {
     static constexpr double kPlayTop = 26.0;
     static constexpr double kDurationTop = 60.0;
     static constexpr double kStatusGap = 2.0;
+    static constexpr double kChordTop = 6.0;
     static constexpr double kSliderLabelGap = 13.0;
     static constexpr double kSpeedLabelShift = 2.0;
 
@@ -34,6 +35,7 @@ struct BottomStripLayout {
         QSizeF timeLabel;
         QSizeF durationLabel;
         QSizeF statusLabel;
+        QSizeF chordLabel;
         QSizeF speedLabel;
         QSizeF zoomLabel;
     };
@@ -49,6 +51,7 @@ struct BottomStripLayout {
         QRectF speedSlider;
         QRectF durationLabel;
         QRectF statusLabel;
+        QRectF chordLabel;
         QRectF speedLabel;
         QRectF zoomLabel;
     };

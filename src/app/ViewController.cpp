@@ -39,6 +39,7 @@ ViewController::~ViewController()
     if (m_ownedView)
         disconnect(m_ownedView.get(), nullptr, this, nullptr);
     m_opener.reset();
+    stopNoteAnalysis();
     if (m_waveViewContainer)
         m_waveViewContainer->stopCursor();
     // The engine goes before the views it reports to.
@@ -87,6 +88,7 @@ void ViewController::viewDidLoad()
     zoom(nullptr);
     updateTime();
     updateDurationLabel();
+    setupNoteAnalysis();
 }
 
 bool ViewController::loadAudioFromURL(const QUrl& url)
@@ -142,6 +144,7 @@ bool ViewController::loadAudioSource(AudioSource&& source)
     pitch(nullptr);
     setFilter(nullptr);
     resetView();
+    scheduleNoteAnalysisForURL(url);
     rememberTrack(url);
     return true;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "audio/AudioEngine.h"
+#include "analysis/LTChordSegment.h"
+#include "analysis/NoteAnalysisCache.h"
 #include "audio/AudioPlayerDelegate.h"
 #include "loops/MainController.h"
 #include "preferences/ColorTheme.h"
@@ -11,8 +13,10 @@
 #include <QPointer>
 #include <QString>
 #include <QTimer>
+#include <QFutureWatcher>
 #include <QUrl>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -110,6 +114,21 @@ public:
     void clearPendingLoopCaptureState();
     bool isLoopCapturePending() const override { return m_awaitingLoopCaptureEnd; }
     float loopCaptureStartPosition() const override { return m_pendingLoopCaptureStart; }
+
+    // --- Chords over the wave (ViewControllerNotes.cpp) ---
+    void applyNoteSegments(const QList<LTChordSegment>& segments, double duration);
+    void updateNoteOverlayVisibility();
+    void toggleNoteOverlay(QObject* sender = nullptr);
+    void syncNoteOverlayMenuState();
+    void setNoteOverlayMenuItem(QAction* item);
+    // Looks the track's chords up in the cache, or finds them on a worker while the window goes on.
+    void scheduleNoteAnalysisForURL(const QUrl& url);
+    QString noteAnalysisCachePath() const;
+    bool noteOverlayEnabled() const { return m_noteOverlayEnabled; }
+    bool isNoteAnalysisRunning() const { return m_noteAnalysis.isRunning(); }
+    uint64_t noteAnalysisGeneration() const { return m_noteAnalysisGeneration; }
+    NoteAnalysisCache* noteAnalysisCache() const { return m_noteAnalysisCache.get(); }
+    QLabel* chordLabel() const { return m_chordLabel; }
 
     // --- Layout (ViewControllerLayout.cpp) ---
     void configureBottomControlLayout();
@@ -226,6 +245,11 @@ private:
     // Runs an action the way a user's move of `slider` does, with Alt as it was held.
     void connectSlider(WDSlider* slider, void (ViewController::*action)(QObject*));
     double pitchCents() const;
+    // ViewControllerNotes.cpp
+    void setupNoteAnalysis();
+    void noteAnalysisDidEnd(uint64_t generation, const QString& key);
+    void showCurrentChord();
+    void stopNoteAnalysis();
 
     UserDefaults& m_defaults;
     AudioEngine::Options m_engineOptions;
@@ -240,6 +264,14 @@ private:
     // Alt held during the user's move that is being handled: the reset gesture.
     bool m_altHeld = false;
     bool m_bindingSpeed = false;
+    uint64_t m_noteAnalysisGeneration = 0;
+    std::unique_ptr<NoteAnalysisCache> m_noteAnalysisCache;
+    bool m_noteAnalysisCacheLoaded = false;
+    bool m_noteOverlayEnabled = false;
+    QPointer<QAction> m_noteOverlayMenuItem;
+    QFutureWatcher<QList<LTChordSegment>> m_noteAnalysis;
+    std::shared_ptr<std::atomic<bool>> m_noteAnalysisCancel;
+    QList<LTChordSegment> m_noteSegments;
     bool m_awaitingLoopCaptureEnd = false;
     float m_pendingLoopCaptureStart = 0.0f;
 
@@ -281,5 +313,6 @@ private:
     QLabel* m_timeLabel = nullptr;
     QLabel* m_durationLabel = nullptr;
     QLabel* m_outputStatusLabel = nullptr;
+    QLabel* m_chordLabel = nullptr;
     QList<QLabel*> m_drawerTitles;
 };

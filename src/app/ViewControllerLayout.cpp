@@ -220,6 +220,11 @@ void ViewController::buildBottomStrip(QWidget* root)
     m_outputStatusLabel->setToolTip(remedy);
     m_outputStatusLabel->setAccessibleDescription(remedy);
     m_outputStatusLabel->hide();
+    // The chord under the playhead, in words, while the chords are shown.
+    m_chordLabel = makeLabel(root, fixedFont(13));
+    m_chordLabel->setObjectName(QStringLiteral("currentChord"));
+    m_chordLabel->setAccessibleName(tr("Current chord"));
+    m_chordLabel->hide();
     m_speedLabel = makeLabel(root, fixedFont(12));
     m_zoomLabel = makeLabel(root, fixedFont(12));
 
@@ -242,7 +247,7 @@ void ViewController::buildBottomStrip(QWidget* root)
 void ViewController::configureBottomControlLayout()
 {
     if (!m_view || !m_verticalSplitView || !m_playButton || !m_returnButton || !m_speedSlider || !m_zoomSlider
-        || !m_timeLabel || !m_durationLabel || !m_outputStatusLabel || !m_speedLabel || !m_zoomLabel || !m_sidebarButton
+        || !m_timeLabel || !m_durationLabel || !m_outputStatusLabel || !m_chordLabel || !m_speedLabel || !m_zoomLabel || !m_sidebarButton
         || !m_leftSidebarButton)
         return;
 
@@ -258,6 +263,7 @@ void ViewController::configureBottomControlLayout()
     sizes.timeLabel = textSize(m_timeLabel, QStringLiteral("000:00"));
     sizes.durationLabel = textSize(m_durationLabel, QStringLiteral("000:00"));
     sizes.statusLabel = textSize(m_outputStatusLabel, m_outputStatusLabel->text());
+    sizes.chordLabel = textSize(m_chordLabel, tr("Finding chords…"));
     sizes.speedLabel = textSize(m_speedLabel, QStringLiteral("140 %"));
     sizes.zoomLabel = textSize(m_zoomLabel, QStringLiteral("25x"));
 
@@ -273,6 +279,7 @@ void ViewController::configureBottomControlLayout()
     put(m_speedSlider, f.speedSlider);
     put(m_durationLabel, f.durationLabel);
     put(m_outputStatusLabel, f.statusLabel);
+    put(m_chordLabel, f.chordLabel);
     put(m_speedLabel, f.speedLabel);
     put(m_zoomLabel, f.zoomLabel);
 }

@@ -58,6 +58,7 @@ void ViewController::setColorTheme()
         label->setStyleSheet(QStringLiteral("color: %1;").arg(gray.name()));
     // In the wave's colour, which every theme sets off from its background.
     m_outputStatusLabel->setStyleSheet(QStringLiteral("color: %1;").arg(c.wave.name()));
+    m_chordLabel->setStyleSheet(QStringLiteral("color: %1;").arg(QColor::fromRgbF(0.96f, 0.96f, 0.96f).name()));
 
     m_view->setBackgroundColor(c.background);
     m_wavePane->setBackgroundColor(c.background);

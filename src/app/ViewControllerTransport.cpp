@@ -161,6 +161,7 @@ void ViewController::setPlayPosition(float fraction)
 void ViewController::updateTime()
 {
     m_timeLabel->setText(ControlFormats::timeText(m_player->currentTime()));
+    showCurrentChord();
 }
 
 void ViewController::updateDurationLabel()

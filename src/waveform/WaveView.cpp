@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -149,8 +150,66 @@ void WaveView::paintEvent(QPaintEvent* event)
     painter.fillRect(event->rect(), m_backgroundColor);
     const double h = m_isOverview ? double(height()) : waveHeight(height());
     drawChannels(painter, QRectF(event->rect()), h);
-    if (m_isOverview)
+    if (m_isOverview) {
         drawOverviewMarks(painter, h);
+        return;
+    }
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setFont(noteFont());
+    layOutNoteChips(h, [&](const QRectF& chip, const QString& name) {
+        painter.setBrush(QColor::fromRgbF(0.1f, 0.1f, 0.1f, 0.58f));
+        painter.setPen(QPen(QColor::fromRgbF(1.0f, 1.0f, 1.0f, 0.18f), 1.0));
+        painter.drawRoundedRect(chip, 4.0, 4.0);
+        painter.setPen(QColor::fromRgbF(0.96f, 0.96f, 0.96f, 0.96f));
+        painter.drawText(chip.adjusted(5.0, 1.0, -5.0, -1.0), Qt::AlignCenter | Qt::TextSingleLine, name);
+    });
+}
+
+QList<QPair<double, double>> WaveView::noteChipSpans() const
+{
+    QList<QPair<double, double>> spans;
+    layOutNoteChips(waveHeight(height()), [&](const QRectF& chip, const QString&) { spans << qMakePair(chip.left(), chip.right()); });
+    return spans;
+}
+
+void WaveView::layOutNoteChips(double waveHeight, const std::function<void(const QRectF&, const QString&)>& draw) const
+{
+    if (m_isOverview || !m_showsNoteOverlay || m_noteSegments.isEmpty() || !(m_audioDuration > 0.0))
+        return;
+    const double lane = height() - waveHeight;
+    if (lane < 12.0)
+        return;
+    const double width = std::max(1.0, waveWidth());
+    // Only what is in view is tested, so chips thin out by what the eye sees at this zoom.
+    const double visibleLeft = m_scrollView ? m_scrollView->scrollOffset() : 0.0;
+    const double visibleRight = m_scrollView ? visibleLeft + m_scrollView->visibleWidth() : width;
+    const QFontMetricsF metrics(noteFont());
+    double lastRight = std::numeric_limits<double>::lowest();
+    for (const LTChordSegment& segment : m_noteSegments) {
+        if (segment.noteName.isEmpty())
+            continue;
+        const double left = width * segment.startSec / m_audioDuration;
+        const double right = width * segment.endSec / m_audioDuration;
+        if (!(right > left) || right < visibleLeft - 2.0 || left > visibleRight + 2.0)
+            continue;
+        const double chipHeight = std::min(std::max(metrics.height() + 4.0, 14.0), std::max(lane - 4.0, 12.0));
+        const double chipWidth = std::clamp(metrics.horizontalAdvance(segment.noteName) + 10.0, 22.0, 58.0);
+        const double x = (left + right) / 2.0 - chipWidth / 2.0;
+        if (x + chipWidth < visibleLeft || x > visibleRight || x < lastRight + 18.0)
+            continue;
+        // 2 points above the wave, in a y axis that runs down.
+        const double top = height() - (waveHeight + 2.0) - chipHeight;
+        draw(QRectF(x, top, chipWidth, chipHeight), segment.noteName);
+        lastRight = x + chipWidth;
+    }
+}
+
+QFont WaveView::noteFont() const
+{
+    QFont font = this->font();
+    font.setPixelSize(10);
+    font.setWeight(QFont::DemiBold);
+    return font;
 }
 
 void WaveView::drawChannels(QPainter& painter, const QRectF& dirty, double waveHeight) const

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "analysis/LTChordSegment.h"
+
 #include <QColor>
 #include <QList>
 #include <QPointer>
 #include <QTimer>
 #include <QWidget>
+
+#include <functional>
 
 class QWheelEvent;
 class WaveformData;
@@ -54,6 +58,16 @@ public:
     void setContainer(WaveViewHost* container) { m_container = container; }
     void setScrollView(WaveScrollView* scrollView) { m_scrollView = scrollView; }
 
+    // Chord chips in the band above the main wave; the overview never shows them.
+    const QList<LTChordSegment>& noteSegments() const { return m_noteSegments; }
+    void setNoteSegments(const QList<LTChordSegment>& segments) { m_noteSegments = segments; }
+    double audioDuration() const { return m_audioDuration; }
+    void setAudioDuration(double seconds) { m_audioDuration = seconds; }
+    bool showsNoteOverlay() const { return m_showsNoteOverlay; }
+    void setShowsNoteOverlay(bool shows) { m_showsNoteOverlay = shows; }
+    // The left and right x of the chips drawn at the current size and scroll, in order.
+    QList<QPair<double, double>> noteChipSpans() const;
+
     // A view laid over this one that follows its size (the selection, the playhead line).
     void addOverlay(QWidget* overlay);
     // Makes the points for the current width, once a resize has settled.
@@ -74,8 +88,11 @@ protected:
 private:
     bool loaded() const;
     void drawDropHint(QPainter& painter) const;
+    QFont noteFont() const;
     void drawChannels(QPainter& painter, const QRectF& dirty, double waveHeight) const;
     void drawOverviewMarks(QPainter& painter, double waveHeight) const;
+    // Lays the chips out for the visible part; `draw` paints each one placed.
+    void layOutNoteChips(double waveHeight, const std::function<void(const QRectF&, const QString&)>& draw) const;
     void centreMainWaveOn(double x);
 
     double m_zoom = 1.0;
@@ -94,4 +111,7 @@ private:
     QList<QPointer<QWidget>> m_overlays;
     QTimer m_liveResize;
     int m_madeForWidth = -1;
+    QList<LTChordSegment> m_noteSegments;
+    double m_audioDuration = 0.0;
+    bool m_showsNoteOverlay = false;
 };

@@ -1,0 +1,164 @@
+// Chords over the wave: the segments the views draw, the cache that keeps them per file, and the
+// estimator run on a worker once View ▸ Show Chords is on.
+#include "app/ViewController.h"
+
+#include "analysis/LTChordEstimator.h"
+#include "analysis/NoteAnalysisCache.h"
+#include "app/WavePane.h"
+#include "loops/WaveViewContainer.h"
+#include "preferences/ColorTheme.h"
+#include "preferences/UserDefaults.h"
+#include "waveform/WaveScrollView.h"
+#include "waveform/WaveView.h"
+
+#include <QAction>
+#include <QFileInfo>
+#include <QLabel>
+#include <QtConcurrent>
+
+namespace {
+const QString kNoteOverlayKey = QStringLiteral("NoteOverlayEnabled");
+} // namespace
+
+void ViewController::setupNoteAnalysis()
+{
+    m_noteAnalysisGeneration = 0;
+    m_noteAnalysisCache = std::make_unique<NoteAnalysisCache>(noteAnalysisCachePath());
+    m_noteAnalysisCacheLoaded = false;
+    m_noteOverlayEnabled = ColorTheme::flagForKey(m_defaults, kNoteOverlayKey, false);
+    connect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::finished, this, [this] {
+        m_chordLabel->clear();
+        showCurrentChord();
+    });
+    applyNoteSegments({}, m_player->duration());
+    updateNoteOverlayVisibility();
+}
+
+QString ViewController::noteAnalysisCachePath() const
+{
+    return NoteAnalysisCache::defaultPath();
+}
+
+void ViewController::stopNoteAnalysis()
+{
+    if (m_noteAnalysisCancel)
+        m_noteAnalysisCancel->store(true);
+    m_noteAnalysis.waitForFinished();
+}
+
+void ViewController::applyNoteSegments(const QList<LTChordSegment>& segments, double duration)
+{
+    if (!(duration > 0.0))
+        duration = m_player->duration();
+    if (!(duration > 0.0) && !segments.isEmpty())
+        duration = segments.last().endSec;
+    m_noteSegments = segments;
+    WaveView* wave = m_wavePane->waveScrollView()->waveView();
+    wave->setNoteSegments(segments);
+    wave->setAudioDuration(duration);
+    wave->setShowsNoteOverlay(m_noteOverlayEnabled && m_waveViewContainer->audioLoaded());
+    wave->update();
+    WaveView* overview = m_wavePane->overView();
+    overview->setNoteSegments(segments);
+    overview->setAudioDuration(duration);
+    overview->setShowsNoteOverlay(false);
+    showCurrentChord();
+}
+
+void ViewController::updateNoteOverlayVisibility()
+{
+    WaveView* wave = m_wavePane->waveScrollView()->waveView();
+    wave->setShowsNoteOverlay(m_noteOverlayEnabled && m_waveViewContainer->audioLoaded());
+    wave->update();
+    m_wavePane->overView()->setShowsNoteOverlay(false);
+    syncNoteOverlayMenuState();
+    showCurrentChord();
+}
+
+void ViewController::setNoteOverlayMenuItem(QAction* item)
+{
+    m_noteOverlayMenuItem = item;
+    item->setCheckable(true);
+    connect(item, &QAction::triggered, this, [this] { toggleNoteOverlay(m_noteOverlayMenuItem); });
+    syncNoteOverlayMenuState();
+}
+
+void ViewController::syncNoteOverlayMenuState()
+{
+    if (m_noteOverlayMenuItem)
+        m_noteOverlayMenuItem->setChecked(m_noteOverlayEnabled);
+}
+
+void ViewController::toggleNoteOverlay(QObject*)
+{
+    m_noteOverlayEnabled = !m_noteOverlayEnabled;
+    m_defaults.setObject(m_noteOverlayEnabled, kNoteOverlayKey);
+    updateNoteOverlayVisibility();
+    // Switching off only hides the chips; switching on finds the chords of the track that is open.
+    if (m_noteOverlayEnabled && m_waveViewContainer->audioLoaded() && m_noteSegments.isEmpty() && !m_noteAnalysis.isRunning())
+        scheduleNoteAnalysisForURL(m_player->fileURL());
+}
+
+void ViewController::scheduleNoteAnalysisForURL(const QUrl& url)
+{
+    const uint64_t generation = ++m_noteAnalysisGeneration;
+    applyNoteSegments({}, m_player->duration());
+    if (!m_noteOverlayEnabled)
+        return;
+    if (!m_noteAnalysisCacheLoaded) {
+        m_noteAnalysisCache->load();
+        m_noteAnalysisCacheLoaded = true;
+    }
+    const QString key = NoteAnalysisCache::cacheKeyForURL(url);
+    if (const auto cached = m_noteAnalysisCache->segmentsForKey(key)) {
+        applyNoteSegments(*cached, m_player->duration());
+        return;
+    }
+    // The track before has no use for its chords any more.
+    if (m_noteAnalysisCancel)
+        m_noteAnalysisCancel->store(true);
+    m_noteAnalysisCancel = std::make_shared<std::atomic<bool>>(false);
+    const auto cancel = m_noteAnalysisCancel;
+    m_chordLabel->setText(tr("Finding chords…"));
+    m_chordLabel->show();
+    disconnect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::resultReadyAt, this, nullptr);
+    m_noteAnalysis.setFuture(QtConcurrent::run([url, cancel] {
+        return LTChordEstimator::estimateChordSegmentsForFileURL(url, {}, cancel.get());
+    }));
+    connect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::resultReadyAt, this,
+            [this, generation, key, cancel](int) {
+                if (!cancel->load())
+                    noteAnalysisDidEnd(generation, key);
+            });
+}
+
+void ViewController::noteAnalysisDidEnd(uint64_t generation, const QString& key)
+{
+    // A result for a track that is no longer the current one is dropped.
+    if (generation != m_noteAnalysisGeneration)
+        return;
+    const QList<LTChordSegment> segments = m_noteAnalysis.result();
+    applyNoteSegments(segments, m_player->duration());
+    m_noteAnalysisCache->setSegmentsForKey(key, segments);
+    m_noteAnalysisCache->save();
+}
+
+void ViewController::showCurrentChord()
+{
+    if (!m_chordLabel)
+        return;
+    if (m_noteAnalysis.isRunning() && m_noteOverlayEnabled)
+        return; // still finding them
+    QString name;
+    if (m_noteOverlayEnabled && m_waveViewContainer->audioLoaded()) {
+        const double now = m_player->currentTime();
+        for (const LTChordSegment& segment : m_noteSegments)
+            if (segment.startSec <= now && now < segment.endSec) {
+                name = segment.noteName;
+                break;
+            }
+    }
+    if (m_chordLabel->text() != name)
+        m_chordLabel->setText(name);
+    m_chordLabel->setVisible(!name.isEmpty());
+}
