@@ -100,11 +100,11 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     });
 
     QMenu* view = bar->addMenu(tr("&View"));
+    vc->setNoteOverlayMenuItem(view->addAction(tr("Show Chords"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K)));
+    view->addSeparator();
     QAction* drawer = view->addAction(ControlFormats::menuText(tr("Show Tone & Pitch")),
                                       QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T), vc, [vc] { vc->showSidebar(nullptr); });
     drawer->setObjectName(QStringLiteral("showSidebar"));
-    view->addSeparator();
-    vc->setNoteOverlayMenuItem(view->addAction(tr("Show Chords"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K)));
 
     QMenu* playback = bar->addMenu(tr("&Playback"));
     playback->addAction(tr("Play / Pause"), QKeySequence(Qt::CTRL | Qt::Key_P), vc, [vc] { vc->play(nullptr); });

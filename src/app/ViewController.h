@@ -125,7 +125,8 @@ public:
     void scheduleNoteAnalysisForURL(const QUrl& url);
     QString noteAnalysisCachePath() const;
     bool noteOverlayEnabled() const { return m_noteOverlayEnabled; }
-    bool isNoteAnalysisRunning() const { return m_noteAnalysis.isRunning(); }
+    // From the start of a run until its result has been applied, or dropped.
+    bool isNoteAnalysisRunning() const { return m_noteAnalysisPending; }
     uint64_t noteAnalysisGeneration() const { return m_noteAnalysisGeneration; }
     NoteAnalysisCache* noteAnalysisCache() const { return m_noteAnalysisCache.get(); }
     QLabel* chordLabel() const { return m_chordLabel; }
@@ -271,6 +272,9 @@ private:
     QPointer<QAction> m_noteOverlayMenuItem;
     QFutureWatcher<QList<LTChordSegment>> m_noteAnalysis;
     std::shared_ptr<std::atomic<bool>> m_noteAnalysisCancel;
+    uint64_t m_noteAnalysisRunGeneration = 0;
+    QString m_noteAnalysisRunKey;
+    bool m_noteAnalysisPending = false;
     QList<LTChordSegment> m_noteSegments;
     bool m_awaitingLoopCaptureEnd = false;
     float m_pendingLoopCaptureStart = 0.0f;

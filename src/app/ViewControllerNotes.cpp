@@ -27,7 +27,10 @@ void ViewController::setupNoteAnalysis()
     m_noteAnalysisCacheLoaded = false;
     m_noteOverlayEnabled = ColorTheme::flagForKey(m_defaults, kNoteOverlayKey, false);
     connect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::finished, this, [this] {
+        m_noteAnalysisPending = false;
         m_chordLabel->clear();
+        if (!m_noteAnalysisCancel->load())
+            noteAnalysisDidEnd(m_noteAnalysisRunGeneration, m_noteAnalysisRunKey);
         showCurrentChord();
     });
     applyNoteSegments({}, m_player->duration());
@@ -95,7 +98,7 @@ void ViewController::toggleNoteOverlay(QObject*)
     m_defaults.setObject(m_noteOverlayEnabled, kNoteOverlayKey);
     updateNoteOverlayVisibility();
     // Switching off only hides the chips; switching on finds the chords of the track that is open.
-    if (m_noteOverlayEnabled && m_waveViewContainer->audioLoaded() && m_noteSegments.isEmpty() && !m_noteAnalysis.isRunning())
+    if (m_noteOverlayEnabled && m_waveViewContainer->audioLoaded() && m_noteSegments.isEmpty() && !m_noteAnalysisPending)
         scheduleNoteAnalysisForURL(m_player->fileURL());
 }
 
@@ -119,17 +122,14 @@ void ViewController::scheduleNoteAnalysisForURL(const QUrl& url)
         m_noteAnalysisCancel->store(true);
     m_noteAnalysisCancel = std::make_shared<std::atomic<bool>>(false);
     const auto cancel = m_noteAnalysisCancel;
+    m_noteAnalysisRunGeneration = generation;
+    m_noteAnalysisRunKey = key;
+    m_noteAnalysisPending = true;
     m_chordLabel->setText(tr("Finding chords…"));
     m_chordLabel->show();
-    disconnect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::resultReadyAt, this, nullptr);
     m_noteAnalysis.setFuture(QtConcurrent::run([url, cancel] {
         return LTChordEstimator::estimateChordSegmentsForFileURL(url, {}, cancel.get());
     }));
-    connect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::resultReadyAt, this,
-            [this, generation, key, cancel](int) {
-                if (!cancel->load())
-                    noteAnalysisDidEnd(generation, key);
-            });
 }
 
 void ViewController::noteAnalysisDidEnd(uint64_t generation, const QString& key)
@@ -147,7 +147,7 @@ void ViewController::showCurrentChord()
 {
     if (!m_chordLabel)
         return;
-    if (m_noteAnalysis.isRunning() && m_noteOverlayEnabled)
+    if (m_noteAnalysisPending && m_noteOverlayEnabled)
         return; // still finding them
     QString name;
     if (m_noteOverlayEnabled && m_waveViewContainer->audioLoaded()) {
