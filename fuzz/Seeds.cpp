@@ -1,5 +1,6 @@
 // Writes small valid inputs, made by the program's own code, into OUT/<target>/ for the fuzz
 // targets to start from. Usage: fuzz_seeds OUT
+#include "analysis/NoteAnalysisCache.h"
 #include "library/FileBookmark.h"
 #include "loops/LoopDataStore.h"
 #include "platform/RecentDocuments.h"
@@ -48,7 +49,7 @@ int main(int argc, char** argv)
         return 2;
     }
     const QDir out(QString::fromLocal8Bit(argv[1]));
-    for (const char* folder : {"files", "file_bookmark", "loop_store", "recent_documents", "settings"})
+    for (const char* folder : {"files", "chord_cache", "file_bookmark", "loop_store", "recent_documents", "settings"})
         out.mkpath(QString::fromLatin1(folder));
     const QString here = out.filePath("files/track.wav"), moved = out.filePath("files/moved.wav");
     bool ok = writeFile(here, "RIFF") && writeFile(moved, "RIFF moved");
@@ -85,6 +86,17 @@ int main(int argc, char** argv)
         ok = ok && loops.setLoopsForKey(QStringLiteral("a"), {{0.5, 0.75}, {0.1 + 0.2, 1.0 / 3}, {0.6, 0.7}})
              && loops.setLoopsForKey(QStringLiteral("b"), {{0.0, 1.0}});
         QFile::remove(out.filePath("loop_store/saved-loops.json.lock"));
+    }
+    // Chords of two files, one of them silence.
+    {
+        NoteAnalysisCache chords(out.filePath("chord_cache/note-analysis-cache.json"));
+        LTChordSegment segment;
+        segment.endSec = 2.5;
+        segment.midi = 7;
+        segment.noteName = QStringLiteral("G");
+        chords.setSegmentsForKey(QStringLiteral("/a.wav|1000|1700000000|v6"), {segment});
+        chords.setSegmentsForKey(QStringLiteral("k"), {});
+        ok = ok && chords.save();
     }
     if (!ok)
         std::fprintf(stderr, "fuzz_seeds: could not write the seeds in %s\n", argv[1]);
