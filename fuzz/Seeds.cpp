@@ -1,6 +1,7 @@
 // Writes small valid inputs, made by the program's own code, into OUT/<target>/ for the fuzz
 // targets to start from. Usage: fuzz_seeds OUT
 #include "library/FileBookmark.h"
+#include "library/LTPlaylistStore.h"
 #include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
 
@@ -47,7 +48,7 @@ int main(int argc, char** argv)
         return 2;
     }
     const QDir out(QString::fromLocal8Bit(argv[1]));
-    for (const char* folder : {"files", "file_bookmark", "recent_documents", "settings"})
+    for (const char* folder : {"files", "file_bookmark", "playlists", "recent_documents", "settings"})
         out.mkpath(QString::fromLatin1(folder));
     const QString here = out.filePath("files/track.wav"), moved = out.filePath("files/moved.wav");
     bool ok = writeFile(here, "RIFF") && writeFile(moved, "RIFF moved");
@@ -77,6 +78,23 @@ int main(int argc, char** argv)
         ok = ok && defaults.synchronize();
     }
     ok = ok && !readFile(out.filePath("settings/Lento.conf")).isEmpty();
+
+    // Two playlists, one item with a bookmark and one of the library.
+    {
+        LTPlaylistStore store(out.filePath("playlists"));
+        auto second = std::make_shared<LTPlaylist>();
+        second->setName(QStringLiteral("Scales"));
+        second->items() << LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(here));
+        auto library = std::make_shared<LTPlaylistItem>();
+        library->setSourceType(1);
+        library->setMusicPersistentID(QStringLiteral("4611686018427387904"));
+        library->setDisplayName(QStringLiteral("Blue Hour"));
+        library->setDuration(201.5);
+        second->items() << library;
+        store.addPlaylist(second);
+        store.selectPlaylistAtIndex(1);
+        ok = ok && store.savePlaylists();
+    }
     if (!ok)
         std::fprintf(stderr, "fuzz_seeds: could not write the seeds in %s\n", argv[1]);
     return ok ? 0 : 1;
