@@ -159,8 +159,6 @@ Tags readTags(const QString& path)
         if (const TagLib::AudioProperties* audio = ref.audioProperties())
             tags.durationMs = audio->lengthInMilliseconds();
     }
-    if (tags.title.isEmpty())
-        tags.title = QFileInfo(path).completeBaseName();
     return tags;
 }
 
@@ -203,7 +201,7 @@ quint64 newPersistentID(const std::map<quint64, Row*>& taken)
 
 bool sameTrack(const Row& a, const Tags& tags, qint64 size)
 {
-    return a.size == size && a.title == tags.title && a.artist == tags.artist && a.album == tags.album;
+    return a.size == size && a.durationMs == tags.durationMs && a.title == tags.title && a.artist == tags.artist && a.album == tags.album;
 }
 
 } // namespace
@@ -535,7 +533,8 @@ std::shared_ptr<MusicLibraryIndex::Snapshot> scanFolders(const QStringList& fold
             continue;
         auto track = std::make_shared<MusicLibraryTrack>();
         track->persistentID = row.id;
-        track->title = row.title;
+        // The tags are stored as found, so that an untagged file renamed still matches its old row.
+        track->title = row.title.isEmpty() ? QFileInfo(row.path).completeBaseName() : row.title;
         track->artist = row.artist;
         track->album = row.album;
         track->totalTime = row.durationMs;

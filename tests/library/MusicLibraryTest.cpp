@@ -201,19 +201,23 @@ TEST_F(MusicLibraryTest, ARenamedOrMovedFileKeepsItsPersistentID)
     browser.reloadMusicLibrary();
     const QString id = entryTitled(browser, "Field Song")->persistentID();
     const QString other = entryTitled(browser, "Late Train")->persistentID();
+    const QString untagged = entryTitled(browser, "Untagged Take")->persistentID();
     QDir(music()).mkpath("Folk");
     ASSERT_TRUE(QFile::rename(QDir(music()).filePath("five.wav"), QDir(music()).filePath("Folk/field song (take 2).wav")));
+    ASSERT_TRUE(QFile::rename(QDir(music()).filePath("Untagged Take.wav"), QDir(music()).filePath("Take Two.wav")));
 
     const MusicLibraryScanReport report = scan(*browser.musicLibrary());
-    EXPECT_EQ(report.renamed, 1);
+    EXPECT_EQ(report.renamed, 2);
     EXPECT_EQ(report.added, 0);
-    EXPECT_EQ(report.tagsRead, 1);
+    EXPECT_EQ(report.tagsRead, 2);
     browser.reloadMusicLibrary();
     const LTMusicLibraryEntryPtr moved = entryTitled(browser, "Field Song");
     ASSERT_TRUE(moved);
     EXPECT_EQ(moved->persistentID(), id);
     EXPECT_TRUE(moved->mediaItem()->path.endsWith("Folk/field song (take 2).wav"));
     EXPECT_EQ(entryTitled(browser, "Late Train")->persistentID(), other);
+    ASSERT_TRUE(entryTitled(browser, "Take Two")) << "an untagged file shows its new name";
+    EXPECT_EQ(entryTitled(browser, "Take Two")->persistentID(), untagged);
     EXPECT_NE(id, other);
     EXPECT_GT(id.toULongLong(), 0u);
 }
