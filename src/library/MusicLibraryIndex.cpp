@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
+#include <QMultiHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
@@ -279,7 +280,8 @@ MusicLibraryTrackPtr MusicLibraryIndex::trackForPersistentID(const QString& deci
 {
     bool ok = false;
     const quint64 id = decimalID.toULongLong(&ok);
-    return ok ? m_byID.value(id) : nullptr;
+    // Exact, as stored: "007" is no ID.
+    return ok && QString::number(id) == decimalID ? m_byID.value(id) : nullptr;
 }
 
 bool MusicLibraryIndex::isAudioFileName(const QString& fileName)
@@ -391,11 +393,12 @@ std::shared_ptr<MusicLibraryIndex::Snapshot> scanFolders(const QStringList& fold
     QSet<QString> found;
     for (const FoundFile& f : audio)
         found.insert(f.path);
-    // Rows whose file is not where it was: the candidates for a renamed or moved file.
-    QList<Row*> vanished;
+    // Rows whose file is not where it was: the candidates for a renamed or moved file, by size so
+    // that moving a whole folder stays linear.
+    QMultiHash<qint64, Row*> vanished;
     for (auto& [path, row] : rows)
         if (!found.contains(path))
-            vanished.append(&row);
+            vanished.insert(row.size, &row);
 
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
     int done = 0;
@@ -418,13 +421,13 @@ std::shared_ptr<MusicLibraryIndex::Snapshot> scanFolders(const QStringList& fold
         if (known != rows.end()) {
             row = &known->second;
         } else {
-            for (Row* candidate : vanished)
-                if (sameTrack(*candidate, tags, f.size)) {
-                    row = candidate;
+            for (auto it = vanished.find(f.size); it != vanished.end() && it.key() == f.size; ++it)
+                if (sameTrack(**it, tags, f.size)) {
+                    row = *it;
+                    vanished.erase(it);
                     break;
                 }
             if (row) {
-                vanished.removeOne(row);
                 ++report.renamed;
                 Row moved = *row;
                 const QString oldPath = moved.path;
@@ -455,7 +458,7 @@ std::shared_ptr<MusicLibraryIndex::Snapshot> scanFolders(const QStringList& fold
     progress(done, int(audio.size()));
 
     QList<quint64> forgotten;
-    for (Row* row : vanished) {
+    for (Row* row : std::as_const(vanished)) {
         if (row->present) {
             row->present = false;
             row->missingSince = now;
