@@ -62,7 +62,11 @@ void LTPlaylistStore::loadPlaylists()
     m_playlists.clear();
     if (!file.open(QIODevice::ReadOnly)) {
         startAfresh();
-        savePlaylists();
+        // A file that is there but can't be read is not overwritten until the user changes something.
+        if (file.exists())
+            Log::line(QStringLiteral("Playlist file unreadable: %1").arg(file.errorString()));
+        else
+            savePlaylists();
         return;
     }
     const QByteArray bytes = file.readAll();

@@ -2,7 +2,9 @@
 
 #include "common/LogCapture.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -69,6 +71,19 @@ TEST(LTPlaylistStoreTest, FirstStartWritesOnePlaylistSelected)
     EXPECT_TRUE(playlists[0].toObject().value("items").toArray().isEmpty());
     EXPECT_FALSE(QFile::exists(store.backupPath()));
     EXPECT_TRUE(readAll(store.playlistStorePath()).contains("\n    ")) << "pretty-printed";
+}
+
+TEST(LTPlaylistStoreTest, AFileThatCanNotBeReadIsLoggedAndLeftAlone)
+{
+    QTemporaryDir dir;
+    LTPlaylistStore store(dir.path());
+    ASSERT_TRUE(QDir(dir.path()).mkdir("playlists.json"));
+    LogCapture log;
+    store.loadPlaylists();
+    EXPECT_TRUE(log.anyStartsWith("Playlist file unreadable: ")) << log.lines().join('\n').toStdString();
+    EXPECT_EQ(names(store), QStringList{"Playlist"});
+    EXPECT_TRUE(QFileInfo(store.playlistStorePath()).isDir());
+    EXPECT_FALSE(store.savePlaylists()) << "a failed write is reported to the caller";
 }
 
 TEST(LTPlaylistStoreTest, EveryFieldSurvivesASaveAndALoad)
