@@ -2,6 +2,7 @@
 // targets to start from. Usage: fuzz_seeds OUT
 #include "analysis/NoteAnalysisCache.h"
 #include "library/FileBookmark.h"
+#include "library/LTPlaylistStore.h"
 #include "loops/LoopDataStore.h"
 #include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
@@ -49,7 +50,7 @@ int main(int argc, char** argv)
         return 2;
     }
     const QDir out(QString::fromLocal8Bit(argv[1]));
-    for (const char* folder : {"files", "chord_cache", "file_bookmark", "loop_store", "recent_documents", "settings"})
+    for (const char* folder : {"files", "chord_cache", "file_bookmark", "loop_store", "playlists", "recent_documents", "settings"})
         out.mkpath(QString::fromLatin1(folder));
     const QString here = out.filePath("files/track.wav"), moved = out.filePath("files/moved.wav");
     bool ok = writeFile(here, "RIFF") && writeFile(moved, "RIFF moved");
@@ -97,6 +98,22 @@ int main(int argc, char** argv)
         chords.setSegmentsForKey(QStringLiteral("/a.wav|1000|1700000000|v6"), {segment});
         chords.setSegmentsForKey(QStringLiteral("k"), {});
         ok = ok && chords.save();
+    }
+    // Two playlists, one item with a bookmark and one of the library.
+    {
+        LTPlaylistStore store(out.filePath("playlists"));
+        auto second = std::make_shared<LTPlaylist>();
+        second->setName(QStringLiteral("Scales"));
+        second->items() << LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(here));
+        auto library = std::make_shared<LTPlaylistItem>();
+        library->setSourceType(1);
+        library->setMusicPersistentID(QStringLiteral("4611686018427387904"));
+        library->setDisplayName(QStringLiteral("Blue Hour"));
+        library->setDuration(201.5);
+        second->items() << library;
+        store.addPlaylist(second);
+        store.selectPlaylistAtIndex(1);
+        ok = ok && store.savePlaylists();
     }
     if (!ok)
         std::fprintf(stderr, "fuzz_seeds: could not write the seeds in %s\n", argv[1]);

@@ -1,5 +1,6 @@
 #include "SavedStores.h"
 
+#include "library/LTPlaylistStore.h"
 #include "loops/LoopDataStore.h"
 #include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
@@ -121,6 +122,53 @@ QString checkLoops(const QString& path)
     return {};
 }
 
+// The playlist store is given a folder: `path` is that folder, holding playlists.json.
+constexpr int kPlaylists = 4;
+constexpr int kItems = 60;
+
+QString itemName(int generation, int playlist, int item)
+{
+    return QStringLiteral("generation %1 of item %2.%3 ").arg(generation).arg(playlist).arg(item).repeated(generation + 2);
+}
+
+bool savePlaylists(const QString& path, int generation)
+{
+    LTPlaylistStore store(path);
+    for (int p = 0; p < kPlaylists; ++p) {
+        auto playlist = p == 0 ? store.allPlaylists().first() : std::make_shared<LTPlaylist>();
+        playlist->setName(QStringLiteral("P%1").arg(p));
+        for (int i = 0; i < kItems; ++i) {
+            auto item = LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(QStringLiteral("/music/%1.mp3").arg(i)));
+            item->setDisplayName(itemName(generation, p, i));
+            item->setBookmarkData(QByteArray(40 + generation, char(i)));
+            playlist->items().append(item);
+        }
+        if (p > 0)
+            store.addPlaylist(playlist);
+    }
+    store.selectPlaylistAtIndex(generation);
+    return store.savePlaylists();
+}
+
+QString checkPlaylists(const QString& path)
+{
+    LTPlaylistStore store(path);
+    store.loadPlaylists();
+    const qint64 generation = store.currentPlaylistIndex();
+    const QList<LTPlaylistPtr> playlists = store.allPlaylists();
+    if (playlists.size() != kPlaylists)
+        return QStringLiteral("%1 playlists read").arg(playlists.size());
+    for (int p = 0; p < kPlaylists; ++p) {
+        const QList<LTPlaylistItemPtr>& items = playlists[p]->items();
+        if (items.size() != kItems)
+            return QStringLiteral("%1 items in playlist %2").arg(items.size()).arg(p);
+        for (int i = 0; i < kItems; ++i)
+            if (items[i]->displayName() != itemName(int(generation), p, i) || items[i]->bookmarkData().size() != 40 + generation)
+                return QStringLiteral("item %1.%2 is not of generation %3").arg(p).arg(i).arg(generation);
+    }
+    return {};
+}
+
 } // namespace
 
 const std::vector<SavedStore>& savedStores()
@@ -129,6 +177,7 @@ const std::vector<SavedStore>& savedStores()
         {"settings", [](const QString&) {}, saveSettings, checkSettings},
         {"recentDocuments", seedRecent, saveRecent, checkRecent},
         {"savedLoops", seedLoops, saveLoops, checkLoops},
+        {"playlists", [](const QString&) {}, savePlaylists, checkPlaylists},
     };
     return stores;
 }

@@ -1,0 +1,177 @@
+#include "library/FileBookmark.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
+
+#include "common/AudioFixtures.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// A library of three short WAVs (one sold as .m4p) and a playlist store, in a fresh folder.
+class LTMusicLibraryPlaylistManagerTest : public ::testing::Test {
+protected:
+    // Also run afresh for each row of a table.
+    void SetUp() override
+    {
+        m_manager.reset();
+        m_dir = std::make_unique<QTemporaryDir>();
+        QDir(m_dir->path()).mkpath("Music");
+        for (const char* name : {"kept.wav", "moved.wav", "bought.m4p"})
+            ASSERT_TRUE(fixtures::writeWav(music(name), fixtures::stereoSines(8000, 800 + int(std::strlen(name)))));
+        m_manager = std::make_unique<LTMusicLibraryPlaylistManager>(
+            m_dir->filePath("data"), std::make_unique<MusicLibraryIndex>(QStringList{music("")}, m_dir->filePath("index.sqlite")));
+        rescan();
+    }
+
+    void rescan()
+    {
+        QSignalSpy finished(m_manager->musicLibrary(), &MusicLibraryIndex::scanFinished);
+        m_manager->musicLibrary()->rescan();
+        ASSERT_TRUE(finished.wait(30000));
+        m_manager->reloadMusicLibrary();
+    }
+
+    QString music(const QString& name) const { return m_dir->filePath("Music/" + name); }
+
+    LTMusicLibraryEntryPtr entry(const QString& title) const
+    {
+        for (const LTMusicLibraryEntryPtr& e : m_manager->musicFilteredEntries())
+            if (e->displayName() == title)
+                return e;
+        return nullptr;
+    }
+
+    // An item as the playlist table would have stored it when the track was added.
+    LTPlaylistItemPtr libraryItem(const QString& title) const { return LTPlaylistStore::playlistItemFromMusicEntry(*entry(title)); }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<LTMusicLibraryPlaylistManager> m_manager;
+};
+
+} // namespace
+
+TEST_F(LTMusicLibraryPlaylistManagerTest, ItemsResolveByBookmarkThenURLThenLibraryAndHealOnTheWay)
+{
+    struct Case {
+        const char* what;
+        std::function<LTPlaylistItemPtr()> make;
+        std::function<void()> change; // what happens to the files after the item was made
+        bool wantBookmark;
+        QString resolvedName;         // in the Music folder; empty: not resolved
+        bool unavailable;
+        QString reason;
+        bool urlStringHealed, bookmarkRenewed;
+    };
+    const auto fileItem = [this](const char* name) { return LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music(name))); };
+    const auto rename = [this](const char* from, const char* to) { ASSERT_TRUE(QFile::rename(music(from), music(to))); };
+    const Case cases[] = {
+        {"a moved file is found by its bookmark", [&] { return fileItem("moved.wav"); },
+         [&] { rename("moved.wav", "moved again.wav"); }, false, "moved again.wav", false, "", false, false},
+        {"a stale bookmark is renewed when asked", [&] { return fileItem("moved.wav"); },
+         [&] { rename("moved.wav", "moved again.wav"); }, true, "moved again.wav", false, "", false, true},
+        {"a deleted plain file is left to the caller",
+         [&] {
+             auto i = fileItem("moved.wav");
+             i->setUnavailableReason("as it was");
+             return i;
+         },
+         [&] { QFile::remove(music("moved.wav")); }, true, "", false, "as it was", false, false},
+        {"a library track the library no longer knows",
+         [&] {
+             auto i = libraryItem("kept");
+             i->setMusicPersistentID("77");
+             i->setFileURLString("file:///old/place/kept.wav");
+             return i;
+         },
+         [] {}, true, "", true, "Missing media item", false, false},
+        {"a protected library track", [&] { return libraryItem("bought"); }, [] {}, true, "", true, "DRM protected", false, false},
+        {"a library track moved and rescanned heals its URL and bookmark",
+         [&] {
+             auto i = libraryItem("moved");
+             i->setFileURLString(QUrl::fromLocalFile(music("moved.wav")).toString(QUrl::FullyEncoded));
+             i->setUnavailable(true);
+             return i;
+         },
+         [&] {
+             // Copied, so no bookmark of the old file could follow it.
+             QFile::copy(music("moved.wav"), music("renamed.wav"));
+             QFile::remove(music("moved.wav"));
+             rescan();
+         },
+         true, "renamed.wav", false, "", true, true},
+        {"a library track whose file was deleted",
+         [&] {
+             auto i = libraryItem("moved");
+             i->setFileURLString(QUrl::fromLocalFile(music("moved.wav")).toString(QUrl::FullyEncoded));
+             return i;
+         },
+         [&] { QFile::remove(music("moved.wav")); }, true, "", true, "Missing local file", false, false},
+        {"a kept file resolves by its stored URL alone",
+         [&] {
+             auto i = libraryItem("kept");
+             i->setFileURLString(QUrl::fromLocalFile(music("kept.wav")).toString(QUrl::FullyEncoded));
+             i->setBookmarkData(QByteArray("not a bookmark"));
+             return i;
+         },
+         [] {}, true, "kept.wav", false, "", false, false},
+    };
+    for (const Case& c : cases) {
+        SetUp();
+        const LTPlaylistItemPtr item = c.make();
+        const QString urlBefore = item->fileURLString();
+        const QByteArray bookmarkBefore = item->bookmarkData();
+        c.change();
+        const QUrl url = m_manager->resolvedURLForPlaylistItem(item, c.wantBookmark);
+        const QString resolvedPath = c.resolvedName.isEmpty() ? QString() : music(c.resolvedName);
+        EXPECT_EQ(url.toLocalFile(), resolvedPath) << c.what;
+        EXPECT_EQ(item->isUnavailable(), c.unavailable) << c.what;
+        EXPECT_EQ(item->unavailableReason(), c.reason) << c.what;
+        EXPECT_EQ(item->fileURLString() != urlBefore, c.urlStringHealed) << c.what;
+        EXPECT_EQ(item->bookmarkData() != bookmarkBefore, c.bookmarkRenewed) << c.what;
+        if (c.urlStringHealed) {
+            EXPECT_EQ(QUrl(item->fileURLString()).toLocalFile(), resolvedPath) << c.what;
+        }
+        if (c.bookmarkRenewed) {
+            EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(item->bookmarkData(), nullptr, nullptr), url) << c.what;
+        }
+    }
+}
+
+TEST_F(LTMusicLibraryPlaylistManagerTest, EntriesResolveThroughTheLibraryKeepingTheirBookmark)
+{
+    const LTMusicLibraryEntryPtr kept = entry("kept");
+    kept->setBookmarkData(QByteArray("made earlier"));
+    EXPECT_EQ(m_manager->resolveLocationForMusicEntry(kept, true).toLocalFile(), music("kept.wav"));
+    EXPECT_EQ(kept->location().toLocalFile(), music("kept.wav"));
+    EXPECT_EQ(kept->bookmarkData(), QByteArray("made earlier"));
+
+    const LTMusicLibraryEntryPtr moved = entry("moved");
+    EXPECT_FALSE(m_manager->resolveLocationForMusicEntry(moved, true).isEmpty());
+    EXPECT_FALSE(moved->bookmarkData().isEmpty()) << "a bookmark is made when there is none";
+    ASSERT_TRUE(QFile::remove(music("moved.wav")));
+    moved->setMediaItem(nullptr); // looked up again by its ID
+    EXPECT_TRUE(m_manager->resolveLocationForMusicEntry(moved, true).isEmpty());
+    EXPECT_FALSE(moved->isAvailable());
+    EXPECT_EQ(moved->unavailableReason(), "Missing local file");
+    EXPECT_TRUE(m_manager->resolveLocationForMusicEntry(nullptr, true).isEmpty());
+}
+
+TEST_F(LTMusicLibraryPlaylistManagerTest, ComparingItemsNeverRewritesTheirBookmarks)
+{
+    const LTPlaylistPtr playlist = m_manager->selectedPlaylist();
+    const LTPlaylistItemPtr byHand = LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music("moved.wav")));
+    playlist->items() << byHand;
+    ASSERT_TRUE(QFile::rename(music("moved.wav"), music("Moved.WAV")));
+    const QByteArray stale = byHand->bookmarkData();
+
+    const LTPlaylistItemPtr fromLibrary = libraryItem("kept");
+    EXPECT_FALSE(m_manager->playlistContainsEquivalentItem(playlist, fromLibrary));
+    const LTPlaylistItemPtr sameFile = LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music("Moved.WAV")));
+    EXPECT_TRUE(m_manager->playlistContainsEquivalentItem(playlist, sameFile)) << "one file, found through the stale bookmark";
+    EXPECT_EQ(byHand->bookmarkData(), stale);
+}

@@ -1,0 +1,306 @@
+#include "library/LTMusicLibraryBrowser.h"
+#include "library/MusicLibraryIndex.h"
+
+#include "common/AudioFixtures.h"
+#include "common/LogCapture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+struct Tagged {
+    const char* file;
+    const char* title;
+    const char* artist;
+    const char* album;
+};
+
+// One second of tagged audio in each format the library reads, made once for all tests.
+const Tagged kTagged[] = {
+    {"Rock/one.mp3", "Opening Riff", "The Alders", "First Light"},
+    {"Rock/two.flac", "Second Wind", "The Alders", "Second Light"},
+    {"Jazz/three.m4a", "Blue Hour", "Mara Quint", "Night Sessions"},
+    {"Jazz/four.ogg", "Late Train", "Mara Quint", "Night Sessions"},
+    {"five.wav", "Field Song", "Old Orchard", "Harvest"},
+};
+
+class MusicLibraryTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        s_fixtures = new QTemporaryDir;
+        const QDir dir(s_fixtures->filePath("Music"));
+        dir.mkpath(".");
+        const QString source = s_fixtures->filePath("source.wav");
+        ASSERT_TRUE(fixtures::writeWav(source, fixtures::stereoSines(44100, 44100)));
+        for (const Tagged& t : kTagged) {
+            dir.mkpath(QFileInfo(dir.filePath(t.file)).path());
+            ASSERT_TRUE(fixtures::ffmpegConvert(source, dir.filePath(t.file),
+                                                {"-metadata", QStringLiteral("title=%1").arg(t.title), "-metadata",
+                                                 QStringLiteral("artist=%1").arg(t.artist), "-metadata",
+                                                 QStringLiteral("album=%1").arg(t.album)}))
+                << t.file;
+        }
+        ASSERT_TRUE(QFile::copy(source, dir.filePath("Untagged Take.wav")));
+        ASSERT_TRUE(fixtures::ffmpegConvert(source, dir.filePath("Jazz/bought.m4p"),
+                                            {"-f", "mp4", "-c:a", "aac", "-metadata", "title=Bought Song"}));
+        // Left out: hidden files, anything in a hidden folder, and video.
+        ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath(".hidden.mp3")));
+        dir.mkpath(".cache");
+        ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath(".cache/one.mp3")));
+        ASSERT_EQ(fixtures::runProgram("ffmpeg", {"-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i",
+                                                  "testsrc=duration=1:size=64x64:rate=10", "-i", source, "-shortest",
+                                                  "-c:v", "mpeg4", "-metadata", "title=A Video",
+                                                  dir.filePath("clip.mp4")}),
+                  0);
+        QFile m3u(dir.filePath("Practice.m3u"));
+        ASSERT_TRUE(m3u.open(QIODevice::WriteOnly));
+        m3u.write("#EXTM3U\n#EXTINF:1,Mara Quint - Late Train\nJazz/four.ogg\n\nRock/one.mp3\nnot/there.mp3\n"
+                  "http://radio.example/stream\n");
+    }
+
+    static void TearDownTestSuite()
+    {
+        delete s_fixtures;
+        s_fixtures = nullptr;
+    }
+
+    void SetUp() override
+    {
+        std::filesystem::copy(s_fixtures->filePath("Music").toStdString(), music().toStdString(),
+                              std::filesystem::copy_options::recursive);
+    }
+
+    QString music() const { return m_dir.filePath("Music"); }
+    QString database() const { return m_dir.filePath("data/index.sqlite"); }
+
+    std::unique_ptr<MusicLibraryIndex> makeIndex(const QStringList& folders = {}) const
+    {
+        return std::make_unique<MusicLibraryIndex>(folders.isEmpty() ? QStringList{music()} : folders, database());
+    }
+
+    static MusicLibraryScanReport scan(MusicLibraryIndex& index)
+    {
+        QSignalSpy finished(&index, &MusicLibraryIndex::scanFinished);
+        index.rescan();
+        EXPECT_TRUE(finished.wait(60000));
+        return index.lastScanReport();
+    }
+
+    // A browser over a scanned index, its entries keyed by title.
+    std::unique_ptr<LTMusicLibraryBrowser> scannedBrowser(const QStringList& folders = {})
+    {
+        auto index = makeIndex(folders);
+        scan(*index);
+        auto browser = std::make_unique<LTMusicLibraryBrowser>(std::move(index));
+        browser->reloadMusicLibrary();
+        return browser;
+    }
+
+    static QStringList titles(const LTMusicLibraryBrowser& browser)
+    {
+        QStringList out;
+        for (const LTMusicLibraryEntryPtr& e : browser.musicFilteredEntries())
+            out << e->displayName();
+        return out;
+    }
+
+    static LTMusicLibraryEntryPtr entryTitled(const LTMusicLibraryBrowser& browser, const QString& title)
+    {
+        for (const LTMusicLibraryEntryPtr& e : browser.musicAllEntries())
+            if (e->displayName() == title)
+                return e;
+        return nullptr;
+    }
+
+    static inline QTemporaryDir* s_fixtures = nullptr;
+    QTemporaryDir m_dir;
+};
+
+} // namespace
+
+TEST_F(MusicLibraryTest, ListsEveryTrackWithItsTagsAndLeavesOutHiddenFilesAndVideo)
+{
+    const auto browser = scannedBrowser();
+    for (const Tagged& t : kTagged) {
+        const LTMusicLibraryEntryPtr e = entryTitled(*browser, t.title);
+        ASSERT_TRUE(e) << t.file;
+        EXPECT_EQ(e->artist(), t.artist) << t.file;
+        EXPECT_EQ(e->album(), t.album) << t.file;
+        EXPECT_NEAR(e->duration(), 1.0, 0.1) << t.file;
+        EXPECT_TRUE(e->isAvailable()) << t.file;
+        EXPECT_EQ(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(e->mediaItem(), nullptr),
+                  QUrl::fromLocalFile(QDir(music()).filePath(t.file)));
+    }
+    const LTMusicLibraryEntryPtr untagged = entryTitled(*browser, "Untagged Take");
+    ASSERT_TRUE(untagged) << "the file name stands in for a missing title";
+    EXPECT_EQ(untagged->artist(), "");
+    EXPECT_EQ(browser->musicAllEntries().size(), 7) << titles(*browser).join(", ").toStdString();
+    int protectedCount = 0;
+    for (const LTMusicLibraryEntryPtr& e : browser->musicAllEntries())
+        if (e->unavailableReason() == "DRM protected") {
+            ++protectedCount;
+            EXPECT_FALSE(e->isAvailable());
+            EXPECT_TRUE(e->mediaItem()->path.endsWith("bought.m4p"));
+        }
+    EXPECT_EQ(protectedCount, 1);
+}
+
+TEST_F(MusicLibraryTest, PlaylistFilesAreSourcesWithTheirTracksInFileOrder)
+{
+    const auto browser = scannedBrowser();
+    EXPECT_EQ(browser->librarySourceTitles(), QStringList({"Library", "Practice"}));
+    browser->selectMusicSourceAtIndex(1);
+    EXPECT_EQ(titles(*browser), QStringList({"Late Train", "Opening Riff"}));
+    browser->selectMusicSourceAtIndex(2);
+    EXPECT_EQ(browser->selectedMusicSourceIndex(), 0) << "an index past the playlists falls back to the library";
+    EXPECT_EQ(browser->musicFilteredEntries().size(), 7);
+}
+
+TEST_F(MusicLibraryTest, FilterMatchesOneSubstringOfNameArtistAndAlbum)
+{
+    const auto browser = scannedBrowser();
+    struct Case {
+        const char* query;
+        QStringList titles;
+    };
+    const Case cases[] = {
+        {"ALDERS", {"Opening Riff", "Second Wind"}},
+        {"night sessions", {"Blue Hour", "Late Train"}},
+        {"quint night", {"Blue Hour", "Late Train"}}, // from the artist into the album
+        {"riff the", {"Opening Riff"}},               // from the name into the artist
+        {"alders first light", {"Opening Riff"}},
+        {"light alders", {}},
+        {"zzz", {}},
+    };
+    for (const Case& c : cases) {
+        browser->applyMusicFilterWithQuery(QString::fromUtf8(c.query));
+        QStringList got = titles(*browser);
+        got.sort();
+        EXPECT_EQ(got, c.titles) << c.query;
+    }
+    browser->applyMusicFilterWithQuery(QString());
+    EXPECT_EQ(browser->musicFilteredEntries(), browser->musicAllEntries()) << "clearing restores the source order";
+    browser->applyMusicFilterWithQuery("mara");
+    browser->selectMusicSourceAtIndex(1);
+    EXPECT_EQ(titles(*browser), QStringList{"Late Train"}) << "the query holds across a change of source";
+}
+
+TEST_F(MusicLibraryTest, ARenamedOrMovedFileKeepsItsPersistentID)
+{
+    auto index = makeIndex();
+    scan(*index);
+    LTMusicLibraryBrowser browser(std::move(index));
+    browser.reloadMusicLibrary();
+    const QString id = entryTitled(browser, "Field Song")->persistentID();
+    const QString other = entryTitled(browser, "Late Train")->persistentID();
+    const QString untagged = entryTitled(browser, "Untagged Take")->persistentID();
+    QDir(music()).mkpath("Folk");
+    ASSERT_TRUE(QFile::rename(QDir(music()).filePath("five.wav"), QDir(music()).filePath("Folk/field song (take 2).wav")));
+    ASSERT_TRUE(QFile::rename(QDir(music()).filePath("Untagged Take.wav"), QDir(music()).filePath("Take Two.wav")));
+
+    const MusicLibraryScanReport report = scan(*browser.musicLibrary());
+    EXPECT_EQ(report.renamed, 2);
+    EXPECT_EQ(report.added, 0);
+    EXPECT_EQ(report.tagsRead, 2);
+    browser.reloadMusicLibrary();
+    const LTMusicLibraryEntryPtr moved = entryTitled(browser, "Field Song");
+    ASSERT_TRUE(moved);
+    EXPECT_EQ(moved->persistentID(), id);
+    EXPECT_TRUE(moved->mediaItem()->path.endsWith("Folk/field song (take 2).wav"));
+    EXPECT_EQ(entryTitled(browser, "Late Train")->persistentID(), other);
+    ASSERT_TRUE(entryTitled(browser, "Take Two")) << "an untagged file shows its new name";
+    EXPECT_EQ(entryTitled(browser, "Take Two")->persistentID(), untagged);
+    EXPECT_NE(id, other);
+    EXPECT_GT(id.toULongLong(), 0u);
+}
+
+TEST_F(MusicLibraryTest, ADeletedFileResolvesToMissingLocalFileBeforeAndAfterARescan)
+{
+    const auto browser = scannedBrowser();
+    const LTMusicLibraryEntryPtr entry = entryTitled(*browser, "Second Wind");
+    ASSERT_TRUE(QFile::remove(entry->mediaItem()->path));
+    QString reason;
+    EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(entry->mediaItem(), &reason).isEmpty());
+    EXPECT_EQ(reason, "Missing local file");
+    EXPECT_EQ(LTMusicLibraryBrowser::availabilityReasonForMediaItem(entry->mediaItem()), "") << "the cheap check reads no disk";
+
+    EXPECT_EQ(scan(*browser->musicLibrary()).vanished, 1);
+    browser->reloadMusicLibrary();
+    EXPECT_FALSE(entryTitled(*browser, "Second Wind")) << "no longer listed";
+    const MusicLibraryTrackPtr known = browser->mediaItemForPersistentID(entry->persistentID());
+    ASSERT_TRUE(known) << "its ID still answers";
+    reason.clear();
+    EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(known, &reason).isEmpty());
+    EXPECT_EQ(reason, "Missing local file");
+    reason.clear();
+    LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(browser->mediaItemForPersistentID("12345"), &reason);
+    EXPECT_EQ(reason, "Missing media item");
+}
+
+TEST_F(MusicLibraryTest, AMissingMusicFolderLogsAndGivesAnEmptyLibrary)
+{
+    LogCapture log;
+    const QString gone = m_dir.filePath("no such folder");
+    const auto browser = scannedBrowser({gone});
+    EXPECT_TRUE(log.contains(QStringLiteral("Music library unavailable: the folder \"%1\" does not exist").arg(gone)))
+        << log.lines().join('\n').toStdString();
+    EXPECT_TRUE(browser->musicFilteredEntries().isEmpty());
+    EXPECT_EQ(browser->librarySourceTitles(), QStringList{"Library"});
+}
+
+TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnly)
+{
+    QStringList ids;
+    {
+        auto index = makeIndex();
+        const MusicLibraryScanReport first = scan(*index);
+        EXPECT_EQ(first.filesSeen, 7);
+        EXPECT_EQ(first.tagsRead, 7);
+        EXPECT_EQ(first.added, 7);
+        EXPECT_EQ(first.playlistsRead, 1);
+        for (const MusicLibraryTrackPtr& t : index->allMediaItems())
+            ids << t->persistentIDString();
+        EXPECT_EQ(scan(*index).tagsRead, 0) << "a rescan with no change";
+    }
+    auto restarted = makeIndex(); // as at the next start of the program
+    const MusicLibraryScanReport again = scan(*restarted);
+    EXPECT_EQ(again.tagsRead, 0);
+    EXPECT_EQ(again.playlistsRead, 0);
+    QStringList idsAgain;
+    for (const MusicLibraryTrackPtr& t : restarted->allMediaItems())
+        idsAgain << t->persistentIDString();
+    EXPECT_EQ(idsAgain, ids);
+    ASSERT_EQ(restarted->allPlaylists().size(), 1);
+    EXPECT_EQ(restarted->allPlaylists()[0]->items.size(), 2) << "the stored playlist still names its tracks";
+
+    QFile touched(QDir(music()).filePath("Untagged Take.wav"));
+    ASSERT_TRUE(touched.open(QIODevice::Append));
+    touched.write(QByteArray(4, '\0'));
+    touched.close();
+    const MusicLibraryScanReport changed = scan(*restarted);
+    EXPECT_EQ(changed.tagsRead, 1);
+    EXPECT_EQ(changed.added, 0) << "a changed file keeps its ID";
+}
+
+TEST_F(MusicLibraryTest, ADamagedIndexIsRebuiltWithALogLine)
+{
+    QDir().mkpath(QFileInfo(database()).path());
+    QFile db(database());
+    ASSERT_TRUE(db.open(QIODevice::WriteOnly));
+    db.write(QByteArray(8192, '\x5a'));
+    db.close();
+    LogCapture log;
+    auto index = makeIndex();
+    EXPECT_EQ(scan(*index).filesSeen, 7);
+    EXPECT_TRUE(log.anyStartsWith("Music library index unreadable, rebuilding it: ")) << log.lines().join('\n').toStdString();
+    EXPECT_EQ(index->allMediaItems().size(), 7);
+    EXPECT_EQ(scan(*index).tagsRead, 0) << "the rebuilt index is in use";
+}
