@@ -6,6 +6,7 @@
 #include <QTimer>
 #include <QWidget>
 
+class QPolygonF;
 class QWheelEvent;
 class WaveformData;
 class WaveScrollView;
@@ -75,6 +76,8 @@ private:
     bool loaded() const;
     void drawDropHint(QPainter& painter) const;
     void drawChannels(QPainter& painter, const QRectF& dirty, double waveHeight) const;
+    // Fills between `curve` (x rising) and the line y = middle.
+    static void fillUnderCurve(QPainter& painter, const QPolygonF& curve, double middle);
     void drawOverviewMarks(QPainter& painter, double waveHeight) const;
     void centreMainWaveOn(double x);
 
