@@ -87,8 +87,20 @@ void SelectionView::updateCursorWithProgress(double progress)
 {
     if (progress == m_cursorPosition)
         return;
+    // A pending loop capture's band shows only once it is long enough: then all of it is new.
+    const MainController* controller = m_container ? m_container->controller() : nullptr;
+    if (controller && controller->isLoopCapturePending()) {
+        m_cursorPosition = progress;
+        update();
+        return;
+    }
+    // Only the strip the playhead crossed: the whole view would repaint the wave under it at
+    // every tick.
+    const double W = float(waveWidth());
+    const double from = std::min(m_cursorPosition, progress) * W;
+    const double to = std::max(m_cursorPosition, progress) * W;
     m_cursorPosition = progress;
-    update();
+    update(QRect(int(std::floor(from)) - 2, 0, int(std::ceil(to - std::floor(from))) + 5, height()));
 }
 
 void SelectionView::setSelectionColor(const QColor& color)

@@ -2,6 +2,9 @@
 
 #include <QPainter>
 
+#include <algorithm>
+#include <cmath>
+
 CursorView::CursorView(QWidget* parent)
     : QWidget(parent)
 {
@@ -13,8 +16,11 @@ void CursorView::updateCursorWithProgress(double progress)
 {
     if (progress == m_cursorPosition)
         return;
+    // The old line and the new one, not the strip's wave under the whole view.
+    const double a = std::min(m_cursorPosition, progress) * width();
+    const double b = std::max(m_cursorPosition, progress) * width();
     m_cursorPosition = progress;
-    update();
+    update(QRect(int(std::floor(a)) - 2, 0, int(std::ceil(b - std::floor(a))) + 5, height()));
 }
 
 void CursorView::paintEvent(QPaintEvent*)

@@ -10,6 +10,7 @@
 
 #include <functional>
 
+class QPolygonF;
 class QWheelEvent;
 class WaveformData;
 class WaveScrollView;
@@ -90,6 +91,8 @@ private:
     void drawDropHint(QPainter& painter) const;
     QFont noteFont() const;
     void drawChannels(QPainter& painter, const QRectF& dirty, double waveHeight) const;
+    // Fills between `curve` (x rising) and the line y = middle.
+    static void fillUnderCurve(QPainter& painter, const QPolygonF& curve, double middle);
     void drawOverviewMarks(QPainter& painter, double waveHeight) const;
     // Lays the chips out for the visible part; `draw` paints each one placed.
     void layOutNoteChips(double waveHeight, const std::function<void(const QRectF&, const QString&)>& draw) const;

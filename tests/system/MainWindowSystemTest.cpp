@@ -2,6 +2,7 @@
 // drawn in the theme rather than blank; a user's keys open and export through Qt's own dialogs,
 // and closing the window ends the program. With no sound server at all, the same.
 #include "common/AudioFixtures.h"
+#include "system/DesktopSession.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -20,31 +21,7 @@
 
 namespace {
 
-QString xdotool(const QStringList& args)
-{
-    QByteArray out;
-    fixtures::runProgram(QStringLiteral("xdotool"), args, &out, nullptr, 20000);
-    return QString::fromLocal8Bit(out).trimmed();
-}
-
-// The id of the shown window titled exactly `title`, once there is one (looked for at least once).
-QString shownWindowTitled(const QString& title, int timeoutMs = 15000)
-{
-    QElapsedTimer clock;
-    clock.start();
-    const QStringList search{"search", "--onlyvisible", "--name", "^" + title + "$"};
-    QString ids;
-    while ((ids = xdotool(search)).isEmpty() && clock.elapsed() < timeoutMs)
-        QThread::msleep(100);
-    return ids.section('\n', 0, 0);
-}
-
-// Keys go to the focused window, as a user's do; no window manager gives focus here.
-void keysTo(const QString& window, const QStringList& command)
-{
-    xdotool({"windowfocus", "--sync", window});
-    xdotool(command);
-}
+using namespace desktop;
 
 // Enough colours to be a drawn window, and a good part of the screen in the theme's background.
 void expectDrawnInTheTheme(const QImage& image)
@@ -60,23 +37,6 @@ void expectDrawnInTheTheme(const QImage& image)
     }
     EXPECT_GE(colours.size(), 16) << "the screenshot is blank";
     EXPECT_GT(themed, image.width() * image.height() / 40) << "the theme's background covers a good part";
-}
-
-bool canDriveX()
-{
-    return !qgetenv("DISPLAY").isEmpty()
-        && fixtures::runProgram(QStringLiteral("xdotool"), {QStringLiteral("version")}, nullptr, nullptr, 5000) == 0;
-}
-
-// Starts the program with `file` on the X server; the id of its window titled `title`, or empty.
-QString launchShowing(QProcess& lento, QProcessEnvironment env, const QString& file, const QString& title)
-{
-    // This test program runs offscreen; the program under test must reach the X server.
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    lento.setProcessEnvironment(env);
-    lento.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    lento.start(fixtures::builtProgram(QStringLiteral("lento")), {file});
-    return lento.waitForStarted(10000) ? shownWindowTitled(title, 30000) : QString();
 }
 
 } // namespace
