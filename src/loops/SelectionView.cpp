@@ -468,9 +468,12 @@ void SelectionView::drawButton(QPainter& painter, double h) const
     const QPointF centre((m_loop.left + m_loop.right) * W * 0.5, cy);
     disc(centre, 16.0, lineColor);
     painter.setPen(QPen(Qt::black, 2.0, Qt::SolidLine, Qt::FlatCap));
-    if (m_button == AddButton || m_button == DraggedButton || m_button == RemoveButton)
-        painter.drawLine(centre - QPointF(5.0, 0.0), centre + QPointF(5.0, 0.0));
-    if (m_button == AddButton || m_button == DraggedButton)
+    // Away from the band the symbol still says what a press would do: a selection saved from the
+    // menu shows its minus at once.
+    const bool saved = LoopMarker::sharedLoops().loopExist(m_loop);
+    const bool plus = m_button == AddButton || (m_button != RemoveButton && !saved);
+    painter.drawLine(centre - QPointF(5.0, 0.0), centre + QPointF(5.0, 0.0));
+    if (plus)
         painter.drawLine(centre - QPointF(0.0, 5.0), centre + QPointF(0.0, 5.0));
 }
 

@@ -88,11 +88,12 @@ void WaveScrollView::zoom(double magnification)
 {
     if (!m_container || !m_container->audioLoaded())
         return;
-    // The anchor is the playhead's fraction of the visible width, read in the window.
-    const QPointF inWindow(m_container->cursorPosition() * visibleWidth(), 0.0);
-    const double x0 = mapFrom(window(), inWindow).x();
-    const double x1 = m_waveView->mapFrom(window(), inWindow).x();
-    const double anchor = x1 / float(m_waveView->width());
+    // The playhead stays where it stands on screen; one out of view leaves the middle in place.
+    const double playhead = m_container->cursorPosition() * m_waveView->width();
+    double x0 = playhead - scrollOffset();
+    if (x0 < 0.0 || x0 > visibleWidth())
+        x0 = visibleWidth() / 2.0;
+    const double anchor = (x0 + scrollOffset()) / float(m_waveView->width());
     m_magnification = std::clamp(magnification, 1.0, kMaxMagnification);
     setWaveWidth(anchor, x0);
 }

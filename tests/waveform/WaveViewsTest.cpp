@@ -130,12 +130,15 @@ TEST_F(WaveViewsTest, APinchKeepsThePointUnderThePointerAndTheSliderKeepsThePlay
     EXPECT_EQ(scroll->waveView()->width(), 3000);
     EXPECT_NEAR(positionAt(pointer.x()), before, 1.0 / scroll->waveView()->width());
 
-    // The slider's anchor: the playhead's fraction of the visible width, from the window's edge.
-    host.cursor = 0.4;
-    const double anchorX = 0.4 * scroll->visibleWidth();
-    const double anchored = positionAt(anchorX);
+    // The slider's anchor: the playhead stays where it stands on screen.
+    host.cursor = positionAt(500.0);
     scroll->zoom(7.0);
-    EXPECT_NEAR(positionAt(anchorX), anchored, 1.0 / scroll->waveView()->width());
+    EXPECT_NEAR(positionAt(500.0), host.cursor, 1.0 / scroll->waveView()->width());
+    // A playhead out of view: the middle of the view stays.
+    host.cursor = 0.99;
+    const double middle = positionAt(scroll->visibleWidth() / 2.0);
+    scroll->zoom(5.0);
+    EXPECT_NEAR(positionAt(scroll->visibleWidth() / 2.0), middle, 1.0 / scroll->waveView()->width());
 }
 
 TEST_F(WaveViewsTest, ScrollingMovesOnlyTheStripsFrameAndTheWheelScrollsSideways)
