@@ -120,6 +120,34 @@ void repaintMainWaveAt25x(benchmark::State& state)
 }
 BENCHMARK(repaintMainWaveAt25x)->Unit(benchmark::kMillisecond);
 
+// The chord chips over the same view: 500 segments over the track, of which those in view are
+// laid out and drawn on each repaint.
+void repaintChordChipsAt25x(benchmark::State& state)
+{
+    WaveArea area;
+    QList<LTChordSegment> segments;
+    const QStringList names{"C", "Am", "F", "G", "Dm", "E", "Bbm", "F#"};
+    for (int i = 0; i < 500; ++i) {
+        LTChordSegment segment;
+        segment.startSec = i * 1.2;
+        segment.endSec = (i + 1) * 1.2;
+        segment.noteName = names[i % names.size()];
+        segments << segment;
+    }
+    area.wave()->setNoteSegments(segments);
+    area.wave()->setAudioDuration(600.0);
+    area.wave()->setShowsNoteOverlay(true);
+    area.scroll->zoom(25.0);
+    area.scroll->scrollPoint(area.wave()->width() * 0.4);
+    QImage target(area.visible().size(), QImage::Format_ARGB32_Premultiplied);
+    for (auto _ : state) {
+        paintVisible(area, target);
+        benchmark::DoNotOptimize(target.constBits());
+    }
+    state.counters["chips"] = area.wave()->noteChipSpans().size();
+}
+BENCHMARK(repaintChordChipsAt25x)->Unit(benchmark::kMillisecond);
+
 // m to m + 1 for every m from 1 to 24 in turn; the way back to 1x is not timed.
 void zoomOneStep(benchmark::State& state)
 {
