@@ -81,8 +81,7 @@ CommandLine CommandLine::run(const QStringList& arguments, QTextStream& out, QTe
     }
     if (first.startsWith(QLatin1Char('-')))
         return refuse(err, QStringLiteral("unknown option %1").arg(first));
-    if (arguments.size() > 1)
-        return refuse(err, QStringLiteral("only one file can be opened"));
+    // A file manager hands over every file selected; the first one opens, as with a drop.
     CommandLine line;
     line.fileToOpen = first;
     return line;

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/CommandLine.h"
+#include "app/SingleInstance.h"
 #include "app/ViewController.h"
 #include "platform/Alerts.h"
 #include "platform/QuitOnSignals.h"
@@ -55,6 +56,13 @@ int main(int argc, char** argv)
         return *command.exitStatus;
     commandApp.reset();
 
+    // A Lento already running takes the file and comes to the front; this start ends there.
+    {
+        QCoreApplication probe(argc, argv);
+        if (SingleInstance::handOver(command.fileToOpen))
+            return 0;
+    }
+
     QApplication app(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("lento"));
 
@@ -68,6 +76,12 @@ int main(int argc, char** argv)
     delegate.applicationDidFinishLaunching();
     if (!command.fileToOpen.isEmpty())
         delegate.applicationOpenFile(command.fileToOpen);
+    SingleInstance instance;
+    instance.listen([&](const QString& file) {
+        viewController.openWindow();
+        if (!file.isEmpty())
+            delegate.applicationOpenFile(file);
+    });
     QuitOnSignals::install();
     return app.exec();
 }
