@@ -126,6 +126,7 @@ bool ViewController::loadAudioSource(AudioSource&& source)
         return false;
 
     clearPendingLoopCaptureState();
+    ++m_trackGeneration;
     m_currentTrackIndex = NotFound;
     m_currentPlayingItemUUID.clear();
     m_audioLoaded = true;

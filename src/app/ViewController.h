@@ -101,6 +101,13 @@ public:
     double getSpeed() const { return m_speed; }
     bool loop() const;
     void setLoop(bool loop) override;
+    // Moves the play position to `seconds`, keeping play or pause, and drops the selection.
+    void seekTo(double seconds);
+    // Counts the tracks opened, so a stale reference to an earlier one can be told apart.
+    uint64_t trackGeneration() const { return m_trackGeneration; }
+    bool canGoToNextTrack() const { return false; }
+    void nextTrack(QObject* sender = nullptr);
+    void previousTrack(QObject* sender = nullptr);
     void removeAllLoops(QObject* sender = nullptr);
     bool openDroppedURL(const QUrl& url) override;
     float viewWidth() const override;
@@ -222,6 +229,10 @@ signals:
     void recentDocumentsChanged();
     // The selection over the wave has changed and the engine plays it.
     void selectionDidChange();
+    void playbackStateChanged();
+    void speedRangeChanged();
+    // The play position moved other than by playing on: a seek, a new range, a loop's wrap.
+    void positionJumped();
 
 private:
     // ViewController.cpp
@@ -277,6 +288,8 @@ private:
     bool m_noteAnalysisPending = false;
     QList<LTChordSegment> m_noteSegments;
     bool m_awaitingLoopCaptureEnd = false;
+    uint64_t m_trackGeneration = 0;
+    double m_lastShownTime = 0.0;
     float m_pendingLoopCaptureStart = 0.0f;
 
     double m_rightDrawerExpandedWidth = 0.0;

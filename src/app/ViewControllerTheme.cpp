@@ -99,4 +99,5 @@ void ViewController::setExtendedSpeedRange(bool extended)
         m_speedSlider->setNumberOfTickMarks(5);
     }
     m_bindingSpeed = saved;
+    emit speedRangeChanged();
 }

@@ -90,7 +90,10 @@ void ViewController::styleControls()
 
 void ViewController::showPlayButtonStyle(int style)
 {
+    const bool changed = m_playButton->style() != style;
     m_playButton->setStyle(style);
+    if (changed)
+        emit playbackStateChanged();
     // Named by what a press does now.
     const QString name = style == WDButtonCell::Pause ? tr("Pause") : tr("Play");
     m_playButton->setAccessibleName(name);
@@ -156,12 +159,19 @@ void ViewController::setPlayPosition(float fraction)
     m_player->fillBufferFrom(fraction, 1.0f, fraction);
     m_waveViewContainer->setPlayPosition(fraction);
     updateTime();
+    emit positionJumped();
 }
 
 void ViewController::updateTime()
 {
-    m_timeLabel->setText(ControlFormats::timeText(m_player->currentTime()));
+    const double now = m_player->currentTime();
+    m_timeLabel->setText(ControlFormats::timeText(now));
     showCurrentChord();
+    // Playing never runs backwards: a step back is a loop's wrap.
+    const bool wrapped = m_player->isPlaying() && now < m_lastShownTime - 0.02;
+    m_lastShownTime = now;
+    if (wrapped)
+        emit positionJumped();
 }
 
 void ViewController::updateDurationLabel()
@@ -301,5 +311,27 @@ void ViewController::removeAllLoops(QObject* sender)
 void ViewController::selectionChangedAction()
 {
     clearPendingLoopCaptureState();
+    m_lastShownTime = m_player->currentTime();
     emit selectionDidChange();
+    emit positionJumped();
+}
+
+void ViewController::seekTo(double seconds)
+{
+    const double duration = m_player->duration();
+    if (!m_audioLoaded || !(duration > 0.0))
+        return;
+    const double p = std::clamp(seconds / duration, 0.0, 1.0);
+    m_waveViewContainer->setSelection({p, p});
+    m_waveViewContainer->updateCursorWithProgress(p);
+    m_waveViewContainer->setLoop(false);
+    m_waveViewContainer->selectionChanged();
+}
+
+void ViewController::nextTrack(QObject*)
+{
+}
+
+void ViewController::previousTrack(QObject*)
+{
 }

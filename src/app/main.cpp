@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/CommandLine.h"
+#include "app/MprisService.h"
 #include "app/SingleInstance.h"
 #include "app/ViewController.h"
 #include "platform/Alerts.h"
@@ -76,6 +77,8 @@ int main(int argc, char** argv)
     delegate.applicationDidFinishLaunching();
     if (!command.fileToOpen.isEmpty())
         delegate.applicationOpenFile(command.fileToOpen);
+    // Media keys and desktop widgets; without a session bus the window runs as before.
+    MprisService mpris(&viewController);
     SingleInstance instance;
     instance.listen([&](const QString& file) {
         viewController.openWindow();

@@ -1,0 +1,146 @@
+// Lento as a media player on a session bus of the test's own, driven as a desktop widget would.
+#include "WindowFixture.h"
+
+#include "app/MprisService.h"
+#include "controls/WDButtonCell.h"
+#include "loops/SelectionView.h"
+#include "loops/WaveViewContainer.h"
+
+#include <QDBusConnection>
+#include <QDBusInterface>
+#include <QDBusMetaType>
+#include <QDBusPendingCall>
+#include <QDBusReply>
+#include <QDBusVariant>
+#include <QLabel>
+#include <QProcess>
+
+namespace {
+
+// Records what the service says on the bus.
+class Listener : public QObject {
+    Q_OBJECT
+public:
+    QStringList changedNames;
+    QVariantMap lastChanged;
+    QList<qlonglong> seeks;
+public slots:
+    void propertiesChanged(const QString&, const QVariantMap& changed, const QStringList&)
+    {
+        changedNames << changed.keys();
+        lastChanged.insert(changed);
+    }
+    void seeked(qlonglong position) { seeks << position; }
+};
+
+struct MprisTest : WindowFixture {
+    QProcess daemon;
+    std::unique_ptr<MprisService> service;
+    std::unique_ptr<QDBusConnection> client;
+    Listener listener;
+
+    void SetUp() override
+    {
+        WindowFixture::SetUp();
+        daemon.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address=1"});
+        ASSERT_TRUE(daemon.waitForStarted(5000)) << "dbus-daemon is needed";
+        ASSERT_TRUE(daemon.waitForReadyRead(5000));
+        const QString address = QString::fromUtf8(daemon.readLine()).trimmed();
+        service = std::make_unique<MprisService>(vc.get(), QDBusConnection::connectToBus(address, "lento-service"));
+        ASSERT_TRUE(service->isRegistered());
+        client = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(address, "lento-client"));
+        client->connect(MprisService::kServiceName, MprisService::kObjectPath, "org.freedesktop.DBus.Properties",
+                        "PropertiesChanged", &listener, SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
+        client->connect(MprisService::kServiceName, MprisService::kObjectPath, "org.mpris.MediaPlayer2.Player", "Seeked",
+                        &listener, SLOT(seeked(qlonglong)));
+    }
+    void TearDown() override
+    {
+        service.reset();
+        QDBusConnection::disconnectFromBus("lento-client");
+        QDBusConnection::disconnectFromBus("lento-service");
+        daemon.kill();
+        daemon.waitForFinished(2000);
+    }
+
+    // A call answered while the window's events go on, as between two programs.
+    QDBusMessage call(const QString& interface, const QString& method, const QVariantList& args = {})
+    {
+        QDBusMessage message = QDBusMessage::createMethodCall(MprisService::kServiceName, MprisService::kObjectPath, interface, method);
+        message.setArguments(args);
+        QDBusPendingCall pending = client->asyncCall(message);
+        waitFor([&] { return pending.isFinished(); }, 5000);
+        settle();
+        return pending.reply();
+    }
+    QDBusMessage player(const QString& method, const QVariantList& args = {})
+    {
+        return call("org.mpris.MediaPlayer2.Player", method, args);
+    }
+    QVariant property(const QString& name)
+    {
+        const QDBusMessage reply = call("org.freedesktop.DBus.Properties", "Get", {"org.mpris.MediaPlayer2.Player", name});
+        return reply.arguments().value(0).value<QDBusVariant>().variant();
+    }
+};
+
+} // namespace
+
+TEST_F(MprisTest, PlayPauseRateAndMetadataWorkTheWindowAndEveryChangeIsAnnounced)
+{
+    EXPECT_EQ(property("PlaybackStatus").toString(), "Stopped");
+    const QString path = makeTrack("night train.wav", 3.0);
+    ASSERT_TRUE(load(path));
+    settle();
+    const QVariantMap metadata = qdbus_cast<QVariantMap>(property("Metadata"));
+    EXPECT_EQ(metadata.value("xesam:url").toString(), QUrl::fromLocalFile(path).toString());
+    EXPECT_EQ(metadata.value("xesam:title").toString(), "night train");
+    EXPECT_EQ(metadata.value("mpris:length").toLongLong(), 3'000'000);
+    EXPECT_TRUE(listener.changedNames.contains("Metadata"));
+
+    player("PlayPause");
+    EXPECT_TRUE(vc->player()->isPlaying());
+    EXPECT_EQ(accessible(vc->playButton()), "Pause") << "the window shows it";
+    EXPECT_EQ(listener.lastChanged.value("PlaybackStatus").toString(), "Playing");
+    player("PlayPause");
+    EXPECT_FALSE(vc->player()->isPlaying());
+    EXPECT_EQ(listener.lastChanged.value("PlaybackStatus").toString(), "Paused");
+
+    call("org.freedesktop.DBus.Properties", "Set", {"org.mpris.MediaPlayer2.Player", "Rate", QVariant::fromValue(QDBusVariant(0.75))});
+    EXPECT_EQ(vc->speedSlider()->doubleValue(), 0.75);
+    EXPECT_EQ(vc->speedLabel()->text(), "75 %");
+    EXPECT_EQ(listener.lastChanged.value("Rate").toDouble(), 0.75);
+    EXPECT_EQ(property("MinimumRate").toDouble(), 0.5);
+    EXPECT_EQ(property("MaximumRate").toDouble(), 1.25);
+    vc->setExtendedSpeedRange(true);
+    settle();
+    EXPECT_EQ(listener.lastChanged.value("MinimumRate").toDouble(), 0.2) << "the range follows the preference";
+}
+
+TEST_F(MprisTest, SetPositionSeeksTheCurrentTrackAndALoopsWrapIsASeek)
+{
+    ASSERT_TRUE(load(makeTrack("etude.wav", 4.0)));
+    const QDBusObjectPath track = qdbus_cast<QVariantMap>(property("Metadata")).value("mpris:trackid").value<QDBusObjectPath>();
+    player("SetPosition", {QVariant::fromValue(QDBusObjectPath("/org/mpris/MediaPlayer2/Track/0")), qlonglong(3'000'000)});
+    EXPECT_NEAR(vc->player()->currentTime(), 0.0, 0.01) << "a stale track id is ignored";
+    player("SetPosition", {QVariant::fromValue(track), qlonglong(2'000'000)});
+    EXPECT_NEAR(vc->player()->currentTime(), 2.0, 0.01);
+    ASSERT_FALSE(listener.seeks.isEmpty());
+    EXPECT_NEAR(double(listener.seeks.last()), 2'000'000.0, 10'000.0);
+
+    // A loop of half a second, played past its end: the position steps back, and that is told.
+    SelectionView* selection = vc->waveViewContainer()->selectionView();
+    selection->setLoopWith({0.25, 0.375});
+    vc->waveViewContainer()->setLoop(true);
+    vc->waveViewContainer()->selectionChanged();
+    player("Play");
+    const int before = int(listener.seeks.size());
+    for (int tick = 0; tick < 20; ++tick) {
+        output().pull(2205); // 50 ms
+        vc->updateTime();
+    }
+    settle();
+    EXPECT_GE(int(listener.seeks.size()) - before, 1) << "a Seeked at the wrap";
+}
+
+#include "MprisTest.moc"
