@@ -10,7 +10,7 @@ packages=(
   libsqlite3-dev libtag1-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg sox libsox-fmt-mp3 xvfb xauth x11-utils xdotool imagemagick pulseaudio pulseaudio-utils
-  python3 time
+  python3 time dbus-daemon # a private session bus for the media-player test
   clang-14 libclang-rt-14-dev llvm-14 # sanitizers and libFuzzer; llvm-symbolizer for their reports
 )
 
