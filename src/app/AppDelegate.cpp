@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/AboutText.h"
 #include "app/ControlFormats.h"
 #include "app/ExportProgressWindowController.h"
 #include "app/SidebarIcons.h"
@@ -10,6 +11,7 @@
 #include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
 #include "platform/Log.h"
+#include "preferences/PreferencesController.h"
 #include "preferences/UserDefaults.h"
 
 #include <QAbstractButton>
@@ -27,6 +29,22 @@ void AppDelegate::registerStartDefaults(UserDefaults& defaults)
 {
     defaults.registerDefaults({{QStringLiteral("ApplePersistenceIgnoreState"), true},
                                {QStringLiteral("NSQuitAlwaysKeepsWindows"), false}});
+    PreferencesController::initialize(defaults);
+}
+
+void AppDelegate::openPreferences()
+{
+    if (!m_preferences) {
+        ViewController* vc = m_viewController;
+        PreferencesController::Actions actions;
+        actions.setColorTheme = [vc] { vc->setColorTheme(); };
+        actions.setLoopWhenSelection = [vc] { vc->setLoopWhenSelection(); };
+        actions.setExtendedSpeedRange = [vc](bool extended) { vc->setExtendedSpeedRange(extended); };
+        actions.musicFoldersChanged = [vc](const QStringList& folders) { vc->setMusicLibraryFolders(folders); };
+        actions.infoText = aboutText;
+        m_preferences = new PreferencesController(m_defaults, std::move(actions), m_window);
+    }
+    m_preferences->showWindow();
 }
 
 QStringList AppDelegate::openPanelNameFilters()
@@ -88,7 +106,7 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     file->addAction(tr("&Quit"), QKeySequence::Quit, qApp, &QApplication::quit);
 
     QMenu* edit = bar->addMenu(tr("&Edit"));
-    edit->addAction(tr("&Preferences…"), QKeySequence::Preferences)->setEnabled(false);
+    edit->addAction(tr("&Preferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), this, &AppDelegate::openPreferences);
 
     // Export stands in third place of the menu bar.
     m_exportMenu = bar->addMenu(tr("E&xport"));
@@ -135,9 +153,7 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
 
     QMenu* help = bar->addMenu(tr("&Help"));
     help->addAction(tr("About Lento"), this, [this] {
-        QMessageBox::about(m_window, tr("About Lento"),
-                           tr("Lento %1\nA music-practice player: slow down, loop and work out a piece by ear.")
-                               .arg(QApplication::applicationVersion()));
+        QMessageBox::about(m_window, tr("About Lento"), aboutText());
     });
 }
 

@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "app/ExportProgressWindowController.h"
+class PreferencesController;
 class QMenuBar;
 class UserDefaults;
 class ViewController;
@@ -64,6 +65,7 @@ public slots:
     // Export's entry; nothing to do without a track.
     void saveDocumentAs();
     void rebuildOpenRecentMenu();
+    void openPreferences();
     // The Loops menu's items are enabled where they would act.
     void syncLoopsMenu();
 
@@ -87,4 +89,5 @@ private:
     QPointer<QAction> m_nextLoopItem;
     QPointer<QAction> m_lastLoopItem;
     QPointer<ExportProgressWindowController> m_progressWindowController;
+    QPointer<PreferencesController> m_preferences;
 };

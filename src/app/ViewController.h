@@ -167,6 +167,10 @@ public:
     // --- Theme (ViewControllerTheme.cpp) ---
     void setColorTheme();
     void setExtendedSpeedRange(bool extended);
+    // With a selection: its looping follows the preference at once, playing on if it played.
+    void setLoopWhenSelection();
+    // The folders the music library reads besides the Music folder.
+    void setMusicLibraryFolders(const QStringList& folders);
     const ColorTheme& colors() const override { return m_colors; }
 
     // The controls, for the window's wiring and for tests.

@@ -6,6 +6,7 @@
 #include "app/WavePane.h"
 #include "controls/WDButtonCell.h"
 #include "controls/WDSlider.h"
+#include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
 #include "preferences/UserDefaults.h"
 
@@ -84,6 +85,21 @@ void ViewController::setColorTheme()
         b->setIconSize(QSize(32, 32));
         b->setStyleSheet(sideStyle);
     }
+}
+
+void ViewController::setLoopWhenSelection()
+{
+    if (!m_waveViewContainer->selectionView()->hasSelection())
+        return;
+    const bool wasPlaying = m_player->isPlaying();
+    m_player->stop();
+    setLoop(true);
+    if (wasPlaying)
+        m_player->playPause();
+}
+
+void ViewController::setMusicLibraryFolders(const QStringList&)
+{
 }
 
 void ViewController::setExtendedSpeedRange(bool extended)

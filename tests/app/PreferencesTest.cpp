@@ -1,0 +1,102 @@
+// The preferences window as a user works it: its panes, and what each setting does to the window.
+#include "WindowFixture.h"
+
+#include "controls/WDButtonCell.h"
+#include "loops/SelectionView.h"
+#include "loops/WaveViewContainer.h"
+#include "preferences/PreferencesController.h"
+#include "waveform/WaveView.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QListWidget>
+#include <QToolBar>
+
+namespace {
+
+struct PreferencesTest : WindowFixture {
+    PreferencesController* open()
+    {
+        itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
+        settle();
+        auto* prefs = window->findChild<PreferencesController*>();
+        EXPECT_NE(prefs, nullptr);
+        EXPECT_TRUE(prefs && prefs->isVisible());
+        return prefs;
+    }
+    QColor waveColour() const { return vc->waveViewContainer()->waveView()->fillColor(); }
+};
+
+} // namespace
+
+TEST_F(PreferencesTest, TheThemeColoursTheWaveAndAnUnknownValueGivesTheFifthColour)
+{
+    struct Case { int theme; QColor wave; };
+    const Case cases[] = {{1, QColor::fromRgbF(0.141f, 0.824f, 0.353f)}, {7, QColor::fromRgbF(1.0f, 0.69f, 0.42f)},
+                          {2, QColor::fromRgbF(1.0f, 0.416f, 0.267f)}};
+    EXPECT_EQ(waveColour(), cases[0].wave) << "a first start has theme 1";
+    for (const Case& c : cases) {
+        defaults->setObject(c.theme, QStringLiteral("Theme"));
+        vc->setColorTheme();
+        EXPECT_EQ(waveColour(), c.wave) << c.theme;
+        EXPECT_EQ(vc->waveViewContainer()->overView()->fillColor(), c.wave);
+    }
+    // Chosen in the window, it reaches the wave at once and lasts.
+    PreferencesController* prefs = open();
+    prefs->themeControl()->setCurrentIndex(3);
+    emit prefs->themeControl()->activated(3);
+    EXPECT_EQ(waveColour(), QColor::fromRgbF(0.133f, 0.733f, 0.839f));
+    start();
+    EXPECT_EQ(waveColour(), QColor::fromRgbF(0.133f, 0.733f, 0.839f));
+}
+
+TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
+{
+    PreferencesController* prefs = open();
+    ASSERT_EQ(prefs->toolbarIdentifiers(), (QStringList{"Preferences", "Info"}));
+    EXPECT_EQ(prefs->windowTitle(), "Preferences");
+    const QPoint corner = prefs->geometry().topLeft();
+    QToolBar* toolbar = prefs->findChild<QToolBar*>();
+    for (const char* pane : {"Info", "Info", "Preferences"}) {
+        SCOPED_TRACE(pane);
+        const QList<QAction*> items = toolbar->actions();
+        const auto item = std::find_if(items.begin(), items.end(), [&](QAction* a) { return a->text() == pane; });
+        ASSERT_NE(item, items.end());
+        (*item)->trigger();
+        waitFor([&] { return prefs->shownView() != nullptr; }, 3000);
+        QTest::qWait(PWPrefsWindowController::kFadeMs + 100);
+        int shown = 0;
+        for (QWidget* view : prefs->contentSubview()->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly))
+            shown += !view->isHidden();
+        EXPECT_EQ(shown, 1) << "one pane at a time";
+        EXPECT_EQ(prefs->windowTitle(), pane);
+        EXPECT_EQ(prefs->geometry().topLeft(), corner) << "the window keeps its top-left corner";
+    }
+    QTest::keyClick(prefs, Qt::Key_W, Qt::ControlModifier);
+    EXPECT_FALSE(prefs->isVisible()) << "Ctrl+W closes it";
+}
+
+TEST_F(PreferencesTest, TheLoopSettingActsAtOnceOnASelectionAndTheSpeedRangeHoldsOnANewStart)
+{
+    ASSERT_TRUE(load(makeTrack("scales.wav", 4.0)));
+    PreferencesController* prefs = open();
+    QTest::mouseClick(vc->playButton(), Qt::LeftButton);
+    ASSERT_TRUE(vc->player()->isPlaying());
+    prefs->loopControl()->setChecked(false);
+    EXPECT_TRUE(vc->player()->isPlaying()) << "without a selection playback is left alone";
+
+    SelectionView* selection = vc->waveViewContainer()->selectionView();
+    selection->setLoopWith({0.25, 0.5});
+    vc->waveViewContainer()->setLoop(true);
+    vc->waveViewContainer()->selectionChanged();
+    EXPECT_FALSE(vc->player()->loop()) << "the setting is off";
+    prefs->loopControl()->setChecked(true);
+    EXPECT_TRUE(vc->player()->loop()) << "on again, the selection loops at once";
+    EXPECT_TRUE(vc->player()->isPlaying()) << "and plays on";
+
+    prefs->extendedSpeedControl()->setChecked(true);
+    EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
+    start();
+    EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
+    EXPECT_EQ(vc->speedSlider()->maxValue(), 1.4);
+}
