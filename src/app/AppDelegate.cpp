@@ -191,7 +191,9 @@ void AppDelegate::syncLoopsMenu()
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
 {
-    if (watched == m_window && event->type() == QEvent::KeyPress)
+    // The type first: while the window is being torn down it still passes events here, and the
+    // guarded pointer must not be read then.
+    if (event->type() == QEvent::KeyPress && watched == m_window)
         return m_viewController->keyDown(static_cast<QKeyEvent*>(event));
     return QObject::eventFilter(watched, event);
 }
