@@ -39,6 +39,7 @@ TEST_F(EngineReadTest, RefusedFilesLeaveTheCurrentTrackWholeAndOnlyTheLongOneAle
 {
     EXPECT_FALSE(engine.readAudioDataFromURL(QUrl()));
     EXPECT_EQ(engine.duration(), 0.0);
+    ASSERT_TRUE(engine.readAudioDataFromURL(wav(QStringLiteral("one.wav"), 8000, 1, 1))) << "a single frame is audio";
     const QUrl fourHours = wav(QStringLiteral("four.wav"), 100, 1, 1440000);
     ASSERT_TRUE(engine.readAudioDataFromURL(fourHours));
     EXPECT_DOUBLE_EQ(engine.duration(), 14400.0);
