@@ -1,5 +1,6 @@
 // The built program's commands, run as a user or a script runs them.
 #include "common/AudioFixtures.h"
+#include "common/SignalMeasure.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,16 +18,10 @@
 
 namespace {
 
-// The frequency of channel `c` from its rising zero crossings, and its RMS level.
-std::pair<double, double> frequencyAndLevel(const fixtures::Signal& s, int c)
+double amplitude(const fixtures::Signal& s, int c)
 {
-    int crossings = 0;
-    double sum = 0;
-    for (int64_t f = 1; f < s.frames(); ++f) {
-        crossings += s.at(f - 1, c) <= 0.0f && s.at(f, c) > 0.0f;
-        sum += double(s.at(f, c)) * s.at(f, c);
-    }
-    return {crossings * double(s.sampleRate) / double(s.frames()), std::sqrt(sum / double(s.frames()))};
+    const auto side = s.channel(c);
+    return measure::sineAmplitude(side, 0, side.size());
 }
 
 struct CommandLineTest : ::testing::Test {
@@ -66,9 +61,9 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
     EXPECT_EQ(written.channels, 2);
     EXPECT_NEAR(double(written.frames()), 4.0 * 22050, 4096.0) << "two seconds of range at half speed";
     for (int c : {0, 1}) {
-        const auto [hertz, level] = frequencyAndLevel(written, c);
-        EXPECT_NEAR(hertz, 1320.0, 20.0) << "the right channel an octave up on " << c;
-        EXPECT_NEAR(level, 0.25 / std::sqrt(2.0), 0.03) << c;
+        const auto side = written.channel(c);
+        EXPECT_NEAR(measure::zeroCrossingFrequency(side, 0, side.size(), 22050), 1320.0, 20.0) << "the right channel an octave up on " << c;
+        EXPECT_NEAR(amplitude(written, c), 0.25, 0.04) << c;
     }
 
     r = fixtures::runLento(
@@ -76,7 +71,7 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
     ASSERT_EQ(r.status, 0) << r.err.constData();
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
     EXPECT_EQ(written.frames(), 3 * 22050) << "three passes of the range";
-    EXPECT_GT(std::abs(frequencyAndLevel(written, 1).second - frequencyAndLevel(written, 0).second), 0.05)
+    EXPECT_GT(std::abs(amplitude(written, 1) - amplitude(written, 0)), 0.07)
         << "the tone filter treats 440 and 660 Hz apart";
 }
 

@@ -1,6 +1,7 @@
 #include "WindowFixture.h"
 
 #include "app/ExportProgressWindowController.h"
+#include "common/SignalMeasure.h"
 
 #include <QPushButton>
 
@@ -57,11 +58,7 @@ TEST_F(ExportSheetTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStar
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
     // With no selection the range goes back to the whole track from its start.
     EXPECT_EQ(written.frames(), 3 * 44100);
-    int64_t onset = -1;
-    for (int64_t f = 0; f < written.frames() && onset < 0; ++f)
-        if (std::fabs(written.at(f, 0)) > 0.3f)
-            onset = f;
-    EXPECT_NEAR(double(onset), 1000.0, 512.0);
+    EXPECT_NEAR(double(measure::onset(written.channel(0), 0.3f)), 1000.0, 512.0);
 }
 
 TEST_F(ExportSheetTest, CancelEndsTheExportAndASheetWhoseFileCannotBeWrittenWaitsForIt)

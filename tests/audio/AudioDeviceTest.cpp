@@ -1,9 +1,8 @@
 // The engine on the system's default output device: a null sink of the test's own, on the PulseAudio server
 // that scripts/test-session.sh starts.
-#include "audio/AudioEngine.h"
+#include "EngineHarness.h"
+
 #include "audio/DeviceOutput.h"
-#include "common/AudioFixtures.h"
-#include "common/Sanitizers.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -36,16 +35,6 @@ bool deviceAvailableLeavingSignalsAlone()
     }
     probe.close();
     return ok;
-}
-
-void spin(int ms)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms) {
-        QCoreApplication::processEvents();
-        QThread::msleep(5);
-    }
 }
 
 using Clock = std::chrono::steady_clock;
@@ -139,7 +128,7 @@ TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
     for (float speed : {1.0f, 0.5f}) {
         SinkMonitor monitor;
         ASSERT_TRUE(monitor.start(sink.monitor()));
-        spin(300);
+        EngineHarness::runFor(300);
         engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
         engine.setSpeed(speed);
         ASSERT_TRUE(engine.playPause());
@@ -157,7 +146,7 @@ TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
         EXPECT_LT(aheadSeconds, 0.12);
         EXPECT_FALSE(engine.playPause());
         const double pausedAt = engine.currentSampleTime();
-        spin(200);
+        EngineHarness::runFor(200);
         EXPECT_EQ(engine.currentSampleTime(), pausedAt) << "a pause holds the playhead at once";
         for (size_t i = 1; i < playhead.size(); ++i)
             ASSERT_GE(playhead[i].second, playhead[i - 1].second) << "a step back, speed " << speed;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <tuple>
 
 namespace {
 
@@ -27,35 +28,25 @@ AudioEngine::Options scriptedOutput(bool watchSystem)
 }
 
 struct LifecycleTest : ::testing::Test {
-    QTemporaryDir dir;
-    RecordingDelegate delegate;
-
     void SetUp() override
     {
         ScriptedOutput::refuseOpen = false;
         ScriptedOutput::lost = false;
     }
     void TearDown() override { SetUp(); }
-
-    QUrl track()
-    {
-        const QString path = dir.filePath("t.wav");
-        EXPECT_TRUE(fixtures::writeWav(path, fixtures::stereoSines(44100, 3 * 44100)));
-        return QUrl::fromLocalFile(path);
-    }
 };
+
+const fixtures::Signal kTrack = fixtures::stereoSines(44100, 3 * 44100);
 
 } // namespace
 
 TEST_F(LifecycleTest, WithoutAnOutputDeviceATrackOpensAndExportsPlayTellsTheOwnerAndALaterDevicePlays)
 {
-    AudioEngine engine(scriptedOutput(false));
-    engine.setDelegate(&delegate);
-    ProgressRecorder progress;
-    engine.setExportProgress(&progress);
+    EngineHarness h(scriptedOutput(false));
+    auto [engine, delegate] = std::tie(h.engine, h.delegate);
     ScriptedOutput::refuseOpen = true;
     LogCapture log;
-    ASSERT_TRUE(engine.readAudioDataFromURL(track()));
+    ASSERT_TRUE(h.load(kTrack));
     ASSERT_NE(engine.graph(), nullptr);
     EXPECT_GT(engine.waveData()->numBins(), 0);
 
@@ -69,25 +60,20 @@ TEST_F(LifecycleTest, WithoutAnOutputDeviceATrackOpensAndExportsPlayTellsTheOwne
 
     engine.fillBufferFrom(0.0f, 0.5f, 0.0f);
     engine.setSpeed(0.5f);
-    const QString out = dir.filePath("out.wav");
-    engine.exportToURL(QUrl::fromLocalFile(out), QStringLiteral("wav"));
-    ASSERT_TRUE(EngineHarness::waitFor([&] { return progress.hidden; }, 20000));
-    fixtures::Signal written;
-    ASSERT_TRUE(fixtures::readSoundFile(out, written));
-    EXPECT_EQ(written.frames(), 3 * 44100) << "half the track at half speed";
+    EXPECT_EQ(h.exportTo("out.wav").frames(), 3 * 44100) << "half the track at half speed";
 
     ScriptedOutput::refuseOpen = false;
     EXPECT_TRUE(engine.playPause()) << "the device that appeared plays the same track";
     EXPECT_EQ(delegate.setups, 1);
-    static_cast<VirtualOutput&>(engine.graph()->output()).pull(22050);
+    h.pull(22050);
     EXPECT_GT(engine.currentSampleTime(), 0.0);
 }
 
 TEST_F(LifecycleTest, ALostDeviceResetsTheGraphAndTellsTheOwner)
 {
-    AudioEngine engine(scriptedOutput(true));
-    engine.setDelegate(&delegate);
-    ASSERT_TRUE(engine.readAudioDataFromURL(track()));
+    EngineHarness h(scriptedOutput(true));
+    auto [engine, delegate] = std::tie(h.engine, h.delegate);
+    ASSERT_TRUE(h.load(kTrack));
     engine.setSpeed(0.5f);
     ASSERT_TRUE(engine.playPause());
     EXPECT_EQ(delegate.setups, 1);
@@ -106,11 +92,11 @@ TEST_F(LifecycleTest, ALostDeviceResetsTheGraphAndTellsTheOwner)
 
 TEST_F(LifecycleTest, SleepKeepsThePositionAndStopsTheGraph)
 {
-    AudioEngine engine(scriptedOutput(false));
-    engine.setDelegate(&delegate);
-    ASSERT_TRUE(engine.readAudioDataFromURL(track()));
+    EngineHarness h(scriptedOutput(false));
+    auto [engine, delegate] = std::tie(h.engine, h.delegate);
+    ASSERT_TRUE(h.load(kTrack));
     ASSERT_TRUE(engine.playPause());
-    static_cast<VirtualOutput&>(engine.graph()->output()).pull(44100);
+    h.pull(44100);
     const double heard = engine.currentSampleTime();
     engine.handleSleep();
     EXPECT_EQ(delegate.resets, 1);

@@ -21,12 +21,10 @@ Signal bursts(int64_t frames, std::vector<int64_t> at, float level = 0.8f)
     });
 }
 
-Signal sine(int64_t frames, double hz, float level = 0.5f, double rightHz = 0.0)
+// Left at `hz`, right at 1.5 × hz.
+Signal sine(int64_t frames, double hz = 440.0, float level = 0.5f)
 {
-    return fixtures::synthesise(kRate, 2, frames, [=](int64_t f, int c) {
-        const double freq = c == 1 && rightHz > 0.0 ? rightHz : hz;
-        return float(level * std::sin(2 * M_PI * freq * double(f) / kRate));
-    });
+    return fixtures::stereoSines(kRate, frames, hz, level);
 }
 
 struct PlaybackTest : ::testing::Test, EngineHarness {};
@@ -153,7 +151,7 @@ TEST_F(PlaybackTest, SpeedPitchAndVolumeDraggedWhilePlayingMakeNoClick)
 TEST_F(PlaybackTest, VolumeAndSoloShapeWhatIsHeardThroughAPause)
 {
     // Left 440 Hz, right 660 Hz.
-    ASSERT_TRUE(load(sine(6 * kRate, 440, 0.5f, 660)));
+    ASSERT_TRUE(load(sine(6 * kRate)));
     ASSERT_TRUE(engine.playPause());
     pull(kRate / 4);
     engine.soloLeft(true);

@@ -1,5 +1,4 @@
 #include "EngineHarness.h"
-#include "audio/AudioSource.h"
 #include "audio/PcmCache.h"
 #include "common/LogCapture.h"
 #include "platform/Alerts.h"
@@ -34,25 +33,13 @@ struct EngineReadTest : ::testing::Test, EngineHarness {
 
 } // namespace
 
-TEST_F(EngineReadTest, BinSizeFollowsTheFrameCountAcrossPowerOfTwoBoundaries)
-{
-    struct Case { int64_t frames; int32_t binSize; int32_t numBins; };
-    for (const Case& c : {Case{72000, 1, 72000}, Case{72001, 2, 36001}, Case{144000, 2, 72000},
-                          Case{144001, 4, 36001}, Case{1, 1, 1}}) {
-        const AudioSource source = AudioSource::read(wav(QStringLiteral("b%1.wav").arg(c.frames), 8000, 1, c.frames));
-        ASSERT_TRUE(source.isReady()) << c.frames;
-        EXPECT_EQ(source.fileLength, c.frames);
-        EXPECT_EQ(source.waveData.binSize(), c.binSize) << c.frames;
-        EXPECT_EQ(source.waveData.numBins(), c.numBins) << c.frames;
-    }
-}
-
 // Four hours exactly load (a 100 Hz mono file keeps them small); what is refused leaves the track
 // that was open whole, and only a file too long says so in an alert.
 TEST_F(EngineReadTest, RefusedFilesLeaveTheCurrentTrackWholeAndOnlyTheLongOneAlerts)
 {
     EXPECT_FALSE(engine.readAudioDataFromURL(QUrl()));
     EXPECT_EQ(engine.duration(), 0.0);
+    ASSERT_TRUE(engine.readAudioDataFromURL(wav(QStringLiteral("one.wav"), 8000, 1, 1))) << "a single frame is audio";
     const QUrl fourHours = wav(QStringLiteral("four.wav"), 100, 1, 1440000);
     ASSERT_TRUE(engine.readAudioDataFromURL(fourHours));
     EXPECT_DOUBLE_EQ(engine.duration(), 14400.0);
@@ -83,14 +70,15 @@ TEST_F(EngineReadTest, ANewFormatReplacesTheSourceAndTheRangeCoversTheWholeFile)
 {
     ASSERT_TRUE(engine.readAudioDataFromURL(wav(QStringLiteral("a.wav"), 48000, 2, 50000)));
     engine.fillBufferFrom(0.2f, 0.4f, 0.3f);
-    ASSERT_TRUE(engine.readAudioDataFromURL(wav(QStringLiteral("b.wav"), 22050, 1, 30000)));
+    // Just over the count that one frame a bin holds: two frames a bin.
+    ASSERT_TRUE(engine.readAudioDataFromURL(wav(QStringLiteral("b.wav"), 22050, 1, 72001)));
     EXPECT_EQ(engine.samplerate(), 22050.0);
     EXPECT_EQ(engine.inputFormat().channelCount, 1);
-    EXPECT_EQ(engine.fileLength(), 30000);
+    EXPECT_EQ(engine.fileLength(), 72001);
     EXPECT_EQ(engine.from(), 0);
-    EXPECT_EQ(engine.len(), 30000u);
+    EXPECT_EQ(engine.len(), 72001u);
     EXPECT_EQ(engine.cursorPosition(), 0);
     const WaveformData* wave = engine.waveData();
-    ASSERT_EQ(wave->numBins(), 30000);
+    ASSERT_EQ(wave->numBins(), 36001);
     EXPECT_EQ(wave->binsL()[997], wave->binsR()[997]) << "mono: both sides agree";
 }

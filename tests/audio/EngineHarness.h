@@ -6,7 +6,7 @@
 #include "audio/VirtualOutput.h"
 #include "common/AudioFixtures.h"
 #include "common/Sanitizers.h"
-#include "SignalMeasure.h"
+#include "common/SignalMeasure.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,6 +1,6 @@
 #include "audio/Equalizer.h"
 
-#include "SignalMeasure.h"
+#include "common/SignalMeasure.h"
 
 #include <gtest/gtest.h>
 
