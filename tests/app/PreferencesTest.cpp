@@ -71,6 +71,8 @@ TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
         EXPECT_EQ(shown, 1) << "one pane at a time";
         EXPECT_EQ(prefs->windowTitle(), pane);
         EXPECT_EQ(prefs->geometry().topLeft(), corner) << "the window keeps its top-left corner";
+        QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
+        EXPECT_TRUE(prefs->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/preferences-%1.png").arg(QString::fromLatin1(pane).toLower())));
     }
     QTest::keyClick(prefs, Qt::Key_W, Qt::ControlModifier);
     EXPECT_FALSE(prefs->isVisible()) << "Ctrl+W closes it";
