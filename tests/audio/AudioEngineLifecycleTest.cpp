@@ -43,7 +43,8 @@ const fixtures::Signal kTrack = fixtures::stereoSines(44100, 3 * 44100);
 TEST_F(LifecycleTest, WithoutAnOutputDeviceATrackOpensAndExportsPlayTellsTheOwnerAndALaterDevicePlays)
 {
     EngineHarness h(scriptedOutput(false));
-    auto [engine, delegate] = std::tie(h.engine, h.delegate);
+    auto& engine = h.engine;
+    auto& delegate = h.delegate;
     ScriptedOutput::refuseOpen = true;
     LogCapture log;
     ASSERT_TRUE(h.load(kTrack));
@@ -72,7 +73,8 @@ TEST_F(LifecycleTest, WithoutAnOutputDeviceATrackOpensAndExportsPlayTellsTheOwne
 TEST_F(LifecycleTest, ALostDeviceResetsTheGraphAndTellsTheOwner)
 {
     EngineHarness h(scriptedOutput(true));
-    auto [engine, delegate] = std::tie(h.engine, h.delegate);
+    auto& engine = h.engine;
+    auto& delegate = h.delegate;
     ASSERT_TRUE(h.load(kTrack));
     engine.setSpeed(0.5f);
     ASSERT_TRUE(engine.playPause());
@@ -93,7 +95,8 @@ TEST_F(LifecycleTest, ALostDeviceResetsTheGraphAndTellsTheOwner)
 TEST_F(LifecycleTest, SleepKeepsThePositionAndStopsTheGraph)
 {
     EngineHarness h(scriptedOutput(false));
-    auto [engine, delegate] = std::tie(h.engine, h.delegate);
+    auto& engine = h.engine;
+    auto& delegate = h.delegate;
     ASSERT_TRUE(h.load(kTrack));
     ASSERT_TRUE(engine.playPause());
     h.pull(44100);
