@@ -8,6 +8,9 @@
 #include "audio/AudioEngine.h"
 #include "controls/WDButtonCell.h"
 #include "library/FileBookmark.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
+#include "app/LibraryTableModel.h"
+#include "app/PlaylistTableModel.h"
 #include "loops/LoopMarker.h"
 #include "loops/WaveViewContainer.h"
 #include "waveform/WaveScrollView.h"
@@ -36,6 +39,11 @@ ViewController::ViewController(UserDefaults& defaults, AudioEngine::Options engi
 
 ViewController::~ViewController()
 {
+    // The tables may outlive the manager their models read.
+    delete m_libraryModel;
+    delete m_playlistModel;
+    m_libraryModel = nullptr;
+    m_playlistModel = nullptr;
     if (m_ownedView)
         disconnect(m_ownedView.get(), nullptr, this, nullptr);
     m_opener.reset();
@@ -72,6 +80,7 @@ void ViewController::viewDidLoad()
     m_waveViewContainer->setDelegate(this);
     // The wave takes the keys first: arrows, L, and the transport keys it passes on.
     m_waveViewContainer->selectionView()->setFocus();
+    m_libraryPlaylistManager = std::make_unique<LTMusicLibraryPlaylistManager>();
 
     setFilter(nullptr);
     m_toneButton->setChecked(false);
@@ -89,6 +98,10 @@ void ViewController::viewDidLoad()
     updateTime();
     updateDurationLabel();
     setupNoteAnalysis();
+    loadPlaylists();
+    reloadPlaylistUI();
+    reloadMusicLibrary();
+    m_libraryPlaylistManager->musicLibrary()->rescan();
 }
 
 bool ViewController::loadAudioFromURL(const QUrl& url)
@@ -146,6 +159,8 @@ bool ViewController::loadAudioSource(AudioSource&& source)
     resetView();
     scheduleNoteAnalysisForURL(url);
     rememberTrack(url);
+    refreshSelectedPlaylistAvailability();
+    reloadPlaylistUI();
     return true;
 }
 
