@@ -28,6 +28,7 @@ class QKeyEvent;
 class QLabel;
 class QLineEdit;
 class QTableView;
+class QSplitter;
 class LibraryTableModel;
 class LTMusicLibraryPlaylistManager;
 class PlaylistTableModel;
@@ -214,6 +215,10 @@ public:
     void applyMusicFilter();
     void refreshSelectedPlaylistAvailability();
     void playPlaylistTrackAtIndex(int64_t row, bool autoplay);
+    static double clampedLeftPanelTopRatio(double ratio);
+    void restoreLeftPanelTopSplitRatio();
+    void persistLeftPanelTopRatio();
+    QSplitter* leftPanelSplitView() const { return m_leftPanelSplitView; }
 
 public slots:
     void play(QObject* sender = nullptr);
@@ -367,6 +372,8 @@ private:
     QComboBox* m_playlistSelectorPopup = nullptr;
     QLineEdit* m_librarySearchField = nullptr;
     QLabel* m_libraryScanLabel = nullptr;
+    QSplitter* m_leftPanelSplitView = nullptr;
+    bool m_leftPanelTopRatioInitialized = false;
     QAbstractButton* m_deletePlaylistButton = nullptr;
     QAbstractButton* m_addSelectionButton = nullptr;
     // A playlist row being opened in the background: it becomes current once the open succeeds.

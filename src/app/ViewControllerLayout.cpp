@@ -500,6 +500,7 @@ void ViewController::persistLeftPanelState()
 {
     m_defaults.setObject(m_leftPanelVisible, QStringLiteral("LeftMusicPanelVisible"));
     m_defaults.setObject(m_leftPanelExpandedWidth, QStringLiteral("LeftMusicPanelWidth"));
+    persistLeftPanelTopRatio();
 }
 
 // --- The split view's rules ---

@@ -7,6 +7,8 @@
 #include "audio/AudioEngine.h"
 #include "controls/SymbolIcons.h"
 #include "library/LTMusicLibraryPlaylistManager.h"
+#include "platform/MainQueue.h"
+#include "preferences/UserDefaults.h"
 
 #include <QComboBox>
 #include <QFileInfo>
@@ -16,11 +18,15 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPointer>
 #include <QPushButton>
 #include <QSplitter>
 #include <QTableView>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -189,6 +195,18 @@ void ViewController::buildLeftSidebarContents(QWidget* panel)
 
     split->setStretchFactor(0, 2);
     split->setStretchFactor(1, 1);
+    m_leftPanelSplitView = split;
+    m_leftPanelTopRatioInitialized = false;
+    connect(split, &QSplitter::splitterMoved, this, [this] {
+        if (!m_applyingLeftPanelState)
+            persistLeftPanelTopRatio();
+    });
+    // The divider needs the panel's height, which only the first layout gives.
+    QPointer<ViewController> self(this);
+    MainQueue::post([self] {
+        if (self)
+            self->restoreLeftPanelTopSplitRatio();
+    });
 
     connect(newButton, &QPushButton::clicked, this, [this] { createNewPlaylist(nullptr); });
     connect(renameButton, &QToolButton::clicked, this, [this] { renameCurrentPlaylist(nullptr); });
@@ -531,4 +549,41 @@ void ViewController::refreshSelectedPlaylistAvailability()
             item->setUnavailableReason(QStringLiteral("Missing local file"));
         }
     }
+}
+
+double ViewController::clampedLeftPanelTopRatio(double ratio)
+{
+    return std::clamp(ratio, 0.2, 0.8);
+}
+
+void ViewController::restoreLeftPanelTopSplitRatio()
+{
+    if (!m_leftPanelSplitView || m_leftPanelSplitView->count() < 2)
+        return;
+    const QVariant stored = m_defaults.objectForKey(QStringLiteral("LeftMusicPanelTopRatio"));
+    double ratio = stored.isValid() ? stored.toDouble() : 0.0;
+    // About one half is what a never-arranged divider reads; it counts as unset.
+    if (ratio <= 0.0 || std::abs(ratio - 0.5) < 0.001)
+        ratio = 0.66;
+    ratio = clampedLeftPanelTopRatio(ratio);
+    const int height = m_leftPanelSplitView->height();
+    if (height <= 0)
+        return;
+    const bool saved = m_applyingLeftPanelState;
+    m_applyingLeftPanelState = true;
+    const int handle = m_leftPanelSplitView->handleWidth();
+    const int top = int(std::floor(height * ratio));
+    m_leftPanelSplitView->setSizes({top, std::max(0, height - top - handle)});
+    m_applyingLeftPanelState = saved;
+    m_leftPanelTopRatioInitialized = true;
+    m_defaults.setObject(ratio, QStringLiteral("LeftMusicPanelTopRatio"));
+}
+
+void ViewController::persistLeftPanelTopRatio()
+{
+    if (!m_leftPanelTopRatioInitialized || !m_leftPanelSplitView || m_leftPanelSplitView->count() < 2
+        || m_leftPanelSplitView->height() <= 0)
+        return;
+    const double ratio = double(m_leftPanelSplitView->sizes().value(0)) / m_leftPanelSplitView->height();
+    m_defaults.setObject(clampedLeftPanelTopRatio(ratio), QStringLiteral("LeftMusicPanelTopRatio"));
 }

@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSplitter>
 #include <QStandardPaths>
 #include <QTableView>
 
@@ -264,6 +265,32 @@ TEST_F(LeftPanel, ARowWhoseFileIsGoneShowsWhyInTheDisabledColour)
     const QModelIndex gone = playlist()->model()->index(0, 0);
     EXPECT_EQ(gone.data().toString(), kSongs[1] + QStringLiteral(".wav (Missing local file)"));
     EXPECT_EQ(gone.data(Qt::ForegroundRole).value<QColor>(), QApplication::palette().color(QPalette::Disabled, QPalette::Text));
+}
+
+TEST_F(LeftPanel, TheDividerBetweenTheTablesComesBackFromItsStoredShare)
+{
+    const struct {
+        QVariant stored;
+        double expected;
+    } cases[] = {
+        {QVariant(), 0.66}, {0.5, 0.66}, {0.9, 0.8}, {0.1, 0.2}, {0.35, 0.35},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.stored.toString().toStdString());
+        if (c.stored.isValid())
+            defaults->setObject(c.stored, QStringLiteral("LeftMusicPanelTopRatio"));
+        else
+            defaults->removeObjectForKey(QStringLiteral("LeftMusicPanelTopRatio"));
+        defaults->synchronize();
+        // Tall enough that neither table's least height stands in the way.
+        start(1200, 1600);
+        ASSERT_TRUE(waitFor([&] { return vc->leftPanelSplitView()->height() > 0 && vc->leftPanelSplitView()->sizes().value(0) > 0; }));
+        settle();
+        const double height = vc->leftPanelSplitView()->height();
+        const QWidget* topPane = vc->leftPanelSplitView()->widget(0);
+        EXPECT_NEAR(topPane->height() / height, c.expected, 0.01);
+        EXPECT_NEAR(defaults->objectForKey(QStringLiteral("LeftMusicPanelTopRatio")).toDouble(), c.expected, 0.01);
+    }
 }
 
 } // namespace
