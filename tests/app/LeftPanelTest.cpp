@@ -267,6 +267,27 @@ TEST_F(LeftPanel, ARowWhoseFileIsGoneShowsWhyInTheDisabledColour)
     EXPECT_EQ(gone.data(Qt::ForegroundRole).value<QColor>(), QApplication::palette().color(QPalette::Disabled, QPalette::Text));
 }
 
+TEST_F(LeftPanel, SelectedLibrarySongsGoIntoThePlaylistOnceAndAreThereAtTheNextLaunch)
+{
+    const struct {
+        QString song;
+        QStringList expected;
+    } cases[] = {
+        {kSongs[2], {kSongs[2]}},
+        {kSongs[0], {kSongs[2], kSongs[0]}},
+        {kSongs[2], {kSongs[2], kSongs[0]}}, // already there
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.song.toStdString());
+        const QRect cell = library()->visualRect(library()->model()->index(int(rows(library()).indexOf(c.song)), 0));
+        QTest::mouseClick(library()->viewport(), Qt::LeftButton, {}, cell.center());
+        QTest::mouseClick(button(QStringLiteral("Add selected tracks to playlist")), Qt::LeftButton);
+        EXPECT_EQ(rows(playlist()), c.expected);
+    }
+    start();
+    EXPECT_EQ(rows(playlist()), (QStringList{kSongs[2], kSongs[0]}));
+}
+
 TEST_F(LeftPanel, TheDividerBetweenTheTablesComesBackFromItsStoredShare)
 {
     const struct {
