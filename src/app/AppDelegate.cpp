@@ -140,6 +140,20 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     };
     soloItem(tr("Solo Left Channel"), vc->soloLeftButton(), Qt::Key_Left);
     soloItem(tr("Solo Right Channel"), vc->soloRightButton(), Qt::Key_Right);
+    playback->addSeparator();
+    QAction* next = playback->addAction(tr("Next Track"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Down), vc,
+                                        [vc] { vc->nextTrack(nullptr); });
+    next->setObjectName(QStringLiteral("nextTrack"));
+    QAction* previous = playback->addAction(tr("Previous Track"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Up), vc,
+                                            [vc] { vc->previousTrack(nullptr); });
+    previous->setObjectName(QStringLiteral("previousTrack"));
+    playback->addSeparator();
+    QAction* addCurrent = playback->addAction(tr("Add Current File to Playlist"), vc,
+                                              [vc] { vc->addCurrentFileToPlaylist(nullptr); });
+    addCurrent->setObjectName(QStringLiteral("addFilesToPlaylist"));
+    QAction* addSelection = playback->addAction(tr("Add Library Selection to Playlist"), vc,
+                                                [vc] { vc->addSelectionToPlaylist(nullptr); });
+    addSelection->setObjectName(QStringLiteral("addMusicSelectionToPlaylist"));
 
     buildLoopsMenu(bar->addMenu(tr("&Loops")));
 

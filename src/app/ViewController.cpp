@@ -8,11 +8,15 @@
 #include "audio/AudioEngine.h"
 #include "controls/WDButtonCell.h"
 #include "library/FileBookmark.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
+#include "app/LibraryTableModel.h"
+#include "app/PlaylistTableModel.h"
 #include "loops/LoopMarker.h"
 #include "loops/WaveViewContainer.h"
 #include "waveform/WaveScrollView.h"
 #include "waveform/WaveView.h"
 #include "platform/MainQueue.h"
+#include "preferences/PreferencesController.h"
 #include "platform/RecentDocuments.h"
 #include "preferences/UserDefaults.h"
 
@@ -36,6 +40,11 @@ ViewController::ViewController(UserDefaults& defaults, AudioEngine::Options engi
 
 ViewController::~ViewController()
 {
+    // The tables may outlive the manager their models read.
+    delete m_libraryModel;
+    delete m_playlistModel;
+    m_libraryModel = nullptr;
+    m_playlistModel = nullptr;
     if (m_ownedView)
         disconnect(m_ownedView.get(), nullptr, this, nullptr);
     m_opener.reset();
@@ -72,6 +81,7 @@ void ViewController::viewDidLoad()
     m_waveViewContainer->setDelegate(this);
     // The wave takes the keys first: arrows, L, and the transport keys it passes on.
     m_waveViewContainer->selectionView()->setFocus();
+    m_libraryPlaylistManager = std::make_unique<LTMusicLibraryPlaylistManager>();
 
     setFilter(nullptr);
     m_toneButton->setChecked(false);
@@ -89,6 +99,10 @@ void ViewController::viewDidLoad()
     updateTime();
     updateDurationLabel();
     setupNoteAnalysis();
+    loadPlaylists();
+    reloadPlaylistUI();
+    reloadMusicLibrary();
+    setMusicLibraryFolders(m_defaults.objectForKey(PreferencesController::kMusicFoldersKey).toStringList());
 }
 
 bool ViewController::loadAudioFromURL(const QUrl& url)
@@ -147,6 +161,8 @@ bool ViewController::loadAudioSource(AudioSource&& source)
     resetView();
     scheduleNoteAnalysisForURL(url);
     rememberTrack(url);
+    refreshSelectedPlaylistAvailability();
+    reloadPlaylistUI();
     return true;
 }
 

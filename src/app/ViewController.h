@@ -23,8 +23,15 @@
 #include <memory>
 
 class QAbstractButton;
+class QComboBox;
 class QKeyEvent;
 class QLabel;
+class QLineEdit;
+class QTableView;
+class QSplitter;
+class LibraryTableModel;
+class LTMusicLibraryPlaylistManager;
+class PlaylistTableModel;
 
 class QAction;
 
@@ -105,9 +112,8 @@ public:
     void seekTo(double seconds);
     // Counts the tracks opened, so a stale reference to an earlier one can be told apart.
     uint64_t trackGeneration() const { return m_trackGeneration; }
-    bool canGoToNextTrack() const { return false; }
-    void nextTrack(QObject* sender = nullptr);
-    void previousTrack(QObject* sender = nullptr);
+    // The selected playlist has tracks to step through.
+    bool canGoToNextTrack() const;
     void removeAllLoops(QObject* sender = nullptr);
     bool openDroppedURL(const QUrl& url) override;
     float viewWidth() const override;
@@ -203,6 +209,27 @@ public:
     WavePane* wavePane() const { return m_wavePane; }
     OpenProgressBar* openProgressBar() const { return m_openProgressBar; }
 
+    LTMusicLibraryPlaylistManager* libraryPlaylistManager() const { return m_libraryPlaylistManager.get(); }
+    QTableView* musicLibraryTableView() const { return m_musicLibraryTableView; }
+    QTableView* playlistTracksTableView() const { return m_playlistTracksTableView; }
+    QComboBox* librarySourcePopupButton() const { return m_librarySourcePopupButton; }
+    QComboBox* playlistSelectorPopup() const { return m_playlistSelectorPopup; }
+    QLineEdit* librarySearchField() const { return m_librarySearchField; }
+    QLabel* libraryScanLabel() const { return m_libraryScanLabel; }
+    QAbstractButton* deletePlaylistButton() const { return m_deletePlaylistButton; }
+
+    void loadPlaylists();
+    void reloadPlaylistUI();
+    void reloadPlaylistSelector();
+    void reloadMusicLibrary();
+    void applyMusicFilter();
+    void refreshSelectedPlaylistAvailability();
+    void playPlaylistTrackAtIndex(int64_t row, bool autoplay);
+    static double clampedLeftPanelTopRatio(double ratio);
+    void restoreLeftPanelTopSplitRatio();
+    void persistLeftPanelTopRatio();
+    QSplitter* leftPanelSplitView() const { return m_leftPanelSplitView; }
+
 public slots:
     void play(QObject* sender = nullptr);
     void stop(QObject* sender = nullptr);
@@ -223,6 +250,19 @@ public slots:
     void updateDurationLabel();
     void showSidebar(QObject* sender = nullptr);
     void toggleLeftMusicPanel(QObject* sender = nullptr);
+    void createNewPlaylist(QObject* sender = nullptr);
+    void switchPlaylist(QObject* sender = nullptr);
+    void deleteCurrentPlaylist(QObject* sender = nullptr);
+    void renameCurrentPlaylist(QObject* sender = nullptr);
+    void selectMusicSource(QObject* sender = nullptr);
+    void onLibrarySearchChanged(QObject* sender = nullptr);
+    void addSelectionToPlaylist(QObject* sender = nullptr);
+    void addCurrentFileToPlaylist(QObject* sender = nullptr);
+    void removeSelectedTrackFromPlaylist(QObject* sender = nullptr);
+    void playSelectionFromMusicLibrary(QObject* sender = nullptr);
+    void onPlaylistTrackDoubleClick(QObject* sender = nullptr);
+    void nextTrack(QObject* sender = nullptr);
+    void previousTrack(QObject* sender = nullptr);
 
 signals:
     void speedChanged(double speed);
@@ -251,6 +291,8 @@ private:
     void closeRightDrawerAtStart();
     void applyRightDrawerConstant();
     void moveLeftDivider(double position);
+    void buildLeftSidebarContents(QWidget* panel);
+    void playlistOpenDidEnd(const QUrl& url, bool loaded);
     // ViewControllerTransport.cpp
     void connectControls();
     void styleControls();
@@ -336,4 +378,25 @@ private:
     QLabel* m_outputStatusLabel = nullptr;
     QLabel* m_chordLabel = nullptr;
     QList<QLabel*> m_drawerTitles;
+
+    std::unique_ptr<LTMusicLibraryPlaylistManager> m_libraryPlaylistManager;
+    LibraryTableModel* m_libraryModel = nullptr;
+    PlaylistTableModel* m_playlistModel = nullptr;
+    QTableView* m_musicLibraryTableView = nullptr;
+    QTableView* m_playlistTracksTableView = nullptr;
+    QComboBox* m_librarySourcePopupButton = nullptr;
+    QComboBox* m_playlistSelectorPopup = nullptr;
+    QLineEdit* m_librarySearchField = nullptr;
+    QLabel* m_libraryScanLabel = nullptr;
+    QSplitter* m_leftPanelSplitView = nullptr;
+    bool m_leftPanelTopRatioInitialized = false;
+    QAbstractButton* m_deletePlaylistButton = nullptr;
+    QAbstractButton* m_addSelectionButton = nullptr;
+    // A playlist row being opened in the background: it becomes current once the open succeeds.
+    QUrl m_pendingPlaylistURL;
+    QString m_pendingPlaylistItemUUID;
+    int64_t m_pendingPlaylistRow = NotFound;
+    bool m_pendingAutoplay = false;
+    bool m_pendingLibraryPlay = false;
+    QUrl m_pendingLibraryURL;
 };

@@ -421,18 +421,13 @@ void ViewController::setupLeftSidebarUI()
     m_leftPanelVisible = !stored.isValid() || ColorTheme::flagForKey(m_defaults, QStringLiteral("LeftMusicPanelVisible"), true);
     m_leftPanelExpandedWidth = clampedLeftPanelWidth(kLeftPanelWidth);
 
-    // Stands in for the library and playlist tables.
     m_leftSidebarView = new QWidget;
     m_leftSidebarView->setObjectName(QStringLiteral("leftSidebarView"));
     m_leftSidebarView->setAutoFillBackground(true);
     QPalette palette = m_leftSidebarView->palette();
     palette.setColor(QPalette::Window, m_colors.key);
     m_leftSidebarView->setPalette(palette);
-    auto* layout = new QVBoxLayout(m_leftSidebarView);
-    auto* caption = new QLabel(tr("Library & Playlist"), m_leftSidebarView);
-    caption->setAlignment(Qt::AlignCenter);
-    caption->setStyleSheet(QStringLiteral("color: #8a8a8a;"));
-    layout->addWidget(caption);
+    buildLeftSidebarContents(m_leftSidebarView);
     m_verticalSplitView->insertWidget(0, m_leftSidebarView);
     m_verticalSplitView->setCollapsible(0, true);
     m_verticalSplitView->setStretchFactor(0, 0);
@@ -505,6 +500,7 @@ void ViewController::persistLeftPanelState()
 {
     m_defaults.setObject(m_leftPanelVisible, QStringLiteral("LeftMusicPanelVisible"));
     m_defaults.setObject(m_leftPanelExpandedWidth, QStringLiteral("LeftMusicPanelWidth"));
+    persistLeftPanelTopRatio();
 }
 
 // --- The split view's rules ---

@@ -6,11 +6,15 @@
 #include "app/WavePane.h"
 #include "controls/WDButtonCell.h"
 #include "controls/WDSlider.h"
+#include "library/FileBookmark.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
+#include "library/MusicLibraryIndex.h"
 #include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
 #include "preferences/UserDefaults.h"
 
 #include <QLabel>
+#include <QStandardPaths>
 #include <QPushButton>
 
 namespace {
@@ -98,8 +102,17 @@ void ViewController::setLoopWhenSelection()
         m_player->playPause();
 }
 
-void ViewController::setMusicLibraryFolders(const QStringList&)
+void ViewController::setMusicLibraryFolders(const QStringList& folders)
 {
+    // The Music folder always, then the ones chosen in the preferences.
+    QStringList all{QStandardPaths::writableLocation(QStandardPaths::MusicLocation)};
+    for (const QString& folder : folders)
+        if (!all.contains(folder))
+            all << folder;
+    MusicLibraryIndex* library = m_libraryPlaylistManager->musicLibrary();
+    library->setFolders(all);
+    FileBookmark::setSearchFolders(all);
+    library->rescan();
 }
 
 void ViewController::setExtendedSpeedRange(bool extended)

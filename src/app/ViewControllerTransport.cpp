@@ -328,10 +328,3 @@ void ViewController::seekTo(double seconds)
     m_waveViewContainer->selectionChanged();
 }
 
-void ViewController::nextTrack(QObject*)
-{
-}
-
-void ViewController::previousTrack(QObject*)
-{
-}

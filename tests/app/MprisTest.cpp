@@ -2,6 +2,8 @@
 #include "WindowFixture.h"
 
 #include "app/MprisService.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
+#include "library/LTPlaylistStore.h"
 #include "controls/WDButtonCell.h"
 #include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
@@ -140,6 +142,23 @@ TEST_F(MprisTest, SetPositionSeeksTheCurrentTrackAndALoopsWrapIsASeek)
         vc->updateTime();
     }
     EXPECT_TRUE(waitFor([&] { return int(listener.seeks.size()) > before; }, 5000)) << "a Seeked at the wrap";
+}
+
+TEST_F(MprisTest, NextAndPreviousStepThroughThePlaylist)
+{
+    EXPECT_FALSE(property("CanGoNext").toBool()) << "an empty playlist";
+    const QStringList songs{makeTrack("one.wav"), makeTrack("two.wav")};
+    for (const QString& song : songs)
+        vc->libraryPlaylistManager()->selectedPlaylist()->items() << LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(song));
+    vc->reloadPlaylistUI();
+    EXPECT_TRUE(property("CanGoNext").toBool());
+    for (const auto& [method, row] : {std::pair{"Next", 0}, {"Next", 1}, {"Next", 0}, {"Previous", 1}}) {
+        SCOPED_TRACE(method);
+        player(method);
+        const int expected = row;
+        EXPECT_TRUE(waitFor([&] { return vc->currentTrackIndex() == expected && !vc->isOpening(); }));
+        EXPECT_EQ(window->windowTitle(), QFileInfo(songs[expected]).fileName());
+    }
 }
 
 #include "MprisTest.moc"

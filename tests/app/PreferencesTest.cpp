@@ -4,6 +4,9 @@
 #include "controls/WDButtonCell.h"
 #include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
+#include "library/LTMusicLibraryEntry.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
+#include "library/MusicLibraryIndex.h"
 #include "preferences/PreferencesController.h"
 #include "waveform/WaveView.h"
 
@@ -101,4 +104,22 @@ TEST_F(PreferencesTest, TheLoopSettingActsAtOnceOnASelectionAndTheSpeedRangeHold
     start();
     EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
     EXPECT_EQ(vc->speedSlider()->maxValue(), 1.4);
+}
+
+TEST_F(PreferencesTest, AFolderAddedToTheLibraryIsScannedAndItsSongsListed)
+{
+    const QString folder = dir.filePath("elsewhere");
+    makeTrack("elsewhere/Blue in Green.wav");
+    PreferencesController* prefs = open();
+    prefs->addMusicFolder(folder);
+    EXPECT_EQ(prefs->folderList()->count(), 1);
+    const auto listed = [&] {
+        for (const auto& entry : vc->libraryPlaylistManager()->musicFilteredEntries())
+            if (entry->displayName().contains("Blue in Green"))
+                return true;
+        return false;
+    };
+    EXPECT_TRUE(waitFor(listed, 20000));
+    start();
+    EXPECT_TRUE(waitFor(listed, 20000)) << "the folder is read again at the next start";
 }

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QAbstractTableModel>
+
+class LTMusicLibraryPlaylistManager;
+
+// The library's filtered songs as rows of title and artist; the manager keeps the data.
+class LibraryTableModel : public QAbstractTableModel {
+    Q_OBJECT
+public:
+    explicit LibraryTableModel(LTMusicLibraryPlaylistManager* manager, QObject* parent = nullptr);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    void reload();
+
+private:
+    LTMusicLibraryPlaylistManager* m_manager;
+};

@@ -1,0 +1,317 @@
+// The left panel driven as a user does: the library's songs after the scan, the search, playing
+// rows, the playlist dialogs, adding the open track and stepping through the playlist.
+#include "WindowFixture.h"
+
+#include "library/LTMusicLibraryPlaylistManager.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QComboBox>
+#include <QInputDialog>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStandardPaths>
+#include <QTableView>
+
+namespace {
+
+const QStringList kSongs{QStringLiteral("Bach Prelude"), QStringLiteral("Coltrane Naima"),
+                         QStringLiteral("Django Minor Swing")};
+
+QStringList files(const QStringList& songs)
+{
+    QStringList out;
+    for (const QString& song : songs)
+        out << song + QStringLiteral(".wav");
+    return out;
+}
+
+struct LeftPanel : WindowFixture {
+    QString music;
+
+    void SetUp() override
+    {
+        music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
+        QDir().mkpath(music);
+        for (const QString& song : kSongs)
+            ASSERT_TRUE(fixtures::writeWav(music + QLatin1Char('/') + song + QStringLiteral(".wav"),
+                                           fixtures::stereoSines(44100, 44100, 440.0, 0.25f)));
+        WindowFixture::SetUp();
+        ASSERT_TRUE(waitFor([&] { return rows(library()).size() == kSongs.size(); })) << rows(library()).join(", ").toStdString();
+    }
+
+    QTableView* library() const { return vc->musicLibraryTableView(); }
+    QTableView* playlist() const { return vc->playlistTracksTableView(); }
+
+    static QStringList rows(QTableView* table)
+    {
+        QStringList out;
+        for (int r = 0; r < table->model()->rowCount(); ++r)
+            out << table->model()->index(r, 0).data().toString();
+        return out;
+    }
+
+    QAbstractButton* button(const QString& name) const
+    {
+        for (QAbstractButton* b : vc->leftSidebarView()->findChildren<QAbstractButton*>())
+            if (b->accessibleName() == name)
+                return b;
+        ADD_FAILURE() << "no button " << name.toStdString();
+        return nullptr;
+    }
+
+    static void doubleClickRow(QTableView* table, int row)
+    {
+        const QRect cell = table->visualRect(table->model()->index(row, 0));
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, cell.center());
+        QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, cell.center());
+    }
+
+    template <class Dialog>
+    static Dialog* shownDialog()
+    {
+        Dialog* found = nullptr;
+        waitFor([&] {
+            found = qobject_cast<Dialog*>(QApplication::activeModalWidget());
+            return found && found->isVisible();
+        });
+        return found;
+    }
+
+    static void press(QWidget* dialog, const QString& text)
+    {
+        for (QPushButton* b : dialog->findChildren<QPushButton*>())
+            if (b->text() == text) {
+                QTest::mouseClick(b, Qt::LeftButton);
+                settle();
+                return;
+            }
+        ADD_FAILURE() << "no button " << text.toStdString();
+    }
+
+    // Names a playlist through the real dialog, pressing `ok` or Cancel.
+    void answerNameDialog(const QString& typed, const QString& pressed, const QString& expectedPrefill = {})
+    {
+        auto* dialog = shownDialog<QInputDialog>();
+        ASSERT_NE(dialog, nullptr);
+        auto* field = dialog->findChild<QLineEdit*>();
+        ASSERT_NE(field, nullptr);
+        EXPECT_EQ(field->text(), expectedPrefill);
+        field->selectAll();
+        QTest::keyClick(field, Qt::Key_Backspace);
+        QTest::keyClicks(field, typed);
+        press(dialog, pressed);
+        waitFor([] { return !QApplication::activeModalWidget(); });
+    }
+
+    QStringList playlistNames() const
+    {
+        QStringList out;
+        for (int i = 0; i < vc->playlistSelectorPopup()->count(); ++i)
+            out << vc->playlistSelectorPopup()->itemText(i);
+        return out;
+    }
+
+    QString title() const { return window->windowTitle(); }
+};
+
+TEST_F(LeftPanel, TheLibraryListsTheMusicFolderAndTheSearchNarrowsIt)
+{
+    EXPECT_EQ(library()->model()->headerData(0, Qt::Horizontal).toString(), QStringLiteral("Title"));
+    EXPECT_EQ(library()->model()->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Artist"));
+    QStringList shown = rows(library());
+    shown.sort();
+    EXPECT_EQ(shown, kSongs);
+
+    const struct {
+        const char* typed;
+        QStringList expected;
+    } cases[] = {
+        {"naima", {QStringLiteral("Coltrane Naima")}},
+        {"PRELUDE", {QStringLiteral("Bach Prelude")}},
+        {"nothing like this", {}},
+        {"", kSongs},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.typed);
+        vc->librarySearchField()->selectAll();
+        QTest::keyClick(vc->librarySearchField(), Qt::Key_Backspace);
+        QTest::keyClicks(vc->librarySearchField(), QString::fromUtf8(c.typed));
+        settle();
+        QStringList got = rows(library());
+        got.sort();
+        EXPECT_EQ(got, c.expected);
+    }
+    EXPECT_TRUE(vc->libraryScanLabel()->isHidden()) << "the scan is over";
+}
+
+TEST_F(LeftPanel, DoubleClickingALibraryRowOpensThatSong)
+{
+    for (const QString& song : {kSongs[2], kSongs[0]}) {
+        const int row = int(rows(library()).indexOf(song));
+        ASSERT_GE(row, 0);
+        doubleClickRow(library(), row);
+        EXPECT_TRUE(waitFor([&] { return title() == song + QStringLiteral(".wav"); })) << title().toStdString();
+        EXPECT_EQ(vc->currentTrackIndex(), ViewController::NotFound);
+    }
+}
+
+TEST_F(LeftPanel, PlaylistsAreMadeRenamedAndDeletedThroughTheirDialogs)
+{
+    const QStringList start = playlistNames();
+    ASSERT_EQ(start.size(), 1);
+
+    const struct {
+        const char* what;
+        const char* typed;
+        const char* pressed;
+        QStringList expected;
+    } creating[] = {
+        {"named", "  Scales  ", "Create", start + QStringList{QStringLiteral("Scales")}},
+        {"blank gets the plain name", "   ", "Create", start + QStringList{QStringLiteral("Scales"), QStringLiteral("Playlist")}},
+        {"cancelled", "Never", "Cancel", start + QStringList{QStringLiteral("Scales"), QStringLiteral("Playlist")}},
+    };
+    for (const auto& c : creating) {
+        SCOPED_TRACE(c.what);
+        QTest::mouseClick(button(QStringLiteral("Create new playlist")), Qt::LeftButton);
+        answerNameDialog(QString::fromUtf8(c.typed), QString::fromUtf8(c.pressed));
+        EXPECT_EQ(playlistNames(), c.expected);
+    }
+    EXPECT_EQ(vc->playlistSelectorPopup()->currentText(), QStringLiteral("Playlist")) << "the new one is selected";
+
+    const struct {
+        const char* what;
+        const char* typed;
+        const char* expectedName;
+    } renaming[] = {
+        {"renamed", "Etudes", "Etudes"},
+        {"blank keeps the name", "  ", "Etudes"},
+    };
+    for (const auto& c : renaming) {
+        SCOPED_TRACE(c.what);
+        const QString before = vc->playlistSelectorPopup()->currentText();
+        QTest::mouseClick(button(QStringLiteral("Rename current playlist")), Qt::LeftButton);
+        answerNameDialog(QString::fromUtf8(c.typed), QStringLiteral("Rename"), before);
+        EXPECT_EQ(vc->playlistSelectorPopup()->currentText(), QString::fromUtf8(c.expectedName));
+    }
+
+    // Cancel keeps it, Delete removes it; the last one can't go.
+    QTest::mouseClick(button(QStringLiteral("Delete current playlist")), Qt::LeftButton);
+    auto* alert = shownDialog<QMessageBox>();
+    ASSERT_NE(alert, nullptr);
+    EXPECT_EQ(alert->text(), QStringLiteral("Delete Playlist"));
+    EXPECT_EQ(alert->informativeText(), QStringLiteral("Are you sure you want to delete \"Etudes\"?"));
+    press(alert, QStringLiteral("Cancel"));
+    EXPECT_TRUE(playlistNames().contains(QStringLiteral("Etudes")));
+    for (int left = int(playlistNames().size()); left > 1; --left) {
+        QTest::mouseClick(button(QStringLiteral("Delete current playlist")), Qt::LeftButton);
+        auto* next = shownDialog<QMessageBox>();
+        ASSERT_NE(next, nullptr);
+        press(next, QStringLiteral("Delete"));
+        waitFor([] { return !QApplication::activeModalWidget(); });
+        EXPECT_EQ(playlistNames().size(), left - 1);
+    }
+    EXPECT_FALSE(button(QStringLiteral("Delete current playlist"))->isEnabled());
+}
+
+TEST_F(LeftPanel, TheOpenTrackGoesIntoThePlaylistAndNextAndPreviousWrapRound)
+{
+    for (const QString& song : kSongs) {
+        const int row = int(rows(library()).indexOf(song));
+        doubleClickRow(library(), row);
+        ASSERT_TRUE(waitFor([&] { return title() == song + QStringLiteral(".wav"); }));
+        QTest::mouseClick(button(QStringLiteral("Add current file to playlist")), Qt::LeftButton);
+        settle();
+    }
+    // Adding the same file again changes nothing.
+    QTest::mouseClick(button(QStringLiteral("Add current file to playlist")), Qt::LeftButton);
+    // A file added by itself is titled by its file name.
+    EXPECT_EQ(rows(playlist()), files(kSongs));
+
+    QAction* next = window->findChild<QAction*>(QStringLiteral("nextTrack"));
+    QAction* previous = window->findChild<QAction*>(QStringLiteral("previousTrack"));
+    ASSERT_TRUE(next && previous);
+    const struct {
+        QAction* item;
+        int expectedRow;
+    } steps[] = {{next, 0}, {next, 1}, {next, 2}, {next, 0}, {previous, 2}, {previous, 1}, {previous, 0}, {previous, 2}};
+    for (const auto& s : steps) {
+        SCOPED_TRACE(s.item->text().toStdString() + " to " + std::to_string(s.expectedRow));
+        s.item->trigger();
+        EXPECT_TRUE(waitFor([&] { return vc->currentTrackIndex() == s.expectedRow; })) << vc->currentTrackIndex();
+        EXPECT_EQ(title(), kSongs[s.expectedRow] + QStringLiteral(".wav"));
+    }
+
+    // Double-clicking a playlist row plays it, and removing it forgets it as the current one.
+    doubleClickRow(playlist(), 1);
+    ASSERT_TRUE(waitFor([&] { return vc->currentTrackIndex() == 1; }));
+    playlist()->selectRow(1);
+    QTest::mouseClick(button(QStringLiteral("Remove selected track from playlist")), Qt::LeftButton);
+    EXPECT_EQ(rows(playlist()), files({kSongs[0], kSongs[2]}));
+    EXPECT_EQ(vc->currentTrackIndex(), ViewController::NotFound);
+}
+
+TEST_F(LeftPanel, ARowWhoseFileIsGoneShowsWhyInTheDisabledColour)
+{
+    const int row = int(rows(library()).indexOf(kSongs[1]));
+    doubleClickRow(library(), row);
+    ASSERT_TRUE(waitFor([&] { return title() == kSongs[1] + QStringLiteral(".wav"); }));
+    QTest::mouseClick(button(QStringLiteral("Add current file to playlist")), Qt::LeftButton);
+    ASSERT_TRUE(QFile::remove(music + QLatin1Char('/') + kSongs[1] + QStringLiteral(".wav")));
+    doubleClickRow(library(), int(rows(library()).indexOf(kSongs[0])));
+    ASSERT_TRUE(waitFor([&] { return title() == kSongs[0] + QStringLiteral(".wav"); }));
+    const QModelIndex gone = playlist()->model()->index(0, 0);
+    EXPECT_EQ(gone.data().toString(), kSongs[1] + QStringLiteral(".wav (Missing local file)"));
+    EXPECT_EQ(gone.data(Qt::ForegroundRole).value<QColor>(), QApplication::palette().color(QPalette::Disabled, QPalette::Text));
+}
+
+TEST_F(LeftPanel, SelectedLibrarySongsGoIntoThePlaylistOnceAndAreThereAtTheNextLaunch)
+{
+    const struct {
+        QString song;
+        QStringList expected;
+    } cases[] = {
+        {kSongs[2], {kSongs[2]}},
+        {kSongs[0], {kSongs[2], kSongs[0]}},
+        {kSongs[2], {kSongs[2], kSongs[0]}}, // already there
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.song.toStdString());
+        const QRect cell = library()->visualRect(library()->model()->index(int(rows(library()).indexOf(c.song)), 0));
+        QTest::mouseClick(library()->viewport(), Qt::LeftButton, {}, cell.center());
+        QTest::mouseClick(button(QStringLiteral("Add selected tracks to playlist")), Qt::LeftButton);
+        EXPECT_EQ(rows(playlist()), c.expected);
+    }
+    start();
+    EXPECT_EQ(rows(playlist()), (QStringList{kSongs[2], kSongs[0]}));
+}
+
+TEST_F(LeftPanel, TheDividerBetweenTheTablesComesBackFromItsStoredShare)
+{
+    const struct {
+        QVariant stored;
+        double expected;
+    } cases[] = {
+        {QVariant(), 0.66}, {0.5, 0.66}, {0.9, 0.8}, {0.1, 0.2}, {0.35, 0.35},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.stored.toString().toStdString());
+        if (c.stored.isValid())
+            defaults->setObject(c.stored, QStringLiteral("LeftMusicPanelTopRatio"));
+        else
+            defaults->removeObjectForKey(QStringLiteral("LeftMusicPanelTopRatio"));
+        defaults->synchronize();
+        // Tall enough that neither table's least height stands in the way.
+        start(1200, 1600);
+        ASSERT_TRUE(waitFor([&] { return vc->leftPanelSplitView()->height() > 0 && vc->leftPanelSplitView()->sizes().value(0) > 0; }));
+        settle();
+        const double height = vc->leftPanelSplitView()->height();
+        const QWidget* topPane = vc->leftPanelSplitView()->widget(0);
+        EXPECT_NEAR(topPane->height() / height, c.expected, 0.01);
+        EXPECT_NEAR(defaults->objectForKey(QStringLiteral("LeftMusicPanelTopRatio")).toDouble(), c.expected, 0.01);
+    }
+}
+
+} // namespace
