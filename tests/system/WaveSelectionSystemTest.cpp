@@ -188,7 +188,8 @@ TEST_F(WaveOnScreen, SpacePlaysAndPausesAndADraggedSelectionPlaysAsALoop)
     // No selection: Space plays from the start, and Space again stops the sound.
     const std::vector<float> played = heardWhile([&] {
         press(QStringLiteral("space"));
-        QThread::msleep(1500);
+        // Long enough for a first stream on a loaded machine, which the sound server may hold back a while.
+        QThread::msleep(3000);
         press(QStringLiteral("space"));
     }, 1.5);
     const auto span = soundingSpan(played);
