@@ -1,5 +1,6 @@
 #include "app/LibraryTableModel.h"
 
+#include "app/TrackDrag.h"
 #include "library/LTMusicLibraryPlaylistManager.h"
 
 #include <QApplication>
@@ -63,11 +64,26 @@ Qt::ItemFlags LibraryTableModel::flags(const QModelIndex& index) const
     // A song that can't be played can't be picked either; its reason stays readable.
     if (!entries[index.row()]->isAvailable())
         return Qt::ItemIsEnabled;
-    return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled;
 }
 
 void LibraryTableModel::reload()
 {
     beginResetModel();
     endResetModel();
+}
+
+QStringList LibraryTableModel::mimeTypes() const
+{
+    return {TrackDrag::kLibraryEntryType, TrackDrag::kUriListType, TrackDrag::kPlainTextType};
+}
+
+QMimeData* LibraryTableModel::mimeData(const QModelIndexList& indexes) const
+{
+    const auto& entries = m_manager->musicFilteredEntries();
+    if (indexes.isEmpty() || !indexes.first().isValid() || indexes.first().row() >= entries.size())
+        return nullptr;
+    const LTMusicLibraryEntryPtr entry = entries[indexes.first().row()];
+    const QUrl url = m_manager->resolveLocationForMusicEntry(entry, false);
+    return TrackDrag::librarySong(entry->persistentID(), url.isEmpty() ? QString() : url.toString());
 }

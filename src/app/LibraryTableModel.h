@@ -17,6 +17,12 @@ public:
     Qt::ItemFlags flags(const QModelIndex& index) const override;
     void reload();
 
+    // A song leaves as its library ID and, when it has one, its file, so that the playlist, the
+    // wave and other applications can each take it.
+    QStringList mimeTypes() const override;
+    QMimeData* mimeData(const QModelIndexList& indexes) const override;
+    Qt::DropActions supportedDragActions() const override { return Qt::CopyAction; }
+
 private:
     LTMusicLibraryPlaylistManager* m_manager;
 };

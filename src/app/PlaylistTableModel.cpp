@@ -1,9 +1,13 @@
 #include "app/PlaylistTableModel.h"
 
+#include "app/TrackDrag.h"
 #include "library/LTMusicLibraryPlaylistManager.h"
 
 #include <QApplication>
+#include <QMimeData>
 #include <QPalette>
+
+#include <set>
 
 PlaylistTableModel::PlaylistTableModel(LTMusicLibraryPlaylistManager* manager, QObject* parent)
     : QAbstractTableModel(parent), m_manager(manager)
@@ -60,4 +64,45 @@ void PlaylistTableModel::reload()
 {
     beginResetModel();
     endResetModel();
+}
+
+Qt::ItemFlags PlaylistTableModel::flags(const QModelIndex& index) const
+{
+    // Only the table itself takes drops, so a row is never dropped on, only between.
+    if (!index.isValid())
+        return Qt::ItemIsDropEnabled;
+    return QAbstractTableModel::flags(index) | Qt::ItemIsDragEnabled;
+}
+
+QStringList PlaylistTableModel::mimeTypes() const
+{
+    return {TrackDrag::kPlaylistItemType, TrackDrag::kLibraryEntryType, TrackDrag::kUriListType};
+}
+
+QMimeData* PlaylistTableModel::mimeData(const QModelIndexList& indexes) const
+{
+    const LTPlaylistPtr playlist = m_manager->selectedPlaylist();
+    if (!playlist)
+        return nullptr;
+    std::set<int> rows;
+    for (const QModelIndex& index : indexes)
+        if (index.isValid() && index.row() < playlist->items().size())
+            rows.insert(index.row());
+    QStringList uuids;
+    for (const int row : rows)
+        if (!playlist->items()[row]->uuid().isEmpty())
+            uuids.append(playlist->items()[row]->uuid());
+    return uuids.isEmpty() ? nullptr : TrackDrag::playlistRows(uuids, const_cast<PlaylistTableModel*>(this));
+}
+
+bool PlaylistTableModel::canDropMimeData(const QMimeData* data, Qt::DropAction action, int, int,
+                                         const QModelIndex& parent) const
+{
+    return !parent.isValid() && validateDrop && validateDrop(data, action == Qt::MoveAction) != Qt::IgnoreAction;
+}
+
+bool PlaylistTableModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int,
+                                      const QModelIndex& parent)
+{
+    return !parent.isValid() && acceptDrop && acceptDrop(data, row, action == Qt::MoveAction);
 }

@@ -27,6 +27,7 @@ class QComboBox;
 class QKeyEvent;
 class QLabel;
 class QLineEdit;
+class QMimeData;
 class QTableView;
 class QSplitter;
 class LibraryTableModel;
@@ -293,6 +294,11 @@ private:
     void moveLeftDivider(double position);
     void buildLeftSidebarContents(QWidget* panel);
     void playlistOpenDidEnd(const QUrl& url, bool loaded);
+    // ViewControllerDragDrop.cpp
+    Qt::DropAction validatePlaylistDrop(const QMimeData* data, bool fromPlaylist);
+    bool acceptPlaylistDrop(const QMimeData* data, int row, bool fromPlaylist);
+    bool movePlaylistRows(const QStringList& uuids, int row);
+    bool insertDroppedTracks(const QMimeData* data, int row);
     // ViewControllerTransport.cpp
     void connectControls();
     void styleControls();

@@ -472,6 +472,12 @@ void ViewController::setLeftMusicPanelVisible(bool visible, bool persist)
         if (visible) {
             m_leftPanelExpandedWidth = clampedLeftPanelWidth(m_leftPanelExpandedWidth);
             moveLeftDivider(m_leftPanelExpandedWidth);
+            // A panel opened from closed had no height to share until this layout.
+            QPointer<ViewController> self(this);
+            MainQueue::post([self] {
+                if (self)
+                    self->restoreLeftPanelTopSplitRatio();
+            });
         } else {
             moveLeftDivider(0.0);
             m_leftSidebarView->hide();

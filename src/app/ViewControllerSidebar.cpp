@@ -4,6 +4,7 @@
 
 #include "app/LibraryTableModel.h"
 #include "app/PlaylistTableModel.h"
+#include "app/PlaylistTableView.h"
 #include "audio/AudioEngine.h"
 #include "controls/SymbolIcons.h"
 #include "library/LTMusicLibraryPlaylistManager.h"
@@ -30,13 +31,11 @@
 
 namespace {
 
-QTableView* makeTrackTable(QAbstractItemModel* model, const QString& accessibleName, QWidget* parent)
+QTableView* makeTrackTable(QTableView* table, QAbstractItemModel* model, const QString& accessibleName)
 {
-    auto* table = new QTableView(parent);
     table->setModel(model);
     table->setAccessibleName(accessibleName);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table->setSelectionMode(QAbstractItemView::SingleSelection);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setShowGrid(false);
     table->setWordWrap(false);
@@ -139,7 +138,11 @@ void ViewController::buildLeftSidebarContents(QWidget* panel)
     m_librarySearchField->setPlaceholderText(tr("Search"));
     m_librarySearchField->setClearButtonEnabled(true);
     topLayout->addWidget(m_librarySearchField);
-    m_musicLibraryTableView = makeTrackTable(m_libraryModel, QStringLiteral("Music library tracks"), top);
+    m_musicLibraryTableView = makeTrackTable(new QTableView(top), m_libraryModel, QStringLiteral("Music library tracks"));
+    m_musicLibraryTableView->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_musicLibraryTableView->setDragEnabled(true);
+    m_musicLibraryTableView->setDragDropMode(QAbstractItemView::DragOnly);
+    m_musicLibraryTableView->setDefaultDropAction(Qt::CopyAction);
     m_musicLibraryTableView->setMinimumHeight(160);
     topLayout->addWidget(m_musicLibraryTableView, 1);
     m_libraryScanLabel = new QLabel(top);
@@ -189,7 +192,14 @@ void ViewController::buildLeftSidebarContents(QWidget* panel)
                                        QStringLiteral("Add currently open file to playlist"), bottom);
     row->addWidget(addCurrent);
     bottomLayout->addLayout(row);
-    m_playlistTracksTableView = makeTrackTable(m_playlistModel, QStringLiteral("Playlist tracks"), bottom);
+    m_playlistTracksTableView =
+        makeTrackTable(new PlaylistTableView(bottom), m_playlistModel, QStringLiteral("Playlist tracks"));
+    m_playlistModel->validateDrop = [this](const QMimeData* data, bool fromPlaylist) {
+        return validatePlaylistDrop(data, fromPlaylist);
+    };
+    m_playlistModel->acceptDrop = [this](const QMimeData* data, int row, bool fromPlaylist) {
+        return acceptPlaylistDrop(data, row, fromPlaylist);
+    };
     m_playlistTracksTableView->setMinimumHeight(120);
     bottomLayout->addWidget(m_playlistTracksTableView, 1);
 

@@ -451,10 +451,20 @@ bool WaveView::event(QEvent* event)
 
 // --- Dropping a file ---
 
+namespace {
+
+// Opening a file only reads it: never a move, which would let a file manager delete it.
+Qt::DropAction openingAction(const QDropEvent* event)
+{
+    return event->possibleActions() & Qt::LinkAction ? Qt::LinkAction : Qt::CopyAction;
+}
+
+} // namespace
+
 void WaveView::dragEnterEvent(QDragEnterEvent* event)
 {
-    if (event->mimeData()->hasUrls()) {
-        event->setDropAction(Qt::LinkAction);
+    if (event->mimeData()->hasUrls() && event->possibleActions() & (Qt::LinkAction | Qt::CopyAction)) {
+        event->setDropAction(openingAction(event));
         event->accept();
     } else {
         event->ignore();
@@ -467,7 +477,7 @@ void WaveView::dropEvent(QDropEvent* event)
     const QString suffix = QFileInfo(url.path()).suffix();
     const bool allowed = !suffix.isEmpty() && AudioEngine::allowedFileTypes().contains(suffix, Qt::CaseInsensitive);
     if (allowed && m_container && m_container->loadAudioFromURL(url)) {
-        event->setDropAction(Qt::LinkAction);
+        event->setDropAction(openingAction(event));
         event->accept();
     } else {
         event->ignore();

@@ -3,10 +3,14 @@
 #include "WindowFixture.h"
 
 #include "library/LTMusicLibraryPlaylistManager.h"
+#include "waveform/WaveScrollView.h"
+#include "waveform/WaveView.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QDropEvent>
+#include <QMimeData>
 #include <QInputDialog>
 #include <QLabel>
 #include <QMessageBox>
@@ -312,6 +316,178 @@ TEST_F(LeftPanel, TheDividerBetweenTheTablesComesBackFromItsStoredShare)
         EXPECT_NEAR(topPane->height() / height, c.expected, 0.01);
         EXPECT_NEAR(defaults->objectForKey(QStringLiteral("LeftMusicPanelTopRatio")).toDouble(), c.expected, 0.01);
     }
+}
+
+// Tracks dragged into the playlist arrive as Qt delivers a drag: enter, move, drop, over the real
+// table, with the data its source table makes.
+struct PlaylistDrops : LeftPanel {
+    QString path(const QString& song) const { return music + QLatin1Char('/') + song + QStringLiteral(".wav"); }
+
+    // Songs beyond the library's, for playlists longer than it.
+    QStringList extraSongs(int count)
+    {
+        QStringList songs;
+        for (int i = 0; i < count; ++i) {
+            songs << QStringLiteral("Extra %1").arg(i);
+            EXPECT_TRUE(fixtures::writeWav(path(songs.last()), fixtures::stereoSines(44100, 22050, 330.0, 0.25f)));
+        }
+        return songs;
+    }
+
+    static QMimeData* filesDrag(const QStringList& paths)
+    {
+        auto* data = new QMimeData;
+        QList<QUrl> urls;
+        for (const QString& p : paths)
+            urls << QUrl::fromLocalFile(p);
+        data->setUrls(urls);
+        return data;
+    }
+
+    QMimeData* playlistRowsDrag(const QList<int>& picked) const
+    {
+        playlist()->clearSelection();
+        for (const int row : picked)
+            playlist()->selectionModel()->select(playlist()->model()->index(row, 0),
+                                                 QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        return playlist()->model()->mimeData(playlist()->selectionModel()->selectedIndexes());
+    }
+
+    // Drops over the gap above `row` (below the last row for the count) and gives the action the
+    // source learns, or IgnoreAction when the table refused.
+    Qt::DropAction dropOnPlaylist(QMimeData* data, int row, Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction)
+    {
+        const int count = playlist()->model()->rowCount();
+        const QRect cell = playlist()->visualRect(playlist()->model()->index(std::min(row, count - 1), 0));
+        const QPoint at = count == 0 ? QPoint(20, 4) : row < count ? QPoint(cell.center().x(), cell.top() + 1)
+                                                                   : QPoint(cell.center().x(), cell.bottom() - 1);
+        QDragEnterEvent enter(at, offered, data, Qt::LeftButton, {});
+        QApplication::sendEvent(playlist()->viewport(), &enter);
+        QDragMoveEvent move(at, offered, data, Qt::LeftButton, {});
+        QApplication::sendEvent(playlist()->viewport(), &move);
+        QDropEvent drop(QPointF(at), offered, data, Qt::LeftButton, {});
+        QApplication::sendEvent(playlist()->viewport(), &drop);
+        delete data;
+        settle();
+        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+    }
+
+    // An empty playlist filled by one drop of the songs' files, with `current` played.
+    void fillPlaylist(const QStringList& songs, int current)
+    {
+        vc->libraryPlaylistManager()->selectedPlaylist()->items().clear();
+        vc->reloadPlaylistUI();
+        QStringList paths;
+        for (const QString& song : songs)
+            paths << path(song);
+        ASSERT_EQ(dropOnPlaylist(filesDrag(paths), 0), Qt::CopyAction);
+        doubleClickRow(playlist(), current);
+        ASSERT_TRUE(waitFor([&] { return vc->currentTrackIndex() == current; }));
+    }
+
+    QList<int> selectedRows() const
+    {
+        QList<int> out;
+        for (const QModelIndex& index : playlist()->selectionModel()->selectedRows())
+            out << index.row();
+        std::sort(out.begin(), out.end());
+        return out;
+    }
+};
+
+TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack)
+{
+    const QStringList songs = QStringList(kSongs) << extraSongs(1);
+    const struct {
+        QList<int> dragged;
+        int dropRow;
+        int current;
+        QList<int> order;
+        QList<int> selected;
+        int currentAfter;
+    } cases[] = {
+        {{0, 2}, 4, 1, {1, 3, 0, 2}, {2, 3}, 0},
+        {{2, 0}, 4, 2, {1, 3, 0, 2}, {2, 3}, 3}, // picked in another order
+        {{3}, 0, 0, {3, 0, 1, 2}, {0}, 1},
+        {{1}, 1, 1, {0, 1, 2, 3}, {1}, 1}, // onto its own place
+        {{1}, 2, 3, {0, 1, 2, 3}, {1}, 3}, // just below its own place
+        {{0, 1}, 3, 0, {2, 0, 1, 3}, {1, 2}, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "rows " << c.dragged.first() << "… to " << c.dropRow);
+        fillPlaylist(songs, c.current);
+        EXPECT_EQ(dropOnPlaylist(playlistRowsDrag(c.dragged), c.dropRow), Qt::MoveAction);
+        QStringList expected;
+        for (const int i : c.order)
+            expected << songs[i] + QStringLiteral(".wav");
+        EXPECT_EQ(rows(playlist()), expected);
+        EXPECT_EQ(selectedRows(), c.selected);
+        EXPECT_EQ(vc->currentTrackIndex(), c.currentAfter);
+    }
+    // The order is what the next launch finds.
+    start();
+    EXPECT_EQ(rows(playlist()).first(), songs[2] + QStringLiteral(".wav"));
+}
+
+TEST_F(PlaylistDrops, FilesFromTheDesktopAreInsertedInOrderAsCopiesOnlyOnce)
+{
+    const QStringList extra = extraSongs(3);
+    fillPlaylist(kSongs, 2);
+    // A plain path under the URL type is taken as a file, as some desktops send it.
+    auto* data = new QMimeData;
+    data->setData(QStringLiteral("text/uri-list"), (QUrl::fromLocalFile(path(extra[0])).toString() + QStringLiteral("\r\n")
+                                                    + path(extra[1]) + QStringLiteral("\r\n# a comment\r\n")
+                                                    + QUrl::fromLocalFile(path(extra[2])).toString())
+                                                       .toUtf8());
+    // A file manager offering a move still only gives a copy: its file stays where it is.
+    EXPECT_EQ(dropOnPlaylist(data, 1), Qt::CopyAction);
+    const QStringList expected{kSongs[0] + ".wav", extra[0] + ".wav", extra[1] + ".wav", extra[2] + ".wav",
+                               kSongs[1] + ".wav", kSongs[2] + ".wav"};
+    EXPECT_EQ(rows(playlist()), expected);
+    EXPECT_EQ(vc->currentTrackIndex(), 5);
+    EXPECT_TRUE(QFile::exists(path(extra[0])));
+
+    const struct {
+        const char* what;
+        QList<QUrl> urls;
+    } refused[] = {
+        {"files already there", {QUrl::fromLocalFile(path(extra[1])), QUrl::fromLocalFile(path(kSongs[0]))}},
+        {"a web address", {QUrl(QStringLiteral("https://example.org/a.mp3"))}},
+    };
+    for (const auto& r : refused) {
+        SCOPED_TRACE(r.what);
+        auto* drag = new QMimeData;
+        drag->setUrls(r.urls);
+        EXPECT_EQ(dropOnPlaylist(drag, 0), Qt::IgnoreAction);
+        EXPECT_EQ(rows(playlist()), expected);
+    }
+}
+
+TEST_F(PlaylistDrops, ALibrarySongGoesIntoThePlaylistOnceAndOntoTheWaveAsItsFile)
+{
+    fillPlaylist({kSongs[0]}, 0);
+    const auto songDrag = [&](const QString& song) {
+        const QModelIndex row = library()->model()->index(int(rows(library()).indexOf(song)), 0);
+        return library()->model()->mimeData({row});
+    };
+    EXPECT_EQ(dropOnPlaylist(songDrag(kSongs[2]), 0), Qt::CopyAction);
+    EXPECT_EQ(rows(playlist()), (QStringList{kSongs[2], kSongs[0] + ".wav"}));
+    EXPECT_EQ(vc->currentTrackIndex(), 1);
+    EXPECT_EQ(dropOnPlaylist(songDrag(kSongs[2]), 2), Qt::IgnoreAction);
+    EXPECT_EQ(rows(playlist()).size(), 2);
+
+    // Other applications and the wave see the song as its file.
+    std::unique_ptr<QMimeData> outward(songDrag(kSongs[1]));
+    ASSERT_EQ(outward->urls().size(), 1);
+    EXPECT_EQ(outward->urls().first(), QUrl::fromLocalFile(path(kSongs[1])));
+    auto* wave = window->findChild<WaveView*>();
+    ASSERT_NE(wave, nullptr);
+    QDragEnterEvent enter(wave->rect().center(), Qt::CopyAction, outward.get(), Qt::LeftButton, {});
+    QApplication::sendEvent(wave, &enter);
+    QDropEvent drop(QPointF(wave->rect().center()), Qt::CopyAction, outward.get(), Qt::LeftButton, {});
+    QApplication::sendEvent(wave, &drop);
+    EXPECT_EQ(drop.dropAction(), Qt::CopyAction);
+    EXPECT_TRUE(waitFor([&] { return title() == kSongs[1] + QStringLiteral(".wav"); })) << title().toStdString();
 }
 
 } // namespace

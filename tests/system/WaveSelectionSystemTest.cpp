@@ -204,7 +204,8 @@ TEST_F(WaveOnScreen, SpacePlaysAndPausesAndADraggedSelectionPlaysAsALoop)
     // would sound, so the same tone four seconds on means the selection went round.
     dragMouse(waveAt(0.55), waveAt(0.70));
     QThread::msleep(300);
-    const std::vector<float> looped = heardWhile([&] { press(QStringLiteral("space")); }, 5.0);
+    // Time to spare for a sound server that is slow to start the stream again.
+    const std::vector<float> looped = heardWhile([&] { press(QStringLiteral("space")); }, 8.0);
     press(QStringLiteral("space"));
     const auto loopSpan = soundingSpan(looped);
     ASSERT_TRUE(loopSpan) << "Space plays the selection";
