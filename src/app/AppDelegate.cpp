@@ -7,6 +7,7 @@
 #include "app/ViewController.h"
 #include "audio/AudioEngine.h"
 #include "library/FileBookmark.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
 #include "loops/LoopMarker.h"
 #include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
@@ -98,6 +99,11 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     file->addAction(tr("&Open…"), QKeySequence::Open, this, &AppDelegate::openDocument);
     m_openRecentMenu = file->addMenu(tr("Open &Recent"));
     rebuildOpenRecentMenu();
+    file->addSeparator();
+    QAction* rescan = file->addAction(tr("Rescan Music Library"), vc, [vc] {
+        vc->libraryPlaylistManager()->musicLibrary()->rescan();
+    });
+    rescan->setObjectName(QStringLiteral("rescanMusicLibrary"));
     file->addSeparator();
     file->addAction(tr("&Close Window"), QKeySequence::Close, this, [this] {
         if (m_window)

@@ -208,6 +208,7 @@ bool sameTrack(const Row& a, const Tags& tags, qint64 size)
 } // namespace
 
 struct MusicLibraryIndex::Snapshot {
+    QStringList watchedFolders; // the roots and every folder holding a listed file
     QList<MusicLibraryTrackPtr> tracks;
     QList<MusicLibraryPlaylistPtr> playlists;
     QHash<quint64, MusicLibraryTrackPtr> byID;
@@ -257,6 +258,11 @@ MusicLibraryIndex::MusicLibraryIndex(QStringList folders, QString databasePath, 
     : QObject(parent), m_folders(std::move(folders)), m_databasePath(std::move(databasePath))
 {
     qRegisterMetaType<MusicLibraryScanReport>();
+    // A burst of changes (a folder copied in) becomes one rescan once it settles.
+    m_changeSettle.setSingleShot(true);
+    m_changeSettle.setInterval(kChangeSettleMs);
+    connect(&m_changeSettle, &QTimer::timeout, this, &MusicLibraryIndex::rescan);
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, [this] { m_changeSettle.start(); });
     if (m_folders.isEmpty())
         m_folders << QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
     if (m_databasePath.isEmpty())
@@ -326,6 +332,25 @@ void MusicLibraryIndex::startScan()
     });
 }
 
+void MusicLibraryIndex::watchFolders(const QStringList& folders)
+{
+    const QStringList old = m_watcher.directories();
+    QStringList gone, added;
+    for (const QString& folder : old)
+        if (!folders.contains(folder))
+            gone << folder;
+    for (const QString& folder : folders)
+        if (!old.contains(folder))
+            added << folder;
+    if (!gone.isEmpty())
+        m_watcher.removePaths(gone);
+    // Past the system's limit of watches, the Rescan command still finds what changed.
+    if (!added.isEmpty() && !m_watcher.addPaths(added).isEmpty() && !m_watchLimitLogged) {
+        m_watchLimitLogged = true;
+        Log::line(QStringLiteral("Music library: not every folder can be watched for changes; use Rescan Music Library"));
+    }
+}
+
 void MusicLibraryIndex::adopt(const std::shared_ptr<Snapshot>& snapshot)
 {
     m_scanning = false;
@@ -334,6 +359,7 @@ void MusicLibraryIndex::adopt(const std::shared_ptr<Snapshot>& snapshot)
         m_playlists = snapshot->playlists;
         m_byID = snapshot->byID;
         m_lastReport = snapshot->report;
+        watchFolders(snapshot->watchedFolders);
         emit libraryChanged();
     }
     emit scanFinished(m_lastReport);
@@ -357,6 +383,13 @@ std::shared_ptr<MusicLibraryIndex::Snapshot> scanFolders(const QStringList& fold
         if (QFileInfo(folder).isDir())
             listFolder(folder, audio, playlistFiles, seen, cancel);
     report.filesSeen = int(audio.size());
+    QSet<QString> watched;
+    for (const QString& folder : folders)
+        if (QFileInfo(folder).isDir())
+            watched.insert(QDir::cleanPath(QFileInfo(folder).absoluteFilePath()));
+    for (const FoundFile& file : audio + playlistFiles)
+        watched.insert(QFileInfo(file.path).path());
+    snapshot->watchedFolders = QStringList(watched.begin(), watched.end());
 
     // Without a database the scan still lists the files, with new IDs each time.
     Database db;

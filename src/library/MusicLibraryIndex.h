@@ -1,11 +1,13 @@
 #pragma once
 
+#include <QFileSystemWatcher>
 #include <QFuture>
 #include <QHash>
 #include <QList>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QUrl>
 
 #include <atomic>
@@ -50,7 +52,8 @@ Q_DECLARE_METATYPE(MusicLibraryScanReport)
 // The Music folder and further folders, indexed with TagLib into SQLite. Scans run on a pool
 // thread with their own database connection; this object (GUI thread) only swaps in the finished
 // snapshot, so reading it never waits for the disk. A later scan reads the tags only of files
-// whose size or modification time changed.
+// whose size or modification time changed. The scanned folders are watched: a change in them
+// brings a rescan a moment later.
 class MusicLibraryIndex : public QObject {
     Q_OBJECT
 public:
@@ -89,6 +92,9 @@ public:
 private:
     void startScan();
     void adopt(const std::shared_ptr<Snapshot>& snapshot);
+    void watchFolders(const QStringList& folders);
+
+    static constexpr int kChangeSettleMs = 1000;
 
     QStringList m_folders;
     QString m_databasePath;
@@ -100,4 +106,7 @@ private:
     bool m_rescanQueued = false;
     std::shared_ptr<std::atomic<bool>> m_cancel;
     QFuture<void> m_scan;
+    QFileSystemWatcher m_watcher;
+    QTimer m_changeSettle;
+    bool m_watchLimitLogged = false;
 };

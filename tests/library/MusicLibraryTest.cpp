@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include <filesystem>
 
 namespace {
@@ -243,6 +245,36 @@ TEST_F(MusicLibraryTest, ADeletedFileResolvesToMissingLocalFileBeforeAndAfterARe
     reason.clear();
     LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(browser->mediaItemForPersistentID("12345"), &reason);
     EXPECT_EQ(reason, "Missing media item");
+}
+
+TEST_F(MusicLibraryTest, FilesAddedOrRemovedWhileRunningShowWithoutACommand)
+{
+    auto index = makeIndex();
+    scan(*index);
+    const auto paths = [&] {
+        QStringList out;
+        for (const MusicLibraryTrackPtr& track : index->allMediaItems())
+            out << QDir(music()).relativeFilePath(track->path);
+        return out;
+    };
+    ASSERT_TRUE(paths().contains("Rock/one.mp3"));
+    const struct {
+        const char* change;
+        std::function<bool()> make;
+        QString path;
+        bool listed;
+    } changes[] = {
+        {"a copy into a subfolder", [&] { return QFile::copy(QDir(music()).filePath("Rock/one.mp3"), QDir(music()).filePath("Rock/encore.mp3")); },
+         "Rock/encore.mp3", true},
+        {"a removal", [&] { return QFile::remove(QDir(music()).filePath("Rock/one.mp3")); }, "Rock/one.mp3", false},
+    };
+    for (const auto& c : changes) {
+        SCOPED_TRACE(c.change);
+        QSignalSpy changed(index.get(), &MusicLibraryIndex::libraryChanged);
+        ASSERT_TRUE(c.make());
+        EXPECT_TRUE(changed.wait(10000));
+        EXPECT_EQ(paths().contains(c.path), c.listed);
+    }
 }
 
 TEST_F(MusicLibraryTest, AMissingMusicFolderLogsAndGivesAnEmptyLibrary)
