@@ -488,6 +488,8 @@ TEST_F(PlaylistDrops, ALibrarySongGoesIntoThePlaylistOnceAndOntoTheWaveAsItsFile
     QApplication::sendEvent(wave, &drop);
     EXPECT_EQ(drop.dropAction(), Qt::CopyAction);
     EXPECT_TRUE(waitFor([&] { return title() == kSongs[1] + QStringLiteral(".wav"); })) << title().toStdString();
+    QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
+    EXPECT_TRUE(window->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/left-panel.png")));
 }
 
 } // namespace
