@@ -12,9 +12,9 @@ QStringList lines(const QMimeData* data, const QString& type)
         return result;
     const QString text = QString::fromUtf8(data->data(type));
     for (const QString& line : text.split(QLatin1Char('\n'))) {
+        // A URI list's "#" comment lines make no file URL, so they drop out later.
         const QString trimmed = line.trimmed();
-        // "#" starts a comment line in a URI list.
-        if (!trimmed.isEmpty() && !(type == kUriListType && trimmed.startsWith(QLatin1Char('#'))))
+        if (!trimmed.isEmpty())
             result.append(trimmed);
     }
     return result;

@@ -18,6 +18,7 @@
 #include <QSplitter>
 #include <QStandardPaths>
 #include <QTableView>
+#include <QWindow>
 
 namespace {
 
@@ -353,23 +354,46 @@ struct PlaylistDrops : LeftPanel {
         return playlist()->model()->mimeData(playlist()->selectionModel()->selectedIndexes());
     }
 
-    // Drops over the gap above `row` (below the last row for the count) and gives the action the
-    // source learns, or IgnoreAction when the table refused.
-    Qt::DropAction dropOnPlaylist(QMimeData* data, int row, Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction)
+    // A drag over `target` at `at` and a drop there, delivered to the window as the platform's
+    // drag manager does, so Qt itself picks the widget that takes drops. The drop comes only when
+    // the move was accepted, as a real one does. Shift makes the source propose a move. The
+    // action the source learns, or IgnoreAction for a refusal.
+    Qt::DropAction dragOnto(QWidget* target, QPoint at, QMimeData* data, Qt::KeyboardModifiers modifiers = {})
+    {
+        const std::unique_ptr<QMimeData> owned(data);
+        QWindow* handle = window->windowHandle();
+        const QPoint inWindow = target->mapTo(window, at);
+        const Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction;
+        QDragEnterEvent enter(inWindow, offered, data, Qt::LeftButton, modifiers);
+        QApplication::sendEvent(handle, &enter);
+        // A move starts out with what the enter accepted; a widget may change its mind.
+        QDragMoveEvent move(inWindow, offered, data, Qt::LeftButton, modifiers);
+        if (enter.isAccepted() && (offered & enter.dropAction())) {
+            move.setDropAction(enter.dropAction());
+            move.accept();
+        }
+        QApplication::sendEvent(handle, &move);
+        if (!move.isAccepted()) {
+            QDragLeaveEvent leave;
+            QApplication::sendEvent(handle, &leave);
+            settle();
+            return Qt::IgnoreAction;
+        }
+        QDropEvent drop(QPointF(inWindow), offered, data, Qt::LeftButton, modifiers);
+        QApplication::sendEvent(handle, &drop);
+        settle();
+        EXPECT_EQ(move.dropAction(), drop.dropAction()) << "the drag promised what the drop did";
+        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+    }
+
+    // Over the gap above `row`, or below the last row for the count.
+    Qt::DropAction dropOnPlaylist(QMimeData* data, int row, Qt::KeyboardModifiers modifiers = {})
     {
         const int count = playlist()->model()->rowCount();
         const QRect cell = playlist()->visualRect(playlist()->model()->index(std::min(row, count - 1), 0));
         const QPoint at = count == 0 ? QPoint(20, 4) : row < count ? QPoint(cell.center().x(), cell.top() + 1)
                                                                    : QPoint(cell.center().x(), cell.bottom() - 1);
-        QDragEnterEvent enter(at, offered, data, Qt::LeftButton, {});
-        QApplication::sendEvent(playlist()->viewport(), &enter);
-        QDragMoveEvent move(at, offered, data, Qt::LeftButton, {});
-        QApplication::sendEvent(playlist()->viewport(), &move);
-        QDropEvent drop(QPointF(at), offered, data, Qt::LeftButton, {});
-        QApplication::sendEvent(playlist()->viewport(), &drop);
-        delete data;
-        settle();
-        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+        return dragOnto(playlist()->viewport(), at, data, modifiers);
     }
 
     // An empty playlist filled by one drop of the songs' files, with `current` played.
@@ -424,9 +448,23 @@ TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack
         EXPECT_EQ(selectedRows(), c.selected);
         EXPECT_EQ(vc->currentTrackIndex(), c.currentAfter);
     }
+    // Back from another playlist, the track still playing is found again by its identity.
+    fillPlaylist(songs, 1);
+    auto other = std::make_shared<LTPlaylist>();
+    other->setName(QStringLiteral("Other"));
+    vc->libraryPlaylistManager()->addPlaylist(other);
+    vc->reloadPlaylistUI();
+    for (const int index : {1, 0}) {
+        vc->playlistSelectorPopup()->setCurrentIndex(index);
+        vc->switchPlaylist();
+    }
+    ASSERT_EQ(vc->currentTrackIndex(), ViewController::NotFound);
+    EXPECT_EQ(dropOnPlaylist(playlistRowsDrag({1}), 4), Qt::MoveAction);
+    EXPECT_EQ(vc->currentTrackIndex(), 3);
+
     // The order is what the next launch finds.
     start();
-    EXPECT_EQ(rows(playlist()).first(), songs[2] + QStringLiteral(".wav"));
+    EXPECT_EQ(rows(playlist()).last(), songs[1] + QStringLiteral(".wav"));
 }
 
 TEST_F(PlaylistDrops, FilesFromTheDesktopAreInsertedInOrderAsCopiesOnlyOnce)
@@ -439,8 +477,8 @@ TEST_F(PlaylistDrops, FilesFromTheDesktopAreInsertedInOrderAsCopiesOnlyOnce)
                                                     + path(extra[1]) + QStringLiteral("\r\n# a comment\r\n")
                                                     + QUrl::fromLocalFile(path(extra[2])).toString())
                                                        .toUtf8());
-    // A file manager offering a move still only gives a copy: its file stays where it is.
-    EXPECT_EQ(dropOnPlaylist(data, 1), Qt::CopyAction);
+    // A file manager proposing a move still only gets a copy: its file stays where it is.
+    EXPECT_EQ(dropOnPlaylist(data, 1, Qt::ShiftModifier), Qt::CopyAction);
     const QStringList expected{kSongs[0] + ".wav", extra[0] + ".wav", extra[1] + ".wav", extra[2] + ".wav",
                                kSongs[1] + ".wav", kSongs[2] + ".wav"};
     EXPECT_EQ(rows(playlist()), expected);
@@ -477,16 +515,12 @@ TEST_F(PlaylistDrops, ALibrarySongGoesIntoThePlaylistOnceAndOntoTheWaveAsItsFile
     EXPECT_EQ(rows(playlist()).size(), 2);
 
     // Other applications and the wave see the song as its file.
-    std::unique_ptr<QMimeData> outward(songDrag(kSongs[1]));
+    QMimeData* outward = songDrag(kSongs[1]);
     ASSERT_EQ(outward->urls().size(), 1);
     EXPECT_EQ(outward->urls().first(), QUrl::fromLocalFile(path(kSongs[1])));
     auto* wave = window->findChild<WaveView*>();
     ASSERT_NE(wave, nullptr);
-    QDragEnterEvent enter(wave->rect().center(), Qt::CopyAction, outward.get(), Qt::LeftButton, {});
-    QApplication::sendEvent(wave, &enter);
-    QDropEvent drop(QPointF(wave->rect().center()), Qt::CopyAction, outward.get(), Qt::LeftButton, {});
-    QApplication::sendEvent(wave, &drop);
-    EXPECT_EQ(drop.dropAction(), Qt::CopyAction);
+    EXPECT_NE(dragOnto(wave, wave->rect().center(), outward), Qt::IgnoreAction);
     EXPECT_TRUE(waitFor([&] { return title() == kSongs[1] + QStringLiteral(".wav"); })) << title().toStdString();
     QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
     EXPECT_TRUE(window->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/left-panel.png")));
