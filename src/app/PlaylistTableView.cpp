@@ -9,9 +9,6 @@ PlaylistTableView::PlaylistTableView(QWidget* parent)
     : QTableView(parent)
 {
     setSelectionMode(QAbstractItemView::ExtendedSelection);
-    setDragEnabled(true);
-    setAcceptDrops(true);
-    setDropIndicatorShown(true);
     setDragDropMode(QAbstractItemView::DragDrop);
     setDragDropOverwriteMode(false);
     setDefaultDropAction(Qt::MoveAction);
@@ -21,7 +18,7 @@ Qt::DropAction PlaylistTableView::actionFor(const QDropEvent* event) const
 {
     // An in-process drop receives the very data object the drag made, marked by its model.
     const QObject* origin = event->mimeData() ? event->mimeData()->property(TrackDrag::kDragOrigin).value<QObject*>() : nullptr;
-    return event->source() == this || (origin && origin == model()) ? Qt::MoveAction : Qt::CopyAction;
+    return event->source() == this || origin == model() ? Qt::MoveAction : Qt::CopyAction;
 }
 
 void PlaylistTableView::dragEnterEvent(QDragEnterEvent* event)

@@ -140,7 +140,6 @@ void ViewController::buildLeftSidebarContents(QWidget* panel)
     topLayout->addWidget(m_librarySearchField);
     m_musicLibraryTableView = makeTrackTable(new QTableView(top), m_libraryModel, QStringLiteral("Music library tracks"));
     m_musicLibraryTableView->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_musicLibraryTableView->setDragEnabled(true);
     m_musicLibraryTableView->setDragDropMode(QAbstractItemView::DragOnly);
     m_musicLibraryTableView->setDefaultDropAction(Qt::CopyAction);
     m_musicLibraryTableView->setMinimumHeight(160);
