@@ -58,6 +58,14 @@ bool parseOption(const QString& option, const QString& value, ExportSettings& s,
         error = QStringLiteral("--solo takes left or right, not \"%1\"").arg(value);
         return false;
     }
+    if (option == QLatin1String("--centre")) {
+        if (value == QLatin1String("cancel")) {
+            s.solo = AudioEngine::kCancelCentre;
+            return true;
+        }
+        error = QStringLiteral("--centre takes cancel, not \"%1\"").arg(value);
+        return false;
+    }
     if (option == QLatin1String("--from"))
         return set(s.from, 0.0, AudioSource::maximumSeconds);
     if (option == QLatin1String("--to"))
@@ -161,6 +169,8 @@ void applySettings(AudioEngine& engine, const ExportSettings& s)
         engine.soloLeft(true);
     else if (s.solo == 2)
         engine.soloRight(true);
+    else if (s.solo == AudioEngine::kCancelCentre)
+        engine.cancelCentre(true);
     engine.setVolume(float(s.volume));
     engine.setExportPasses(s.loops);
 }

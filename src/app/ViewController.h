@@ -191,6 +191,7 @@ public:
     QAbstractButton* pitchButton() const { return m_pitchButton; }
     QAbstractButton* soloLeftButton() const { return m_soloLeft; }
     QAbstractButton* soloRightButton() const { return m_soloRight; }
+    QAbstractButton* cancelCentreButton() const { return m_cancelCentre; }
     WDButtonCell* playButton() const { return m_playButton; }
     WDButtonCell* returnButton() const { return m_returnButton; }
     QAbstractButton* sidebarButton() const { return m_sidebarButton; }
@@ -370,6 +371,7 @@ private:
     QPushButton* m_pitchButton = nullptr;
     QPushButton* m_soloLeft = nullptr;
     QPushButton* m_soloRight = nullptr;
+    QPushButton* m_cancelCentre = nullptr;
     WDButtonCell* m_playButton = nullptr;
     WDButtonCell* m_returnButton = nullptr;
     QPushButton* m_sidebarButton = nullptr;

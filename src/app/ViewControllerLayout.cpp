@@ -198,6 +198,10 @@ void ViewController::buildRightDrawer()
     soloRow->addWidget(m_soloLeft);
     soloRow->addWidget(m_soloRight);
     layout->addLayout(soloRow);
+    m_cancelCentre = makeToggle(tr("Cancel Centre"), m_rightDrawer);
+    describeToggle(m_cancelCentre, tr("Cancel Centre"), tr("On"), tr("Off"));
+    m_cancelCentre->setToolTip(tr("Removes what sounds in the middle, such as a lead voice or solo"));
+    layout->addWidget(m_cancelCentre);
     layout->addStretch(1);
 }
 

@@ -66,6 +66,7 @@ void ViewController::connectControls()
     connect(m_pitchButton, &QPushButton::clicked, this, [this] { pitchEnable(m_pitchButton); });
     connect(m_soloLeft, &QPushButton::clicked, this, [this] { soloChannel(m_soloLeft); });
     connect(m_soloRight, &QPushButton::clicked, this, [this] { soloChannel(m_soloRight); });
+    connect(m_cancelCentre, &QPushButton::clicked, this, [this] { soloChannel(m_cancelCentre); });
     connect(m_playButton, &QAbstractButton::clicked, this, [this] { play(m_playButton); });
     connect(m_returnButton, &QAbstractButton::clicked, this, [this] { returnPlayPos(m_returnButton); });
 }
@@ -265,14 +266,16 @@ void ViewController::pitchEnable(QObject*)
 
 void ViewController::soloChannel(QObject* sender)
 {
-    // One engine state serves both sides, so the other button is only switched off here.
-    if (sender == m_soloLeft) {
-        m_soloRight->setChecked(false);
+    // One engine state serves all three, so the other buttons are only switched off here.
+    for (QPushButton* button : {m_soloLeft, m_soloRight, m_cancelCentre})
+        if (button != sender)
+            button->setChecked(false);
+    if (sender == m_soloLeft)
         m_player->soloLeft(m_soloLeft->isChecked());
-    } else {
-        m_soloLeft->setChecked(false);
+    else if (sender == m_soloRight)
         m_player->soloRight(m_soloRight->isChecked());
-    }
+    else
+        m_player->cancelCentre(m_cancelCentre->isChecked());
 }
 
 // --- Zoom ---

@@ -90,7 +90,10 @@ public:
     void setVolume(float volume);
     void soloLeft(bool on);
     void soloRight(bool on);
+    // Removes what left and right have in common; excludes either solo, as they exclude it.
+    void cancelCentre(bool on);
     void setSolo();
+    static constexpr int32_t kCancelCentre = 3;
     void setPitch(float cents);
     void pitchEnable(bool enable);
     void setFilter(float hz);

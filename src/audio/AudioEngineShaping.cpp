@@ -34,18 +34,26 @@ void AudioEngine::soloRight(bool on)
     setSolo();
 }
 
+void AudioEngine::cancelCentre(bool on)
+{
+    m_solo = on ? kCancelCentre : 0;
+    setSolo();
+}
+
 // A soloed channel reaches both outputs and the other is muted at its input; the crosspoint from
-// the muted channel to its own side stays at 1 and has no effect.
+// the muted channel to its own side stays at 1 and has no effect. Cancelling the centre sends
+// left less right to both sides: what the two share, a centre-panned voice, is gone exactly.
 void AudioEngine::setSolo()
 {
-    if (m_solo < 0 || m_solo > 2 || !m_graph)
+    if (m_solo < 0 || m_solo > kCancelCentre || !m_graph)
         return;
-    static constexpr float crosspoints[3][2][2] = {
+    static constexpr float crosspoints[4][2][2] = {
         {{1.0f, 0.0f}, {0.0f, 1.0f}},
         {{1.0f, 1.0f}, {0.0f, 1.0f}},
         {{1.0f, 0.0f}, {1.0f, 1.0f}},
+        {{1.0f, 1.0f}, {-1.0f, -1.0f}},
     };
-    static constexpr float finalInput[3][2] = {{1.0f, 1.0f}, {1.0f, 0.0f}, {0.0f, 1.0f}};
+    static constexpr float finalInput[4][2] = {{1.0f, 1.0f}, {1.0f, 0.0f}, {0.0f, 1.0f}, {1.0f, 1.0f}};
     MatrixMixer& mixer = m_graph->mixer();
     for (uint32_t in = 0; in < 2; ++in) {
         mixer.setParameter(MatrixMixer::Input, in, 1.0f);

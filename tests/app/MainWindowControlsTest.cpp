@@ -172,6 +172,7 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
         {vc->pitchButton(), "Pitch", "Off", "On"},
         {vc->soloLeftButton(), "Solo Left", "Off", "On"},
         {vc->soloRightButton(), "Solo Right", "Off", "On"},
+        {vc->cancelCentreButton(), "Cancel Centre", "Off", "On"},
         {vc->leftSidebarButton(), "Library & Playlist", "Hidden", "Shown"},
         {vc->sidebarButton(), "Tone & Pitch", "Hidden", "Shown"},
     };
@@ -186,13 +187,19 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
         EXPECT_EQ(bool(iface->state().checked), !wasOn);
         EXPECT_EQ(iface->text(QAccessible::Description), !wasOn ? c.on : c.off);
     }
-    // The solo buttons were pressed in turn: each switches the other off, and both may be off.
+    // The solo buttons were pressed in turn: each switches the others off, and all may be off.
     EXPECT_FALSE(vc->soloLeftButton()->isChecked());
-    EXPECT_EQ(vc->player()->solo(), 2);
-    QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
     EXPECT_FALSE(vc->soloRightButton()->isChecked());
+    EXPECT_EQ(vc->player()->solo(), AudioEngine::kCancelCentre);
+    QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
+    EXPECT_FALSE(vc->cancelCentreButton()->isChecked());
     EXPECT_EQ(vc->player()->solo(), 1);
     EXPECT_TRUE(itemShowing(menuNamed("Playback"), "Solo Left Channel")->isChecked()) << "the menu follows";
     QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
     EXPECT_EQ(vc->player()->solo(), 0);
+    if (!vc->sidebarButton()->isChecked())
+        QTest::mouseClick(vc->sidebarButton(), Qt::LeftButton);
+    waitFor([&] { return vc->cancelCentreButton()->isVisible() && vc->cancelCentreButton()->width() > 40; });
+    QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
+    EXPECT_TRUE(window->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/drawer-open.png")));
 }
