@@ -20,6 +20,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMainWindow>
 #include <QMenuBar>
@@ -192,6 +193,20 @@ void AppDelegate::buildLoopsMenu(QMenu* menu)
                                      [container] { container->nextLoop(nullptr); });
     m_lastLoopItem = menu->addAction(tr("Previous Loop"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft), container,
                                      [container] { container->lastLoop(nullptr); });
+    menu->addSeparator();
+    // Shift moves ten times as far.
+    const auto nudgeItem = [&](const QString& title, Qt::Key key, bool end, double seconds) {
+        QAction* item = menu->addAction(title, container, [container, end, seconds] {
+            const bool far = QGuiApplication::keyboardModifiers() & Qt::ShiftModifier;
+            container->nudgeSelection(end, far ? seconds * 10.0 : seconds);
+        });
+        item->setShortcuts({QKeySequence(key), QKeySequence(Qt::SHIFT | key)});
+        m_nudgeItems << item;
+    };
+    nudgeItem(tr("Move Start Earlier"), Qt::Key_Q, false, -0.01);
+    nudgeItem(tr("Move Start Later"), Qt::Key_W, false, 0.01);
+    nudgeItem(tr("Move End Earlier"), Qt::Key_O, true, -0.01);
+    nudgeItem(tr("Move End Later"), Qt::Key_P, true, 0.01);
     connect(container, &WaveViewContainer::loopsChanged, this, &AppDelegate::syncLoopsMenu);
     connect(m_viewController, &ViewController::selectionDidChange, this, &AppDelegate::syncLoopsMenu);
     syncLoopsMenu();
@@ -208,6 +223,9 @@ void AppDelegate::syncLoopsMenu()
     m_removeLoopItem->setEnabled(saved);
     for (QAction* item : {m_removeAllLoopsItem.data(), m_nextLoopItem.data(), m_lastLoopItem.data()})
         item->setEnabled(loops.loopCount() > 0);
+    for (const QPointer<QAction>& item : m_nudgeItems)
+        if (item)
+            item->setEnabled(selection && selection->hasSelection());
 }
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event)

@@ -88,6 +88,7 @@ private:
     QPointer<QAction> m_removeAllLoopsItem;
     QPointer<QAction> m_nextLoopItem;
     QPointer<QAction> m_lastLoopItem;
+    QList<QPointer<QAction>> m_nudgeItems;
     QPointer<ExportProgressWindowController> m_progressWindowController;
     QPointer<PreferencesController> m_preferences;
 };

@@ -73,6 +73,9 @@ public:
     void fillBufferFrom(float from, float to, float playAt);
     void fillBufferFrom(int64_t start, uint32_t length);
     bool preparePlay();
+    // While a loop plays: [from, to) (shares of the file) is looped from the next pass on, with
+    // no break; the pass under way ends where it was going. False when no loop plays.
+    bool setNextLoopRange(float from, float to);
     bool playPause();
     bool stop();
     void resetPosition();
@@ -170,6 +173,12 @@ private:
     int64_t m_from = 0;
     uint32_t m_len = 0;
     int64_t m_cursorPosition = 0;
+    // The range and head offset the play began with; the playhead follows them until a seam.
+    struct FirstPass {
+        int64_t start = 0;
+        int64_t length = 1;
+        int64_t cursor = 0;
+    } m_firstPass;
     bool m_loop = false;
     bool m_preRoll = false;
     bool m_playFromPosition = false;

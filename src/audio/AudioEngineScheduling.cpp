@@ -96,6 +96,24 @@ void AudioEngine::fillBufferFrom(int64_t start, uint32_t length)
         m_loopBuffer = range;
 }
 
+bool AudioEngine::setNextLoopRange(float from, float to)
+{
+    if (!m_loop || !isPlaying() || !m_graph || m_fileLength == 0)
+        return false;
+    const float f = std::clamp(from, 0.0f, 1.0f);
+    const float t = std::clamp(to, 0.0f, 1.0f);
+    const auto n = float(m_fileLength);
+    const int64_t start = int64_t(f * n);
+    const int64_t length = int64_t((t - f) * n);
+    if (length <= 0)
+        return false;
+    m_from = start;
+    m_len = uint32_t(length);
+    m_loopBuffer = {start, length};
+    m_graph->playerNode().setNextPass(start, length);
+    return true;
+}
+
 bool AudioEngine::preparePlay()
 {
     if (!isEngineRunning())
@@ -124,6 +142,7 @@ void AudioEngine::scheduleRange(PlayerNode& node, uint64_t generation, bool repo
         };
     };
     const PlayerNode::Seam seam{m_from, int(std::lround(kSeamSeconds * m_samplerate))};
+    m_firstPass = {m_from, int64_t(m_len), m_cursorPosition};
 
     if (m_preRoll) {
         node.scheduleSegment(source, m_from, m_len, 0, onEnd(true));
@@ -187,15 +206,18 @@ bool AudioEngine::stopAt(double c)
 {
     m_scheduledPlay = 0;
     if (m_loop) {
-        const uint32_t rest = uint32_t(int64_t(double(m_from + int64_t(m_len)) - c));
-        if (c > double(m_from) && rest != 0) {
+        // A place outside the range (the pass heard began before the range last changed) resumes
+        // at its start.
+        const bool inside = c > double(m_from) && c < double(m_from + int64_t(m_len));
+        const uint32_t rest = inside ? uint32_t(int64_t(double(m_from + int64_t(m_len)) - c)) : m_len;
+        if (inside && rest != 0) {
             m_cursorPosition = int64_t(c - double(m_from));
             m_playFromPosition = true;
         } else {
             m_preRoll = false;
             m_playFromPosition = false;
         }
-        fillBufferFrom(int64_t(c), rest);
+        fillBufferFrom(inside ? int64_t(c) : m_from, rest);
     } else {
         // Resuming goes on at the place heard, up to the end of the range as it was.
         const int64_t end = m_from + int64_t(m_len);
@@ -310,7 +332,11 @@ double AudioEngine::currentSampleTime() const
 {
     if (isPlaying() && m_graph->isRunning()) {
         const double heard = heardSampleTime();
-        return double(m_from + modOrDividend(int64_t(heard) + m_cursorPosition, int64_t(m_len)));
+        // After a seam the pass heard tells its own range, which may have changed meanwhile.
+        PlayerNode::Pass pass;
+        if (m_graph->playerNode().passAt(int64_t(heard), pass))
+            return double(pass.start + modOrDividend(int64_t(heard) - pass.sampleTime, pass.count));
+        return double(m_firstPass.start + modOrDividend(int64_t(heard) + m_firstPass.cursor, m_firstPass.length));
     }
     return double(modOrDividend(m_from, m_fileLength));
 }

@@ -10,6 +10,9 @@ struct PlayerNode::Item {
     std::shared_ptr<const FrameSource> source;
     int64_t start = 0; // first source frame (segments)
     int64_t count = 0;
+    int64_t nextStart = -1; // the range of the next pass, when it changes (looping segments)
+    int64_t nextCount = 0;
+    int askedSeamFrames = 0;
     int64_t cursor = 0;
     bool loops = false;
     bool interrupts = false;
@@ -93,6 +96,7 @@ bool PlayerNode::scheduleSegment(std::shared_ptr<const FrameSource> source, int6
     item->interrupts = options & Interrupts;
     if (item->loops)
         seam.toFrame = item->start;
+    item->askedSeamFrames = seam.frames;
     // A seam no longer than half the segment keeps the start of every pass untouched.
     seam.frames = int(std::clamp<int64_t>(seam.frames, 0, std::min<int64_t>(kMaxSeamFrames, item->count / 2)));
     item->seam = seam.toFrame >= 0 ? seam : Seam{};
@@ -113,6 +117,29 @@ bool PlayerNode::enqueue(Item* item)
     m_outstanding.fetch_add(1, std::memory_order_acq_rel);
     m_commands.push(item);
     return true;
+}
+
+void PlayerNode::setNextPass(int64_t startFrame, int64_t frameCount)
+{
+    std::lock_guard lock(m_producerMutex);
+    m_nextPass.push(Range{std::max<int64_t>(0, startFrame), std::max<int64_t>(1, frameCount),
+                          m_epoch.load(std::memory_order_relaxed)});
+}
+
+bool PlayerNode::passAt(int64_t sampleTime, Pass& pass) const
+{
+    const uint32_t epoch = m_epoch.load(std::memory_order_acquire);
+    const uint64_t count = m_passes.count();
+    for (uint64_t i = count; i > 0 && count - i < m_passes.capacity(); --i) {
+        Pass candidate;
+        if (!m_passes.read(i - 1, candidate) || candidate.epoch != epoch)
+            return false;
+        if (candidate.sampleTime <= sampleTime) {
+            pass = candidate;
+            return true;
+        }
+    }
+    return false;
 }
 
 void PlayerNode::play()
@@ -175,11 +202,13 @@ void PlayerNode::render(float* const* out, int frames)
     int pos = 0;
     while (playing && pos < frames && m_count > 0) {
         Item* item = m_items[m_head];
+        if (item->loops && item->source)
+            takeNextPass(*item);
         pos += copyFrom(*item, out, pos, frames - pos, channels);
         if (item->cursor < item->count)
             continue;
         if (item->loops) {
-            item->cursor = 0;
+            beginPass(*item, m_frames + pos);
             continue;
         }
         m_head = (m_head + 1) % m_items.size();
@@ -258,6 +287,36 @@ int PlayerNode::copyFrom(Item& item, float* const* out, int offset, int frames, 
     for (int c = 0; c < channels; ++c)
         m_offsetPointers[size_t(c)] = out[c] + offset;
     return readSegment(item, m_offsetPointers.data(), n, channels);
+}
+
+// A new range is taken while the pass under way has not reached its seam's fade, which then fades
+// into the new start; one that comes later waits for the pass after.
+void PlayerNode::takeNextPass(Item& item)
+{
+    const uint64_t written = m_nextPass.count();
+    if (written == m_nextPassTaken || item.cursor >= item.count - item.seam.frames)
+        return;
+    Range next;
+    if (!m_nextPass.read(written - 1, next))
+        return;
+    m_nextPassTaken = written;
+    if (next.epoch != m_renderEpoch)
+        return;
+    item.nextStart = next.start;
+    item.nextCount = next.count;
+    item.seam.toFrame = next.start;
+}
+
+void PlayerNode::beginPass(Item& item, int64_t sampleTime)
+{
+    item.cursor = 0;
+    if (item.nextStart >= 0) {
+        item.start = item.nextStart;
+        item.count = item.nextCount;
+        item.nextStart = -1;
+        item.seam.frames = int(std::clamp<int64_t>(item.askedSeamFrames, 0, std::min<int64_t>(kMaxSeamFrames, item.count / 2)));
+    }
+    m_passes.push(Pass{sampleTime, item.start, item.count, m_renderEpoch});
 }
 
 int PlayerNode::readSegment(Item& item, float* const* dst, int frames, int channels)

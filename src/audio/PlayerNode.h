@@ -3,6 +3,7 @@
 #include "audio/AudioBuffer.h"
 #include "audio/AudioRenderSource.h"
 #include "audio/FrameSource.h"
+#include "audio/SeqlockHistory.h"
 #include "audio/SpscQueue.h"
 
 #include <atomic>
@@ -62,6 +63,21 @@ public:
     bool scheduleSegment(std::shared_ptr<const FrameSource> source, int64_t startFrame, int64_t frameCount,
                          uint32_t options = 0, Completion completion = {}, Seam seam = {});
 
+    // A pass of the looping segment that plays: which source frames, from which point of the
+    // time line on.
+    struct Pass {
+        int64_t sampleTime = 0;
+        int64_t start = 0;
+        int64_t count = 0;
+        uint32_t epoch = 0;
+    };
+    // The looping segment takes these frames from its next pass on: the pass under way ends where
+    // it was going, seaming into the new start. A later call before that seam replaces it.
+    void setNextPass(int64_t startFrame, int64_t frameCount);
+    // The last pass that began at or before `sampleTime` in this play; false before the first
+    // seam (or when the history has moved on past it).
+    bool passAt(int64_t sampleTime, Pass& pass) const;
+
     void play();
     // Halts output; keeps the schedule and the sample time line.
     void pause();
@@ -109,6 +125,8 @@ private:
     void report(Item* item, Ending ending, int64_t sampleTime);
     int copyFrom(Item& item, float* const* out, int offset, int frames, int channels);
     int readSegment(Item& item, float* const* dst, int frames, int channels);
+    void takeNextPass(Item& item);
+    void beginPass(Item& item, int64_t sampleTime);
     void crossfadeSeam(const Item& item, int64_t cursor, float* const* dst, int frames, int channels);
     void publishTime();
 
@@ -145,6 +163,15 @@ private:
     int64_t m_prefetchedFrom = 0;
     int64_t m_releasedUpTo = 0;
     std::atomic<uint64_t> m_publishedTime{0}; // epoch in the top 16 bits, frames below
+
+    struct Range {
+        int64_t start;
+        int64_t count;
+        uint32_t epoch;
+    };
+    SeqlockHistory<Range, 2> m_nextPass;   // written under m_producerMutex, read by render()
+    uint64_t m_nextPassTaken = 0;           // render side: how many of them were taken
+    SeqlockHistory<Pass, 8> m_passes;       // written by render(), read by anyone
 
     std::mutex m_completionMutex;
     std::thread m_completionThread;

@@ -193,6 +193,39 @@ void WaveViewContainer::selectionChanged()
         m_delegate->selectionChangedAction();
 }
 
+void WaveViewContainer::nudgeSelection(bool end, double seconds)
+{
+    AudioEngine* player = m_viewController->player();
+    const LoopPair old = m_selectionView->loop();
+    const double duration = player->duration();
+    if (duration <= 0.0 || std::abs(old.right - old.left) < SelectionView::kNoSelectionBound)
+        return;
+    // A selection never gets shorter than one nudge.
+    const double shortest = 0.01 / duration;
+    LoopPair moved = old;
+    if (end)
+        moved.right = std::clamp(old.right + seconds / duration, old.left + shortest, 1.0);
+    else
+        moved.left = std::clamp(old.left + seconds / duration, 0.0, old.right - shortest);
+    if (moved.left == old.left && moved.right == old.right)
+        return;
+    LoopMarker& loops = LoopMarker::sharedLoops();
+    if (loops.loopExist(old)) {
+        loops.removeLoop(old);
+        loops.addLoop(moved);
+        storeLoopData();
+        emit loopsChanged();
+    }
+    m_selectionView->setLoopWith(moved);
+    m_overView->setOverviewSelection(moved.left, moved.right);
+    if (player->isPlaying() && player->setNextLoopRange(float(moved.left), float(moved.right))) {
+        if (m_delegate)
+            m_delegate->selectionChangedAction();
+        return;
+    }
+    selectionChanged();
+}
+
 void WaveViewContainer::setZoom(double factor)
 {
     m_viewController->setZoom(factor);

@@ -70,6 +70,9 @@ public:
     void removeAllLoops(QObject* sender = nullptr);
     void nextLoop(QObject* sender = nullptr);
     void lastLoop(QObject* sender = nullptr);
+    // Moves the selection's start (or end) by `seconds` without stopping: a loop that plays
+    // takes the new range at its next seam. A saved loop selected is moved with it.
+    void nudgeSelection(bool end, double seconds);
     void addRemoveLoop(const LoopPair& loop);
     bool storeLoopData();
     bool readLoopData(const QString& key);

@@ -356,3 +356,40 @@ TEST_F(WaveSelectionTest, APinchOverTheSelectionZoomsTheWave)
     QCoreApplication::sendEvent(selection(), &pinch);
     EXPECT_EQ(container()->waveScrollView()->magnification(), 2.0);
 }
+
+TEST_F(WaveSelectionTest, EdgeKeysMoveTheSelectionAndAPlayingLoopTakesItAtTheSeamWithoutStopping)
+{
+    // 2 s to 4 s of the 10-s track.
+    select(0.2, 0.4);
+    press(Qt::Key_Space, {});
+    ASSERT_TRUE(engine()->isPlaying());
+    playFor(0.5);
+    struct Step { Qt::Key key; Qt::KeyboardModifiers modifiers; double left, right; };
+    const Step steps[] = {
+        {Qt::Key_W, {}, 0.201, 0.4},                 // start 10 ms later
+        {Qt::Key_Q, Qt::ShiftModifier, 0.191, 0.4},  // start 100 ms earlier
+        {Qt::Key_P, {}, 0.191, 0.401},               // end 10 ms later
+        {Qt::Key_O, Qt::ShiftModifier, 0.191, 0.391} // end 100 ms earlier
+    };
+    for (const Step& s : steps) {
+        SCOPED_TRACE(QKeySequence(int(s.key) | int(s.modifiers)).toString().toStdString());
+        press(s.key, s.modifiers);
+        settle();
+        EXPECT_NEAR(selection()->loop().left, s.left, 1e-6);
+        EXPECT_NEAR(selection()->loop().right, s.right, 1e-6);
+        EXPECT_NEAR(rangeStart(), s.left, 1e-4);
+        EXPECT_NEAR(rangeEnd(), s.right, 1e-4);
+        EXPECT_TRUE(engine()->isPlaying()) << "no stop";
+    }
+    EXPECT_NEAR(engine()->currentTime(), 2.5, 0.05) << "the pass under way goes on";
+    // The first pass ends at 4 s, two seconds after it began; half a second into the next one
+    // the playhead is half a second past the new start.
+    playFor(2.0);
+    EXPECT_NEAR(engine()->currentTime(), 1.91 + 0.5, 0.05);
+
+    // Stopped, a key moves the selection and the range at once.
+    press(Qt::Key_Space, {});
+    ASSERT_FALSE(engine()->isPlaying());
+    press(Qt::Key_W, {});
+    EXPECT_NEAR(rangeStart(), 0.192, 1e-4);
+}
