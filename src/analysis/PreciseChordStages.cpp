@@ -11,6 +11,7 @@ namespace precisechord {
 namespace {
 
 constexpr int kHalfOctaveBins = 6 * kBinsPerSemitone;
+constexpr double kWhiteningFloor = 0.01; // of the frame's largest bin
 constexpr int kPartials = 20;
 constexpr double kPartialDecay = 0.7;
 
@@ -116,14 +117,17 @@ void whiten(const Spectrum& in, Spectrum& out)
         sum[size_t(k) + 1] = sum[size_t(k)] + in[size_t(k)];
         squares[size_t(k) + 1] = squares[size_t(k)] + double(in[size_t(k)]) * in[size_t(k)];
     }
+    // Where nothing sounds, the deviation is that of the file's quantisation noise; dividing by it
+    // would raise the noise to the height of notes.
+    const double floor = kWhiteningFloor * *std::max_element(in.begin(), in.end());
     for (int k = 0; k < kLogBins; ++k) {
         const int from = std::max(0, k - kHalfOctaveBins);
         const int to = std::min(kLogBins, k + kHalfOctaveBins + 1);
         const double n = to - from;
         const double mean = (sum[size_t(to)] - sum[size_t(from)]) / n;
         const double variance = (squares[size_t(to)] - squares[size_t(from)]) / n - mean * mean;
-        const double deviation = std::sqrt(std::max(0.0, variance));
-        out[size_t(k)] = deviation > 1e-12 ? float(std::max(0.0, (in[size_t(k)] - mean) / deviation)) : 0.0f;
+        const double deviation = std::max(floor, std::sqrt(std::max(0.0, variance)));
+        out[size_t(k)] = deviation > 0.0 ? float(std::max(0.0, (in[size_t(k)] - mean) / deviation)) : 0.0f;
     }
 }
 

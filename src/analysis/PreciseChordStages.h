@@ -77,7 +77,7 @@ double estimateTuning(const Spectrum& meanSpectrum);
 void shiftSpectrum(const Spectrum& in, double semitones, Spectrum& out);
 
 // Subtracts the running mean over half an octave either side, divides by the running standard
-// deviation there, and clips what falls below zero.
+// deviation there (at least a hundredth of the largest bin), and clips what falls below zero.
 void whiten(const Spectrum& in, Spectrum& out);
 
 // The profiles of the 77 notes (20 partials decaying by 0.7, mapped like the spectrum, unit norm)
