@@ -14,7 +14,7 @@ QString CommandLine::usage()
         "       lento --info FILE\n"
         "       lento --export IN -o OUT.wav [--from SEC] [--to SEC] [--speed R] [--cents C]\n"
         "                   [--filter HZ] [--solo left|right] [--volume G] [--loops N]\n"
-        "       lento --chords IN [--progress]\n"
+        "       lento --chords IN [--method precise|basic] [--progress]\n"
         "       lento --help | --version\n"
         "\n"
         "  FILE            open FILE in the window\n"
@@ -23,7 +23,8 @@ QString CommandLine::usage()
         "                  --from/--to the range in seconds, --speed 0.25 to 1.5,\n"
         "                  --cents -1200 to 1200, --filter a band around HZ, --solo one\n"
         "                  channel on both sides, --volume 0 to 1, --loops passes of the range\n"
-        "  --chords IN     print IN's chord segments as a JSON array; --progress shows\n"
+        "  --chords IN     print IN's chord segments as a JSON array; --method basic uses\n"
+        "                  the simpler estimator of earlier versions; --progress shows\n"
         "                  the progress on stderr\n"
         "  --help          show this text\n"
         "  --version       show the version\n");
