@@ -41,7 +41,7 @@ PreciseChordAnalyzer::PreciseChordAnalyzer(double sampleRate, Options options, i
         const auto frames = size_t(expectedFrames / m_hop + 2);
         m_spectra.reserve(frames);
         m_onsetFlux.reserve(frames);
-        m_silent.reserve(frames);
+        m_rms.reserve(frames);
     }
 }
 
@@ -87,7 +87,7 @@ void PreciseChordAnalyzer::analyseFrame(const float* samples)
         squares += double(samples[n]) * samples[n];
         input[n] = samples[n] * m_window[size_t(n)];
     }
-    m_silent.push_back(std::sqrt(squares / m_fftSize) < kSilenceRms);
+    m_rms.push_back(float(std::sqrt(squares / m_fftSize)));
     m_fft.magnitudes(m_magnitudes.data());
     Spectrum& spectrum = m_spectra.emplace_back();
     m_map.apply(m_magnitudes.data(), spectrum.data());
@@ -124,6 +124,8 @@ QList<LTChordSegment> PreciseChordAnalyzer::finish(const LTChordEstimator::Progr
         mean[size_t(k)] = float(m_spectrumSum[size_t(k)] / double(std::max<size_t>(1, m_spectra.size())));
     m_tuning = m_options.tuning ? estimateTuning(mean) : 0.0;
 
+    const float loudest = m_rms.empty() ? 0.0f : *std::max_element(m_rms.begin(), m_rms.end());
+    const float silence = std::max(float(kDigitalSilenceRms), float(kSilenceBelowLoudest) * loudest);
     const NoteDictionary dictionary(m_rate, m_fftSize, m_map);
     std::vector<Scores> scores(m_spectra.size());
     Spectrum shifted, white;
@@ -141,7 +143,7 @@ QList<LTChordSegment> PreciseChordAnalyzer::finish(const LTChordEstimator::Progr
             dictionary.transcribe(white, notes);
         else
             notesFromSpectrum(white, notes);
-        scores[t] = chordScores(chromaFromNotes(notes), m_silent[t] != 0);
+        scores[t] = chordScores(chromaFromNotes(notes), m_rms[t] < silence);
     }
     m_spectra = {};
 

@@ -51,6 +51,6 @@ private:
     std::vector<precisechord::Spectrum> m_spectra;
     std::array<double, precisechord::kLogBins> m_spectrumSum{};
     std::vector<float> m_onsetFlux;
-    std::vector<uint8_t> m_silent;
+    std::vector<float> m_rms;
     double m_tuning = 0.0;
 };

@@ -28,7 +28,12 @@ constexpr int kStates = 25;
 constexpr int kNoChord = 24;
 
 constexpr double kFrameSeconds = 0.37;
-constexpr double kSilenceRms = 0.002;
+// A frame this far below the file's loudest is near silence: 0.002 of full scale in a mastered
+// recording, whose loudest frames reach about 0.3. Relative, because a quiet recording (a
+// synthesiser's render at its default gain peaks near −22 dBFS) holds whole decaying chords below
+// that absolute level.
+constexpr double kSilenceBelowLoudest = 0.0067;
+constexpr double kDigitalSilenceRms = 1e-5;
 constexpr double kScoreScale = 10.0;
 constexpr double kExpectedChordSeconds = 2.0; // the HMM leaves a chord once per this, on average
 constexpr double kSnapReachSeconds = 0.2;
