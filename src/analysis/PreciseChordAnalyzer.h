@@ -16,7 +16,6 @@ public:
     explicit PreciseChordAnalyzer(double sampleRate, precisechord::Options options = {}, int64_t expectedFrames = 0);
 
     bool isValid() const { return m_fft.isValid() && m_onsetFft.isValid(); }
-    void appendInterleaved(const float* interleaved, int64_t frames, int channels);
     void appendMono(const float* samples, int64_t count);
 
     // The segments of everything appended; empty on a cancel. Call once.

@@ -153,17 +153,14 @@ NoteDictionary::NoteDictionary(double rate, int fftSize, const LogFrequencyMap& 
         for (int k = 0; k < kLogBins; ++k)
             norm += double(profile[k]) * profile[k];
         norm = std::sqrt(norm);
-        int first = kLogBins, end = 0;
+        m_firstEntry[size_t(n)] = int(m_entries.size());
         for (int k = 0; k < kLogBins; ++k) {
             profile[k] = norm > 0.0 ? float(profile[k] / norm) : 0.0f;
-            if (profile[k] > 0.0f) {
-                first = std::min(first, k);
-                end = k + 1;
-            }
+            if (profile[k] > 0.0f)
+                m_entries.push_back({k, profile[k]});
         }
-        m_firstBin[size_t(n)] = first;
-        m_endBin[size_t(n)] = std::max(first, end);
     }
+    m_firstEntry[kNotes] = int(m_entries.size());
     for (int a = 0; a < kNotes; ++a)
         for (int b = 0; b < kNotes; ++b) {
             double dot = 0.0;
@@ -179,10 +176,9 @@ void NoteDictionary::transcribe(const Spectrum& whitened, Notes& activations) co
 {
     Notes gradient;
     for (int n = 0; n < kNotes; ++n) {
-        const float* p = profile(n);
         float dot = 0.0f;
-        for (int k = m_firstBin[size_t(n)]; k < m_endBin[size_t(n)]; ++k)
-            dot += p[k] * whitened[size_t(k)];
+        for (int e = m_firstEntry[size_t(n)]; e < m_firstEntry[size_t(n) + 1]; ++e)
+            dot += m_entries[size_t(e)].weight * whitened[size_t(m_entries[size_t(e)].bin)];
         gradient[size_t(n)] = -dot;
         activations[size_t(n)] = 0.0f;
     }

@@ -64,6 +64,8 @@ public:
     // magnitudes: fftSize / 2 + 1 values.
     void apply(const float* magnitudes, float* logBins) const;
     int stftBins() const { return m_stftBins; }
+    // One past the highest STFT bin any log bin reads.
+    int usedBins() const { return m_taps.empty() ? 0 : m_taps.back().bin + 1; }
 
 private:
     struct Tap {
@@ -96,9 +98,15 @@ public:
     static constexpr int kSweeps = 30;
 
 private:
+    struct Entry {
+        int bin;
+        float weight;
+    };
     std::vector<float> m_profiles; // kNotes × kLogBins
     std::vector<float> m_gram;     // kNotes × kNotes
-    std::array<int, kNotes> m_firstBin{}, m_endBin{};
+    // The profiles' nonzero bins, note after note: a profile is its partials' few bins.
+    std::vector<Entry> m_entries;
+    std::array<int, kNotes + 1> m_firstEntry{};
 };
 
 // Without the transcription: each note is the whitened spectrum at its centre bin.

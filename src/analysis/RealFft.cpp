@@ -33,10 +33,9 @@ RealFft::~RealFft()
     fftwf_free(m_output);
 }
 
-void RealFft::magnitudes(float* out)
+void RealFft::magnitudes(float* out, int bins)
 {
     fftwf_execute(m_plan);
-    const int bins = m_size / 2 + 1;
     for (int k = 0; k < bins; ++k)
         out[k] = std::sqrt(m_output[2 * k] * m_output[2 * k] + m_output[2 * k + 1] * m_output[2 * k + 1]);
 }

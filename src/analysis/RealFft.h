@@ -21,8 +21,8 @@ public:
     int size() const { return m_size; }
     // size samples to fill before run().
     float* input() { return m_input; }
-    // Writes size / 2 + 1 magnitudes of the transform of input().
-    void magnitudes(float* out);
+    // Writes the magnitudes of the transform of input() for bins 0 .. bins - 1 (at most size / 2 + 1).
+    void magnitudes(float* out, int bins);
 
 private:
     int m_size;
