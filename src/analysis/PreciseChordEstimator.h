@@ -7,6 +7,11 @@
 // whitened and explained as notes, treble and bass chroma scored against the 24 triads and no
 // chord, decoded by an HMM and aligned with onsets. Same segments, failures, progress and cancel
 // as LTChordEstimator; the two never share results.
+//
+// Known limit: a melody playing alone is still labelled with chords, since a single note and its
+// neighbours in time fit some triad better than no chord. The way to it would be to count the notes
+// the transcription finds sounding together in the treble, and to favour no chord over a stretch
+// where at most one does (a state for "single notes" in the HMM, scored by that count).
 class PreciseChordEstimator {
 public:
     PreciseChordEstimator() = delete;
