@@ -11,6 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg sox libsox-fmt-mp3 xvfb xauth x11-utils xdotool imagemagick pulseaudio pulseaudio-utils
   python3 time dbus-daemon # a private session bus for the media-player test
+  fluidsynth fluid-soundfont-gm # rendering MIDI songs with known chords for the chord tests
   desktop-file-utils xdg-utils shared-mime-info # checking the installed desktop entry and MIME entry
   clang-14 libclang-rt-14-dev llvm-14 # sanitizers and libFuzzer; llvm-symbolizer for their reports
 )

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Times the chord estimator on a 5-minute stereo MP3 against plain FFmpeg decoding of the same file
-# (target: at most 1.5x), and measures the peak RSS of analysing a 60-minute file (target: under
-# 400 MB). Usage: bench/analysis/chords_vs_decode.sh [BUILD_DIR]
+# Times each chord estimator (`lento --chords --method precise|basic`) on a 5-minute stereo MP3
+# against plain FFmpeg decoding of the same file (target: at most 1.5x), per minute of audio, and
+# measures the peak RSS of analysing a 60-minute file (target: under 400 MB).
+# Usage: bench/analysis/chords_vs_decode.sh [BUILD_DIR]
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)"
 source "$root/bench/timing.sh"
@@ -29,8 +30,16 @@ ffmpeg -nostdin -v error -y -f lavfi -i "aevalsrc='${tone}+0.02*sin(2*PI*110*t)|
 five="$work/five-minutes.mp3"
 ffmpeg -nostdin -v error -y -i "$source" -c:a libmp3lame -b:a 192k "$five"
 decode=$(best_of 3 ffmpeg -nostdin -v error -i "$five" -f null -)
-estimate=$(best_of 3 "${runner[@]}" "$five")
-echo "5-minute stereo mp3: ffmpeg decode ${decode} s, chords ${estimate} s, ratio $(ratio "$estimate" "$decode") (target <= 1.5)"
+perminute() { awk -v s="$1" 'BEGIN{printf "%.3f", s/5}'; }
+echo "5-minute stereo mp3: ffmpeg decode ${decode} s ($(perminute "$decode") s a minute)"
+methods=(default)
+[[ "${runner[0]}" == "$lento" ]] && methods=(precise basic)
+for method in "${methods[@]}"; do
+  args=()
+  [[ "$method" != default ]] && args=(--method "$method")
+  estimate=$(best_of 3 "${runner[@]}" "$five" "${args[@]}")
+  echo "  chords ($method): ${estimate} s ($(perminute "$estimate") s a minute), ratio to decode $(ratio "$estimate" "$decode") (target <= 1.5)"
+done
 if [[ -x "$probe" ]]; then
   echo "split (chords_probe):"
   "$probe" "$five" 2>/dev/null | sed 's/^/  /'
@@ -38,5 +47,9 @@ fi
 
 hour="$work/sixty-minutes.flac"
 ffmpeg -nostdin -v error -y -stream_loop 11 -i "$source" -c:a flac "$hour"
-rss_kb=$(/usr/bin/time -v "${runner[@]}" "$hour" 2>&1 >/dev/null | awk -F': ' '/Maximum resident set size/{print $2}')
-echo "60-minute stereo flac: peak RSS $((rss_kb / 1024)) MB (target < 400 MB; the sample store alone is 212 MB)"
+for method in "${methods[@]}"; do
+  args=()
+  [[ "$method" != default ]] && args=(--method "$method")
+  rss_kb=$(/usr/bin/time -v "${runner[@]}" "$hour" "${args[@]}" 2>&1 >/dev/null | awk -F': ' '/Maximum resident set size/{print $2}')
+  echo "60-minute stereo flac, $method: peak RSS $((rss_kb / 1024)) MB (target < 400 MB; basic: the sample store alone is 212 MB; precise: the log-frequency spectra are about 80 MB)"
+done

@@ -1,5 +1,7 @@
 #include "analysis/ChordFrameAnalyzer.h"
 
+#include "analysis/RealFft.h"
+
 #include <fftw3.h>
 
 #include <algorithm>
@@ -11,13 +13,6 @@
 using namespace chordconst;
 
 namespace {
-
-// FFTW's planner is not thread-safe; executing a plan is.
-std::mutex& fftwPlannerMutex()
-{
-    static std::mutex mutex;
-    return mutex;
-}
 
 std::array<int8_t, kHighestBin + 1> buildPitchClassTable()
 {

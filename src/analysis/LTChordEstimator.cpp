@@ -11,7 +11,8 @@ namespace {
 // Decoding is most of the work; the frames take the last part of the progress range.
 constexpr double kDecodeShare = 0.8;
 
-// The reader logs its own reason; this names it in the analysis's line.
+} // namespace
+
 QString openFailureReason(const QString& path)
 {
     const QFileInfo file(path);
@@ -21,8 +22,6 @@ QString openFailureReason(const QString& path)
         return QStringLiteral("permission denied");
     return QStringLiteral("no decodable audio stream");
 }
-
-} // namespace
 
 QList<LTChordSegment> LTChordEstimator::estimateChordSegmentsForFileURL(const QUrl& url, const Progress& progress,
                                                                         const std::atomic<bool>* cancel,

@@ -47,7 +47,7 @@ NoteAnalysisCache::NoteAnalysisCache(QString path)
 {
 }
 
-QString NoteAnalysisCache::cacheKeyForURL(const QUrl& url)
+QString NoteAnalysisCache::cacheKeyForURL(const QUrl& url, ChordMethod method)
 {
     if (!url.isLocalFile())
         return {};
@@ -56,8 +56,11 @@ QString NoteAnalysisCache::cacheKeyForURL(const QUrl& url)
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return {};
     const double modified = double(info.st_mtim.tv_sec) + double(info.st_mtim.tv_nsec) / 1e9;
-    return QString::asprintf("%s|%llu|%.0f|v%d", path.toUtf8().constData(), static_cast<unsigned long long>(info.st_size),
-                             modified, kVersion);
+    const QString key = QString::asprintf("%s|%llu|%.0f|v%d", path.toUtf8().constData(),
+                                           static_cast<unsigned long long>(info.st_size), modified, kVersion);
+    if (method == ChordMethod::Basic)
+        return key;
+    return key + QStringLiteral("|%1|v%2").arg(chordMethodName(method)).arg(kPreciseVersion);
 }
 
 void NoteAnalysisCache::load()

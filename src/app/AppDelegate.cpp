@@ -43,6 +43,7 @@ void AppDelegate::openPreferences()
         actions.setLoopWhenSelection = [vc] { vc->setLoopWhenSelection(); };
         actions.setExtendedSpeedRange = [vc](bool extended) { vc->setExtendedSpeedRange(extended); };
         actions.musicFoldersChanged = [vc](const QStringList& folders) { vc->setMusicLibraryFolders(folders); };
+        actions.chordMethodChanged = [vc] { vc->chordMethodChanged(); };
         actions.infoText = aboutText;
         m_preferences = new PreferencesController(m_defaults, std::move(actions), m_window);
     }

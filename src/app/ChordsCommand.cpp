@@ -1,6 +1,6 @@
 #include "app/ChordsCommand.h"
 
-#include "analysis/LTChordEstimator.h"
+#include "analysis/ChordMethod.h"
 #include "audio/AudioFileReader.h"
 
 #include <QFileInfo>
@@ -14,9 +14,21 @@ int runChordsCommand(const QStringList& arguments, QTextStream& out, QTextStream
 {
     QString input;
     bool showProgress = isatty(STDERR_FILENO);
-    for (const QString& arg : arguments) {
+    ChordMethod method = kDefaultChordMethod;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& arg = arguments[i];
         if (arg == QLatin1String("--progress")) {
             showProgress = true;
+        } else if (arg == QLatin1String("--method")) {
+            const QString name = arguments.value(i + 1);
+            const auto chosen = chordMethodFromName(name);
+            if (!chosen) {
+                err << "lento: --method takes precise or basic" << (name.isEmpty() ? QString() : QStringLiteral(", not %1").arg(name))
+                    << " (see lento --help)\n";
+                return 2;
+            }
+            method = *chosen;
+            ++i;
         } else if (arg.startsWith(QLatin1Char('-')) || !input.isEmpty()) {
             err << "lento: " << (input.isEmpty() ? QStringLiteral("unknown option %1").arg(arg)
                                                  : QStringLiteral("--chords takes exactly one file"))
@@ -50,8 +62,8 @@ int runChordsCommand(const QStringList& arguments, QTextStream& out, QTextStream
         err << "\ranalysing: " << percent << "%" << Qt::flush;
     };
     QString failure;
-    const QList<LTChordSegment> segments = LTChordEstimator::estimateChordSegmentsForFileURL(
-        QUrl::fromLocalFile(file.absoluteFilePath()), progress, nullptr, &failure);
+    const QList<LTChordSegment> segments =
+        estimateChordSegments(method, QUrl::fromLocalFile(file.absoluteFilePath()), progress, nullptr, &failure);
     if (showProgress)
         err << "\r" << QString(20, QLatin1Char(' ')) << "\r" << Qt::flush;
     // An empty array means silence; a file that could not be read all through is no answer at all.

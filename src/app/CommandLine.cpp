@@ -15,7 +15,7 @@ QString CommandLine::usage()
         "       lento --export IN -o OUT.wav [--from SEC] [--to SEC] [--speed R] [--cents C]\n"
         "                   [--filter HZ] [--solo left|right | --centre cancel] [--volume G]\n"
         "                   [--loops N]\n"
-        "       lento --chords IN [--progress]\n"
+        "       lento --chords IN [--method precise|basic] [--progress]\n"
         "       lento --help | --version\n"
         "\n"
         "  FILE            open FILE in the window\n"
@@ -25,7 +25,8 @@ QString CommandLine::usage()
         "                  --cents -1200 to 1200, --filter a band around HZ, --solo one\n"
         "                  channel on both sides, --centre cancel removes what both sides\n"
         "                  share, --volume 0 to 1, --loops passes of the range\n"
-        "  --chords IN     print IN's chord segments as a JSON array; --progress shows\n"
+        "  --chords IN     print IN's chord segments as a JSON array; --method basic uses\n"
+        "                  the simpler estimator of earlier versions; --progress shows\n"
         "                  the progress on stderr\n"
         "  --help          show this text\n"
         "  --version       show the version\n");

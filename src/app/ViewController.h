@@ -138,6 +138,10 @@ public:
     // Looks the track's chords up in the cache, or finds them on a worker while the window goes on.
     void scheduleNoteAnalysisForURL(const QUrl& url);
     QString noteAnalysisCachePath() const;
+    // The estimator the "ChordMethod" setting names; the precise one when it names none.
+    ChordMethod chordMethod() const;
+    // After the setting changed: the open track's chords by the method now chosen.
+    void chordMethodChanged();
     bool noteOverlayEnabled() const { return m_noteOverlayEnabled; }
     // From the start of a run until its result has been applied, or dropped.
     bool isNoteAnalysisRunning() const { return m_noteAnalysisPending; }

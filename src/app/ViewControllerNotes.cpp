@@ -2,7 +2,7 @@
 // estimator run on a worker once View ▸ Show Chords is on.
 #include "app/ViewController.h"
 
-#include "analysis/LTChordEstimator.h"
+#include "analysis/ChordMethod.h"
 #include "analysis/NoteAnalysisCache.h"
 #include "app/WavePane.h"
 #include "loops/WaveViewContainer.h"
@@ -18,6 +18,7 @@
 
 namespace {
 const QString kNoteOverlayKey = QStringLiteral("NoteOverlayEnabled");
+const QString kChordMethodKey = QStringLiteral("ChordMethod");
 } // namespace
 
 void ViewController::setupNoteAnalysis()
@@ -40,6 +41,17 @@ void ViewController::setupNoteAnalysis()
 QString ViewController::noteAnalysisCachePath() const
 {
     return NoteAnalysisCache::defaultPath();
+}
+
+ChordMethod ViewController::chordMethod() const
+{
+    return chordMethodFromName(m_defaults.stringForKey(kChordMethodKey)).value_or(kDefaultChordMethod);
+}
+
+void ViewController::chordMethodChanged()
+{
+    if (m_noteOverlayEnabled && m_waveViewContainer->audioLoaded())
+        scheduleNoteAnalysisForURL(m_player->fileURL());
 }
 
 void ViewController::stopNoteAnalysis()
@@ -112,7 +124,8 @@ void ViewController::scheduleNoteAnalysisForURL(const QUrl& url)
         m_noteAnalysisCache->load();
         m_noteAnalysisCacheLoaded = true;
     }
-    const QString key = NoteAnalysisCache::cacheKeyForURL(url);
+    const ChordMethod method = chordMethod();
+    const QString key = NoteAnalysisCache::cacheKeyForURL(url, method);
     if (const auto cached = m_noteAnalysisCache->segmentsForKey(key)) {
         applyNoteSegments(*cached, m_player->duration());
         return;
@@ -127,8 +140,8 @@ void ViewController::scheduleNoteAnalysisForURL(const QUrl& url)
     m_noteAnalysisPending = true;
     m_chordLabel->setText(tr("Finding chords…"));
     m_chordLabel->show();
-    m_noteAnalysis.setFuture(QtConcurrent::run([url, cancel] {
-        return LTChordEstimator::estimateChordSegmentsForFileURL(url, {}, cancel.get());
+    m_noteAnalysis.setFuture(QtConcurrent::run([method, url, cancel] {
+        return estimateChordSegments(method, url, {}, cancel.get());
     }));
 }
 

@@ -14,14 +14,18 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 const QString PreferencesController::kMusicFoldersKey = QStringLiteral("MusicLibraryFolders");
+const QString PreferencesController::kChordMethodKey = QStringLiteral("ChordMethod");
 
 void PreferencesController::initialize(UserDefaults& defaults)
 {
     defaults.registerDefaults({{QStringLiteral("Theme"), 1},
                                {QStringLiteral("LoopSelection"), true},
                                {QStringLiteral("DontShowSplash"), false},
-                               {QStringLiteral("ExtendedSpeedRange"), false}});
+                               {QStringLiteral("ExtendedSpeedRange"), false},
+                               {kChordMethodKey, QStringLiteral("precise")}});
 }
 
 QStringList PreferencesController::themeNames()
@@ -74,6 +78,19 @@ QWidget* PreferencesController::makeGeneralPreferenceView()
         setExtendedSpeed(m_extendedSpeed);
     });
     form->addRow(QString(), m_extendedSpeed);
+
+    // The words are the setting's values, so the command line's --method reads the same.
+    m_chordMethod = new QComboBox(view);
+    m_chordMethod->addItem(tr("Precise (note transcription)"), QStringLiteral("precise"));
+    m_chordMethod->addItem(tr("Basic (earlier versions)"), QStringLiteral("basic"));
+    m_chordMethod->setCurrentIndex(std::max(0, m_chordMethod->findData(m_defaults.stringForKey(kChordMethodKey))));
+    m_chordMethod->setAccessibleName(tr("Chord estimator"));
+    connect(m_chordMethod, &QComboBox::activated, this, [this](int index) {
+        m_defaults.setObject(m_chordMethod->itemData(index), kChordMethodKey);
+        if (m_actions.chordMethodChanged)
+            m_actions.chordMethodChanged();
+    });
+    form->addRow(tr("Chords:"), m_chordMethod);
 
     m_folders = new QListWidget(view);
     m_folders->setAccessibleName(tr("Music library folders"));

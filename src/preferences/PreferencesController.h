@@ -10,7 +10,7 @@ class QListWidget;
 class UserDefaults;
 
 // The preferences window: a "Preferences" pane (theme, looping the selection, the extended speed
-// range, the music library's folders) and an "Info" pane. The controls write their settings
+// range, the chord estimator, the music library's folders) and an "Info" pane. The controls write their settings
 // themselves; the actions tell the main window.
 class PreferencesController : public PWPrefsWindowController {
     Q_OBJECT
@@ -21,9 +21,11 @@ public:
         std::function<void()> setLoopWhenSelection;
         std::function<void(bool)> setExtendedSpeedRange;
         std::function<void(const QStringList&)> musicFoldersChanged;
+        std::function<void()> chordMethodChanged;
         std::function<QString()> infoText;
     };
     static const QString kMusicFoldersKey;
+    static const QString kChordMethodKey;
 
     // Registers the defaults of the keys the panes set.
     static void initialize(UserDefaults& defaults);
@@ -35,6 +37,7 @@ public:
     QComboBox* themeControl() const { return m_theme; }
     QCheckBox* loopControl() const { return m_loop; }
     QCheckBox* extendedSpeedControl() const { return m_extendedSpeed; }
+    QComboBox* chordMethodControl() const { return m_chordMethod; }
     QListWidget* folderList() const { return m_folders; }
 
     void setColorTheme(QObject* sender = nullptr);
@@ -58,5 +61,6 @@ private:
     QComboBox* m_theme = nullptr;
     QCheckBox* m_loop = nullptr;
     QCheckBox* m_extendedSpeed = nullptr;
+    QComboBox* m_chordMethod = nullptr;
     QListWidget* m_folders = nullptr;
 };

@@ -1,7 +1,7 @@
 // Chords over the wave, as a user switches them on and opens tracks.
 #include "WindowFixture.h"
 
-#include "analysis/LTChordEstimator.h"
+#include "analysis/ChordMethod.h"
 #include "analysis/NoteAnalysisCache.h"
 #include "loops/WaveViewContainer.h"
 #include "waveform/WaveScrollView.h"
@@ -60,7 +60,7 @@ TEST_F(ChordOverlayTest, ShownChordsAreTheEstimatorsChipsCentredOnTheirSegmentsA
     EXPECT_EQ(vc->chordLabel()->text(), "Finding chords…") << "busy while the worker runs";
     ASSERT_TRUE(analysed());
     settle();
-    const QList<LTChordSegment> expected = LTChordEstimator::estimateChordSegmentsForFileURL(QUrl::fromLocalFile(path));
+    const QList<LTChordSegment> expected = estimateChordSegments(vc->chordMethod(), QUrl::fromLocalFile(path));
     ASSERT_EQ(wave()->noteSegments(), expected);
     EXPECT_EQ(shownNames().mid(0, 4), (QStringList{"C", "Am", "F", "G"}));
     EXPECT_EQ(vc->chordLabel()->text(), "C") << "the chord under the playhead, in words";
@@ -101,7 +101,7 @@ TEST_F(ChordOverlayTest, WithChordsOffNoAnalysisRunsAndNothingIsCached)
     EXPECT_TRUE(wave()->noteSegments().isEmpty());
     NoteAnalysisCache cache(vc->noteAnalysisCachePath());
     cache.load();
-    EXPECT_FALSE(cache.segmentsForKey(NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(path))).has_value());
+    EXPECT_FALSE(cache.segmentsForKey(NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(path), vc->chordMethod())).has_value());
     EXPECT_FALSE(vc->chordLabel()->isVisible());
 }
 
@@ -136,7 +136,7 @@ TEST_F(ChordOverlayTest, TheCacheHoldsWhatTheCommandLineFindsUnderTheFilesKeyAnd
     QFile file(vc->noteAnalysisCachePath());
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QJsonObject entries = QJsonDocument::fromJson(file.readAll()).object().value("entries").toObject();
-    const QString key = NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(path));
+    const QString key = NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(path), vc->chordMethod());
     ASSERT_TRUE(entries.contains(key)) << key.toStdString();
     EXPECT_EQ(entries.value(key).toArray(), QJsonDocument::fromJson(run.out).array());
 
