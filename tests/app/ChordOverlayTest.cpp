@@ -133,9 +133,7 @@ TEST_F(ChordOverlayTest, TheCacheHoldsWhatTheCommandLineFindsUnderTheFilesKeyAnd
 
     const fixtures::LentoRun run = fixtures::runLento({"--chords", path});
     ASSERT_EQ(run.status, 0);
-    QFile file(vc->noteAnalysisCachePath());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QJsonObject entries = QJsonDocument::fromJson(file.readAll()).object().value("entries").toObject();
+    const QJsonObject entries = QJsonDocument::fromJson(fixtures::readFile(vc->noteAnalysisCachePath())).object().value("entries").toObject();
     const QString key = NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(path));
     ASSERT_TRUE(entries.contains(key)) << key.toStdString();
     EXPECT_EQ(entries.value(key).toArray(), QJsonDocument::fromJson(run.out).array());
