@@ -144,4 +144,5 @@ TEST_F(ChordOverlayTest, TheCacheHoldsWhatTheCommandLineFindsUnderTheFilesKeyAnd
     ASSERT_TRUE(load(path));
     EXPECT_FALSE(vc->isNoteAnalysisRunning());
     EXPECT_EQ(shownNames(), (QStringList{"F", "G", "C"}));
+    EXPECT_EQ(vc->chordLabel()->text(), "F") << "and the chord under the playhead shows";
 }
