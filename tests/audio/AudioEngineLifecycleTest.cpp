@@ -113,7 +113,7 @@ TEST(VirtualOutput, StartsOnlyWhileOpenAndNeverAtARateOfZero)
     VirtualOutput output(512, 0);
     EXPECT_FALSE(output.open(0.0, 2));
     EXPECT_FALSE(output.start());
-    ASSERT_TRUE(output.open(44100.0, 2));
+    ASSERT_TRUE(output.open(44100.0, 1)) << "mono";
     EXPECT_TRUE(output.start());
     output.close();
     EXPECT_FALSE(output.start()) << "closed";
