@@ -45,7 +45,7 @@ TEST(SingleInstance, ASecondStartsFileReachesTheRunningOneAndACrashedRunsSocketI
     ASSERT_TRUE(fixtures::writeFile(SingleInstance::socketPath(), "left by a crash"));
     SingleInstance next;
     ASSERT_TRUE(next.listen([&](const QString& file) { opened << file; }));
-    EXPECT_TRUE(handOverWhileRunning(QStringLiteral("/music/b.wav")));
+    ASSERT_TRUE(handOverWhileRunning(QStringLiteral("/music/b.wav")));
     EXPECT_EQ(opened.last(), QStringLiteral("/music/b.wav"));
     qputenv("XDG_RUNTIME_DIR", saved);
 }
