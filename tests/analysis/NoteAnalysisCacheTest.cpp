@@ -1,5 +1,6 @@
 // The chord cache file: its key, what reading keeps or refuses, and the size it is held to.
 #include "analysis/NoteAnalysisCache.h"
+#include "common/AudioFixtures.h"
 #include "common/LogCapture.h"
 
 #include <QFile>
@@ -26,13 +27,6 @@ QList<LTChordSegment> segments(const QString& name)
     return {segment};
 }
 
-void write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
 struct NoteAnalysisCacheTest : ::testing::Test {
     QTemporaryDir dir;
     QString path() const { return dir.filePath("note-analysis-cache.json"); }
@@ -43,7 +37,7 @@ struct NoteAnalysisCacheTest : ::testing::Test {
 TEST_F(NoteAnalysisCacheTest, TheKeyIsPathSizeAndTheModificationSecondRoundedWithTheVersion)
 {
     const QString file = dir.filePath("take 1.wav");
-    write(file, QByteArray(1000, 'x'));
+    ASSERT_TRUE(fixtures::writeFile(file, QByteArray(1000, 'x')));
     struct Case { long seconds, nanoseconds; const char* ending; };
     const Case cases[] = {{1700000000, 400000000, "|1000|1700000000|v6"}, {1700000000, 600000000, "|1000|1700000001|v6"}};
     for (const Case& c : cases) {
@@ -66,7 +60,7 @@ TEST_F(NoteAnalysisCacheTest, SegmentsSurviveASaveAndAFreshLoadExactly)
     EXPECT_EQ(again.segmentsForKey("a"), segments("Am"));
     EXPECT_EQ(again.segmentsForKey("b"), QList<LTChordSegment>{}) << "silence is an answer too";
     EXPECT_FALSE(again.segmentsForKey("c").has_value());
-    const QJsonObject root = QJsonDocument::fromJson([&] { QFile f(path()); f.open(QIODevice::ReadOnly); return f.readAll(); }()).object();
+    const QJsonObject root = QJsonDocument::fromJson(fixtures::readFile(path())).object();
     EXPECT_EQ(root.value("version").toInt(), 6);
 }
 
@@ -81,7 +75,7 @@ TEST_F(NoteAnalysisCacheTest, AFileThatCannotBeUsedLeavesWhatIsHeldAndTheNextSav
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        write(path(), c.bytes);
+        ASSERT_TRUE(fixtures::writeFile(path(), c.bytes));
         NoteAnalysisCache cache(path());
         cache.setSegmentsForKey("held", segments("C"));
         LogCapture log;
@@ -98,7 +92,7 @@ TEST_F(NoteAnalysisCacheTest, AFileThatCannotBeUsedLeavesWhatIsHeldAndTheNextSav
 
 TEST_F(NoteAnalysisCacheTest, AMemberThatIsNoArrayIsDroppedAndTheRestKept)
 {
-    write(path(), R"({"version":6,"entries":{"good":[{"startSec":0,"endSec":1,"noteName":"G","midi":7}],"bad":3}})");
+    ASSERT_TRUE(fixtures::writeFile(path(), R"({"version":6,"entries":{"good":[{"startSec":0,"endSec":1,"noteName":"G","midi":7}],"bad":3}})"));
     NoteAnalysisCache cache(path());
     cache.load();
     EXPECT_EQ(cache.keys(), QStringList{"good"});

@@ -133,9 +133,7 @@ TEST_F(ChordOverlayTest, TheCacheHoldsWhatTheCommandLineFindsUnderTheFilesKeyAnd
 
     const fixtures::LentoRun run = fixtures::runLento({"--chords", path});
     ASSERT_EQ(run.status, 0);
-    QFile file(vc->noteAnalysisCachePath());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QJsonObject entries = QJsonDocument::fromJson(file.readAll()).object().value("entries").toObject();
+    const QJsonObject entries = QJsonDocument::fromJson(fixtures::readFile(vc->noteAnalysisCachePath())).object().value("entries").toObject();
     const QString key = NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(path), vc->chordMethod());
     ASSERT_TRUE(entries.contains(key)) << key.toStdString();
     EXPECT_EQ(entries.value(key).toArray(), QJsonDocument::fromJson(run.out).array());
@@ -146,4 +144,5 @@ TEST_F(ChordOverlayTest, TheCacheHoldsWhatTheCommandLineFindsUnderTheFilesKeyAnd
     ASSERT_TRUE(load(path));
     EXPECT_FALSE(vc->isNoteAnalysisRunning());
     EXPECT_EQ(shownNames(), (QStringList{"F", "G", "C"}));
+    EXPECT_EQ(vc->chordLabel()->text(), "F") << "and the chord under the playhead shows";
 }

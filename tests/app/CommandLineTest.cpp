@@ -82,10 +82,7 @@ TEST_F(CommandLineTest, AFailedExportLeavesTheFileThatWasThereByteForByteAndNoth
     ASSERT_TRUE(fixtures::writeWav(out, fixtures::stereoSines(44100, 44100, 330.0)));
     ASSERT_TRUE(QFile::setPermissions(out, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
     const QFile::Permissions mode = QFile::permissions(out);
-    QFile file(out);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray before = file.readAll();
-    file.close();
+    const QByteArray before = fixtures::readFile(out);
     const QDir::Filters all = QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot;
     const QStringList names = QDir(dir.path()).entryList(all);
     // Above the decoded track's cache (about 1 MB), below the export's 4 MB.
@@ -99,9 +96,7 @@ TEST_F(CommandLineTest, AFailedExportLeavesTheFileThatWasThereByteForByteAndNoth
     EXPECT_TRUE(r.err.endsWith("\n") && r.err.contains("lento: " + out.toUtf8() + ": can not be written (")
                 && r.err.count("lento:") == 1)
         << r.err.constData();
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(file.readAll() == before) << "the old file is untouched";
-    file.close();
+    EXPECT_TRUE(fixtures::readFile(out) == before) << "the old file is untouched";
     EXPECT_EQ(QDir(dir.path()).entryList(all), names) << "no temporary file is left";
 
     r = fixtures::runLento({"--export", input, "-o", out, "--loops", "8"});
@@ -145,9 +140,8 @@ TEST_F(CommandLineTest, HelpAndVersionAnswerOnStdout)
 
 TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
 {
-    QFile text(dir.filePath("text.wav"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly) && text.write("no audio here") > 0);
-    text.close();
+    const QString text = dir.filePath("text.wav");
+    ASSERT_TRUE(fixtures::writeFile(text, "no audio here"));
     const QString longFile = dir.filePath("long.wav"); // four hours and a frame at 10 Hz
     ASSERT_TRUE(fixtures::writeWav(longFile, fixtures::synthesise(10, 1, 144001, [](int64_t, int) { return 0.1f; })));
     // A header that promises more than the file holds: it opens, and decoding stops short.
@@ -163,7 +157,7 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--info"}, "--info takes exactly one file"},
         {{"--info", missing}, "missing.wav: no such file"},
         {{"--info", dir.path()}, "not a readable file"},
-        {{"--info", text.fileName()}, "text.wav: "},
+        {{"--info", text}, "text.wav: "},
         {{"--info", longFile}, "four hours"},
         {{"--info", cut}, "cut.wav: the file is damaged or truncated"},
         {{"--export", input}, "needs an output file"},
@@ -177,12 +171,12 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--export", input, "-o", out, "--volume"}, "--volume needs a value"},
         {{"--export", input, "-o", out, "--bogus", "1"}, "unknown option --bogus"},
         {{"--export", missing, "-o", out}, "missing.wav: no such readable file"},
-        {{"--export", text.fileName(), "-o", out}, "text.wav: "},
+        {{"--export", text, "-o", out}, "text.wav: "},
         {{"--export", input, "-o", dir.filePath("no/such/dir/out.wav")}, "out.wav: can not be written"},
         {{"--export", input, "-o", input}, "would overwrite the input"},
         {{"--chords"}, "--chords needs an input file"},
         {{"--chords", missing}, "no such readable file"},
-        {{"--chords", text.fileName()}, "not a readable audio file"},
+        {{"--chords", text}, "not a readable audio file"},
         {{"--chords", cut}, "cut.wav: the file is damaged or truncated"},
         {{"--chords", empty}, "empty.wav: the file holds no audio"},
         {{"--chords", "a", "b"}, "--chords takes exactly one file"},

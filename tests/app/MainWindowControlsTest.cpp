@@ -203,3 +203,19 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
     QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
     EXPECT_TRUE(window->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/drawer-open.png")));
 }
+
+TEST_F(MainWindowControlsTest, TwoStrokesOfLWhilePlayingLoopWhatWasPlayedBetweenThem)
+{
+    press(Qt::Key_Space, {});
+    output().pull(44100);
+    press(Qt::Key_L, {});
+    press(Qt::Key_L, {});
+    EXPECT_FALSE(vc->player()->loop()) << "two strokes at one place make no loop";
+    press(Qt::Key_L, {});
+    output().pull(44100);
+    press(Qt::Key_L, {});
+    ASSERT_TRUE(vc->player()->loop()) << "the second stroke loops the stretch at once";
+    EXPECT_TRUE(vc->player()->isPlaying());
+    EXPECT_NEAR(double(vc->player()->from()) / 44100.0, 1.0, 0.06);
+    EXPECT_NEAR(double(vc->player()->len()) / 44100.0, 1.0, 0.06);
+}

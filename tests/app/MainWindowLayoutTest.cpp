@@ -95,7 +95,11 @@ TEST_F(MainWindowLayoutTest, AtEveryWindowWidthThePanelIsClosedOrFullAndTheStrip
             const QRect root = vc->view()->rect();
             const int strip = root.height() - 110;
             EXPECT_EQ(vc->verticalSplitView()->geometry().bottom() + 1, strip);
-            EXPECT_NEAR(QRectF(vc->timeLabel()->geometry()).center().x(), root.width() / 2.0, 1.0);
+            // The time centred, the chord above it and the duration below it on the same middle.
+            for (QLabel* label : {vc->chordLabel(), vc->timeLabel(), vc->durationLabel()}) {
+                EXPECT_NEAR(QRectF(label->geometry()).center().x(), root.width() / 2.0, 1.0) << label->objectName().toStdString();
+                EXPECT_GE(label->y(), strip);
+            }
             const QList<QWidget*> row{vc->leftSidebarButton(), vc->zoomSlider(), vc->returnButton(), vc->timeLabel(),
                                       vc->playButton(),        vc->speedSlider(), vc->sidebarButton()};
             for (qsizetype i = 0; i < row.size(); ++i) {

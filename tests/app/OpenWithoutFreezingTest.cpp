@@ -112,10 +112,9 @@ TEST_F(OpenWithoutFreezingTest, ARefusedFileKeepsTheTrackASecondOpenReplacesTheF
     const QString first = makeTrack("first.wav", 60.0);
     const QString second = makeTrack("second.wav", 2.0);
     ASSERT_TRUE(load(first));
-    QFile junk(dir.filePath("junk.mp3"));
-    ASSERT_TRUE(junk.open(QIODevice::WriteOnly) && junk.write(QByteArray(8192, 'x')) == 8192);
-    junk.close();
-    ASSERT_TRUE(delegate->applicationOpenFile(junk.fileName()));
+    const QString junk = dir.filePath("junk.mp3");
+    ASSERT_TRUE(fixtures::writeFile(junk, QByteArray(8192, 'x')));
+    ASSERT_TRUE(delegate->applicationOpenFile(junk));
     ASSERT_TRUE(opened());
     ASSERT_EQ(finished.size(), 1);
     EXPECT_FALSE(finished.takeFirst().second);

@@ -12,8 +12,11 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QLabel>
 #include <QListWidget>
 #include <QToolBar>
+
+#include <SDL.h>
 
 namespace {
 
@@ -77,6 +80,14 @@ TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
         QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
         EXPECT_TRUE(prefs->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/preferences-%1.png").arg(QString::fromLatin1(pane).toLower())));
     }
+    // Info names the libraries Lento runs on with their versions, as the running program reports them.
+    SDL_version sdl;
+    SDL_GetVersion(&sdl);
+    const QList<QLabel*> labels = prefs->findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [&](QLabel* label) {
+        return label->text().contains(QStringLiteral("SDL %1.%2.%3, ").arg(sdl.major).arg(sdl.minor).arg(sdl.patch))
+            && label->text().contains(QStringLiteral("Qt %1, ").arg(QString::fromLatin1(qVersion())));
+    }));
     QTest::keyClick(prefs, Qt::Key_W, Qt::ControlModifier);
     EXPECT_FALSE(prefs->isVisible()) << "Ctrl+W closes it";
 }

@@ -106,3 +106,15 @@ TEST_F(LifecycleTest, SleepKeepsThePositionAndStopsTheGraph)
     EXPECT_FALSE(engine.isEngineRunning());
     EXPECT_NEAR(engine.currentSampleTime(), heard, 1.0) << "the place is kept for the next play";
 }
+
+// The offline output keeps a device's contract: it opens only at a real rate, and starts only while open.
+TEST(VirtualOutput, StartsOnlyWhileOpenAndNeverAtARateOfZero)
+{
+    VirtualOutput output(512, 0);
+    EXPECT_FALSE(output.open(0.0, 2));
+    EXPECT_FALSE(output.start());
+    ASSERT_TRUE(output.open(44100.0, 1)) << "mono";
+    EXPECT_TRUE(output.start());
+    output.close();
+    EXPECT_FALSE(output.start()) << "closed";
+}

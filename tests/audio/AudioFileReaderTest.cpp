@@ -72,18 +72,6 @@ int64_t bestLag(const Signal& source, const Signal& decoded)
     return best;
 }
 
-bool writeBytes(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readBytes(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QTemporaryDir& folder()
 {
     static QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/lento-decode-XXXXXX"));
@@ -154,7 +142,7 @@ INSTANTIATE_TEST_SUITE_P(
 // demuxers read 4,096 bytes at a time) is caught only by comparing with what the header states.
 QString damaged(const char* from, const QStringList& args, const char* dataChunk, int headerSize, bool garble)
 {
-    QByteArray bytes = readBytes(converted(QString::fromLatin1(from), args));
+    QByteArray bytes = fixtures::readFile(converted(QString::fromLatin1(from), args));
     qint64 size = bytes.size() * 6 / 10;
     if (dataChunk) {
         const qint64 data = bytes.indexOf(dataChunk) + headerSize;
@@ -166,7 +154,7 @@ QString damaged(const char* from, const QStringList& args, const char* dataChunk
             bytes[20000 + i] = "GARBAGE"[i % 7];
     }
     const QString out = folder().filePath(QStringLiteral("bad-%1-%2-%3").arg(garble).arg(dataChunk ? 1 : 0).arg(QString::fromLatin1(from)));
-    EXPECT_TRUE(writeBytes(out, bytes.left(size)));
+    EXPECT_TRUE(fixtures::writeFile(out, bytes.left(size)));
     return out;
 }
 
@@ -177,8 +165,8 @@ TEST(AudioFileReader, FilesThatAreNotWholeAudioAreRefusedWithOneLineNamingThem)
         noise[i] = char((i * 7919) ^ (i >> 3));
     const QString text = folder().filePath("text.wav"), noisy = folder().filePath("noise.mp3"),
                   empty = folder().filePath("empty.wav");
-    ASSERT_TRUE(writeBytes(text, "This is a note about the track, not the track.\n") && writeBytes(noisy, noise)
-                && writeBytes(empty, {}));
+    ASSERT_TRUE(fixtures::writeFile(text, "This is a note about the track, not the track.\n") && fixtures::writeFile(noisy, noise)
+                && fixtures::writeFile(empty, {}));
     const QStringList files = {
         text, noisy, empty, folder().filePath("missing.wav"),
         damaged("copy.wav", {}, nullptr, 0, false), damaged("copy.wav", {}, "data", 8, false),
@@ -204,12 +192,12 @@ TEST(DataChunk, ComparesTheStatedDataSizeWithTheFile)
     const QString wav = folder().filePath("chunk.wav");
     ASSERT_TRUE(fixtures::writeWav(wav, makeSource(8000, 1, 1000)));
     EXPECT_FALSE(DataChunk::isShorterThanDeclared(wav));
-    QByteArray bytes = readBytes(wav);
-    ASSERT_TRUE(writeBytes(wav, bytes.left(bytes.size() - 1)));
+    QByteArray bytes = fixtures::readFile(wav);
+    ASSERT_TRUE(fixtures::writeFile(wav, bytes.left(bytes.size() - 1)));
     EXPECT_TRUE(DataChunk::isShorterThanDeclared(wav));
     // A stream written without knowing its end states "unknown" rather than a size.
     bytes.replace(bytes.indexOf("data") + 4, 4, QByteArray(4, char(0xFF)));
-    ASSERT_TRUE(writeBytes(wav, bytes.left(bytes.size() - 100)));
+    ASSERT_TRUE(fixtures::writeFile(wav, bytes.left(bytes.size() - 100)));
     EXPECT_FALSE(DataChunk::isShorterThanDeclared(wav));
 }
 

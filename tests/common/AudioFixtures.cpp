@@ -1,5 +1,6 @@
 #include "common/AudioFixtures.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 
@@ -20,6 +21,18 @@ Signal synthesise(int sampleRate, int channels, int64_t frames,
         for (int c = 0; c < channels; ++c)
             s.interleaved[size_t(f * channels + c)] = value(f, c);
     return s;
+}
+
+bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 Signal stereoSines(int sampleRate, int64_t frames, double hz, float amplitude)

@@ -39,6 +39,10 @@ bool writeWav(const QString& path, const Signal& signal, bool floatSamples = fal
 // Reads any file libsndfile knows, for checking outputs.
 bool readSoundFile(const QString& path, Signal& out);
 
+// A file's bytes, written whole or read whole; a file that can't be read reads as empty.
+bool writeFile(const QString& path, const QByteArray& bytes);
+QByteArray readFile(const QString& path);
+
 // Runs `ffmpeg -v error -y -i in <args> out`; true when it exits 0 and the output exists.
 bool ffmpegConvert(const QString& in, const QString& out, const QStringList& args = {});
 

@@ -1,5 +1,6 @@
 #include "loops/LoopDataStore.h"
 
+#include "common/AudioFixtures.h"
 #include "common/LogCapture.h"
 
 #include <QDir>
@@ -26,21 +27,12 @@ namespace {
 
 using Loops = std::vector<LoopPair>;
 
-QByteArray readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& data)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
-}
+using fixtures::readFile;
+using fixtures::writeFile;
 
 QJsonObject tracksIn(const QString& path)
 {
-    const QJsonObject root = QJsonDocument::fromJson(readAll(path)).object();
+    const QJsonObject root = QJsonDocument::fromJson(readFile(path)).object();
     EXPECT_EQ(root.value("version"), QJsonValue(1));
     return root.value("tracks").toObject();
 }
@@ -69,7 +61,7 @@ TEST_F(LoopDataStoreTest, TwoStoresOnOneFileKeepEachOthersTracksWithExactFractio
     EXPECT_EQ(restarted.loopsForKey("one.wav"), one);
     EXPECT_EQ(restarted.loopsForKey("two.wav"), two);
     EXPECT_EQ(restarted.loopsForKey("three.wav"), Loops());
-    EXPECT_TRUE(readAll(path).contains("\n    \"tracks\": {")) << "pretty-printed";
+    EXPECT_TRUE(readFile(path).contains("\n    \"tracks\": {")) << "pretty-printed";
 
     ASSERT_TRUE(second.setLoopsForKey("one.wav", {}));
     EXPECT_EQ(tracksIn(path).keys(), QStringList{"two.wav"}) << "an empty list removes the track";
@@ -87,15 +79,15 @@ TEST_F(LoopDataStoreTest, ADamagedFileIsKeptAsideAndTheNextSaveStartsAfresh)
     for (const QByteArray& bytes : damaged) {
         SCOPED_TRACE(bytes.left(60).constData());
         log.clear();
-        ASSERT_TRUE(writeAll(path, bytes) && writeAll(path + ".bak", "an older copy"));
+        ASSERT_TRUE(writeFile(path, bytes) && writeFile(path + ".bak", "an older copy"));
         LoopDataStore store(path);
         EXPECT_EQ(store.loopsForKey("a.wav"), Loops());
         EXPECT_TRUE(log.anyStartsWith("Saved loops file " + path + " is damaged (")) << log.lines().join('\n').toStdString();
-        EXPECT_EQ(readAll(path + ".bak"), bytes);
+        EXPECT_EQ(readFile(path + ".bak"), bytes);
 
-        ASSERT_TRUE(writeAll(path + ".bak", "an older copy"));
+        ASSERT_TRUE(writeFile(path + ".bak", "an older copy"));
         ASSERT_TRUE(store.setLoopsForKey("b.wav", {{0.1, 0.2}}));
-        EXPECT_EQ(readAll(path + ".bak"), bytes) << "kept before it is overwritten";
+        EXPECT_EQ(readFile(path + ".bak"), bytes) << "kept before it is overwritten";
         EXPECT_EQ(LoopDataStore(path).loopsForKey("b.wav"), Loops({{0.1, 0.2}}));
         EXPECT_EQ(tracksIn(path).keys(), QStringList{"b.wav"});
     }
@@ -112,7 +104,7 @@ TEST_F(LoopDataStoreTest, AMalformedTrackIsSkippedAloneAndLeftAsItWas)
         log.clear();
         const QByteArray file = QByteArray("{\"version\": 1, \"tracks\": {\"bad.wav\": ") + entry
                                 + ", \"good.wav\": [{\"left\": 0, \"right\": 1}, {\"left\": 0.5, \"right\": 0.6}]}}";
-        ASSERT_TRUE(writeAll(path, file));
+        ASSERT_TRUE(writeFile(path, file));
         LoopDataStore store(path);
         EXPECT_EQ(store.loopsForKey("bad.wav"), Loops());
         EXPECT_TRUE(log.anyStartsWith("Saved loops of bad.wav in " + path + " are skipped: ")) << log.lines().join('\n').toStdString();
@@ -150,12 +142,12 @@ TEST_F(LoopDataStoreTest, WhatCannotBeWrittenOrReadIsRefusedWithAReason)
     EXPECT_FALSE(LoopDataStore(path + "/under/a/file.json").setLoopsForKey("a.wav", {{0.1, 0.2}}));
 
     // A damaged file that cannot be kept aside is not overwritten.
-    ASSERT_TRUE(writeAll(path, "{") && QDir(dir.path()).mkdir("saved-loops.json.bak"));
+    ASSERT_TRUE(writeFile(path, "{") && QDir(dir.path()).mkdir("saved-loops.json.bak"));
     log.clear();
     EXPECT_FALSE(store.setLoopsForKey("a.wav", {{0.1, 0.2}}));
     EXPECT_TRUE(log.anyStartsWith("Saved loops file " + path + " is damaged (it is not JSON: "));
     EXPECT_TRUE(log.contains("Saved loops of a.wav are not written to " + path + ": the damaged file would be lost"));
-    EXPECT_EQ(readAll(path), "{");
+    EXPECT_EQ(readFile(path), "{");
 }
 
 TEST_F(LoopDataStoreTest, ASaveWaitsForAnotherThatHoldsTheFile)

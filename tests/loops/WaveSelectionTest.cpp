@@ -225,6 +225,15 @@ TEST_F(WaveSelectionTest, TwoStrokesOfLCaptureALoopWhilePlayingAndSpaceKeepsAPen
     L();
     ASSERT_TRUE(vc->isLoopCapturePending());
     playFor(1.0);
+    container()->updateCursor();
+    // What the view itself draws, over black: the stretch since the first stroke, and nothing beyond.
+    const auto drawnAt = [&](double p) {
+        QImage image(selection()->size(), QImage::Format_ARGB32);
+        image.fill(Qt::black);
+        selection()->render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+        return image.pixel(inWave(p).toPoint());
+    };
+    EXPECT_NE(drawnAt(0.15), drawnAt(0.6)) << "the pending capture shows as a selection";
     press(Qt::Key_Space, {}); // pause: the capture waits
     EXPECT_FALSE(engine()->isPlaying());
     EXPECT_TRUE(vc->isLoopCapturePending());

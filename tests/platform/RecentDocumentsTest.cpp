@@ -1,5 +1,7 @@
 #include "platform/RecentDocuments.h"
 
+#include "common/AudioFixtures.h"
+
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
@@ -7,21 +9,8 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-QString readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
-}
-
-bool writeAll(const QString& path, const QByteArray& data)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
-}
-
-} // namespace
+using fixtures::readFile;
+using fixtures::writeFile;
 
 // The desktop's list is shared with every other application: ours is one entry among theirs.
 TEST(RecentDocumentsTest, OurEntryIsCountedOnceUpToTheTopOfItsRangeAndEveryOtherApplicationsStaysAsItWas)
@@ -29,7 +18,7 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceUpToTheTopOfItsRangeAndEveryOther
     QTemporaryDir dir;
     const QString xbel = dir.filePath("share/recently-used.xbel");
     QDir().mkpath(dir.filePath("share"));
-    ASSERT_TRUE(writeAll(xbel, R"(<?xml version="1.0" encoding="UTF-8"?>
+    ASSERT_TRUE(writeFile(xbel, R"(<?xml version="1.0" encoding="UTF-8"?>
 <xbel version="1.0" xmlns:bookmark="http://www.freedesktop.org/standards/desktop-bookmarks">
   <bookmark href="file:///home/u/letter.odt" added="2024-01-01T10:00:00.000000Z"><title>A letter</title>
     <info><metadata owner="http://freedesktop.org"><bookmark:groups><bookmark:group>Office</bookmark:group>
@@ -45,7 +34,7 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceUpToTheTopOfItsRangeAndEveryOther
     ASSERT_TRUE(recent.noteNewRecentDocumentURL(song, "audio/x-wav"));
     ASSERT_TRUE(recent.noteNewRecentDocumentURL(QUrl::fromLocalFile("/music/full.wav"), "audio/x-wav"));
     EXPECT_EQ(recent.recentURLs(), QStringList({"file:///home/u/letter.odt", "file:///music/full.wav", "file:///music/a%20song.wav"}));
-    const QString written = readAll(xbel);
+    const QString written = QString::fromUtf8(readFile(xbel));
     EXPECT_EQ(written.count(R"(name="Lento")"), 2);
     for (const char* kept : {R"(name="Lento"[^>]* count="2")", R"(count="2147483647")", R"(type="audio/x-wav")",
                              "<bookmark:group>Office</bookmark:group>", "<title>A letter</title>", R"(name="Writer")"})
@@ -58,9 +47,9 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceUpToTheTopOfItsRangeAndEveryOther
     ASSERT_TRUE(fresh.noteNewRecentDocumentURL(QUrl::fromLocalFile("/x.mp3"), "audio/mpeg"));
     EXPECT_EQ(fresh.recentURLs(), QStringList({"file:///x.mp3"}));
     // A list it cannot read is somebody else's to mend, not ours to replace.
-    ASSERT_TRUE(writeAll(xbel, "<xbel><bookmark href="));
+    ASSERT_TRUE(writeFile(xbel, "<xbel><bookmark href="));
     EXPECT_FALSE(recent.noteNewRecentDocumentURL(song, "audio/x-wav"));
-    EXPECT_EQ(readAll(xbel), "<xbel><bookmark href=");
+    EXPECT_EQ(readFile(xbel), "<xbel><bookmark href=");
 }
 
 TEST(RecentDocumentsTest, TheOwnListIsMostRecentFirstAtMostTenAndOnlyExistingFiles)
@@ -70,7 +59,7 @@ TEST(RecentDocumentsTest, TheOwnListIsMostRecentFirstAtMostTenAndOnlyExistingFil
     QStringList list;
     for (int i = 0; i < 12; ++i) {
         files.prepend(dir.filePath(QString("t%1.wav").arg(i)));
-        ASSERT_TRUE(writeAll(files.first(), {}));
+        ASSERT_TRUE(writeFile(files.first(), {}));
         list = RecentDocuments::updatedList(list, files.first());
     }
     EXPECT_EQ(list, files.mid(0, 10));

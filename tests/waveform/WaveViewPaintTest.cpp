@@ -1,8 +1,6 @@
 // The main wave's drawing against the plainest one: each channel one polygon from the middle line
 // out to its points and back. Deep in a zoom, over jagged music, the same pixels must come out.
-#include "waveform/WaveScrollView.h"
-#include "waveform/WaveView.h"
-#include "waveform/WaveViewHost.h"
+#include "StandInHost.h"
 #include "waveform/WaveformData.h"
 
 #include <QImage>
@@ -15,18 +13,6 @@
 #include <vector>
 
 namespace {
-
-struct LoadedHost : WaveViewHost {
-    bool audioLoaded() const override { return true; }
-    void setViewPosition(float) override {}
-    void setLoop(bool) override {}
-    void selectionChanged() override {}
-    void setZoom(double) override {}
-    bool loadAudioFromURL(const QUrl&) override { return false; }
-    void setSelection(const LoopPair&) override {}
-    void updateCursorWithProgress(double) override {}
-    double cursorPosition() const override { return 0.0; }
-};
 
 std::vector<float> noise(int frames, uint32_t seed)
 {
@@ -78,7 +64,7 @@ TEST(WaveViewPaint, DeepInAZoomTheWaveCoversTheSamePixelsAsOnePolygonAChannel)
     const QColor fill(35, 210, 90);
     const QColor background(40, 53, 64);
 
-    LoadedHost host;
+    StandInHost host;
     WaveView view;
     view.setContainer(&host);
     view.setFillColor(fill);

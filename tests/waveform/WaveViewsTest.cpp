@@ -1,5 +1,6 @@
 // The wave views on their own, over a stand-in coordinator: how zoom widens the wave and keeps
 // the anchor in place, what the strip shows, what a drop opens.
+#include "StandInHost.h"
 #include "waveform/CursorView.h"
 #include "waveform/WaveScrollView.h"
 #include "waveform/WaveView.h"
@@ -19,28 +20,6 @@
 #include <vector>
 
 namespace {
-
-struct StandInHost : WaveViewHost {
-    bool loaded = true;
-    double cursor = 0.0;
-    QList<QUrl> opened;
-    LoopPair selection{-1.0, -1.0};
-    int changes = 0;
-    WaveScrollView* scroll = nullptr;
-    bool audioLoaded() const override { return loaded; }
-    void setViewPosition(float p) override { scroll->scrollPoint(scroll->waveView()->waveWidth() * p); }
-    void setLoop(bool) override {}
-    void selectionChanged() override { ++changes; }
-    void setZoom(double) override {}
-    bool loadAudioFromURL(const QUrl& url) override
-    {
-        opened << url;
-        return true;
-    }
-    void setSelection(const LoopPair& loop) override { selection = loop; }
-    void updateCursorWithProgress(double progress) override { cursor = progress; }
-    double cursorPosition() const override { return cursor; }
-};
 
 // A track whose left channel rises to full scale in its first half and is silent in the second;
 // the right channel is half as loud throughout.

@@ -1,0 +1,51 @@
+// The hand-over between two starts of Lento, in one process: the second start blocks as it does
+// in its own, while the running one answers from its event loop.
+#include "app/SingleInstance.h"
+
+#include "common/AudioFixtures.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+namespace {
+
+bool handOverWhileRunning(const QString& file)
+{
+    auto answer = std::async(std::launch::async, [file] { return SingleInstance::handOver(file, 2000); });
+    while (answer.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready)
+        QCoreApplication::processEvents();
+    return answer.get();
+}
+
+} // namespace
+
+TEST(SingleInstance, ASecondStartsFileReachesTheRunningOneAndACrashedRunsSocketIsTakenOver)
+{
+    // A runtime folder of the test's own, so that no other Lento answers.
+    QTemporaryDir runtime;
+    QFile::setPermissions(runtime.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QByteArray saved = qgetenv("XDG_RUNTIME_DIR");
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
+    EXPECT_FALSE(SingleInstance::handOver(QStringLiteral("a.wav"), 200)) << "nobody runs yet";
+    QStringList opened;
+    {
+        SingleInstance running;
+        ASSERT_TRUE(running.listen([&](const QString& file) { opened << file; }));
+        EXPECT_TRUE(handOverWhileRunning(QStringLiteral("take 1.wav")));
+        EXPECT_TRUE(handOverWhileRunning(QString())) << "a start without a file only raises the window";
+        EXPECT_EQ(opened, (QStringList{QDir::current().absoluteFilePath(QStringLiteral("take 1.wav")), QString()}));
+    }
+    // What a crashed run leaves where the socket was answers nobody and is taken over.
+    ASSERT_TRUE(fixtures::writeFile(SingleInstance::socketPath(), "left by a crash"));
+    SingleInstance next;
+    ASSERT_TRUE(next.listen([&](const QString& file) { opened << file; }));
+    ASSERT_TRUE(handOverWhileRunning(QStringLiteral("/music/b.wav")));
+    EXPECT_EQ(opened.last(), QStringLiteral("/music/b.wav"));
+    qputenv("XDG_RUNTIME_DIR", saved);
+}
