@@ -220,7 +220,13 @@ void PlayerNode::render(float* const* out, int frames)
     if (playing)
         m_frames += frames;
     if (m_count > 0) {
-        m_currentFrame.store(m_items[m_head]->cursor, std::memory_order_relaxed);
+        const Item* head = m_items[m_head];
+        // The range of a looping segment changes between passes: the prefetcher reads it here.
+        m_currentFrame.store(head->cursor, std::memory_order_relaxed);
+        m_currentStart.store(head->start, std::memory_order_relaxed);
+        m_currentCount.store(head->count, std::memory_order_relaxed);
+        m_currentSeamTo.store(head->seam.toFrame, std::memory_order_relaxed);
+        m_currentSeamFrames.store(head->seam.frames, std::memory_order_relaxed);
         m_current.store(m_items[m_head], std::memory_order_release);
     }
     publishTime();
@@ -407,22 +413,26 @@ void PlayerNode::prefetchAhead(int64_t frames)
     if (!item || !item->source)
         return;
     const int64_t cursor = m_currentFrame.load(std::memory_order_relaxed);
+    const int64_t start = m_currentStart.load(std::memory_order_relaxed);
+    const int64_t count = m_currentCount.load(std::memory_order_relaxed);
+    const int64_t seamTo = m_currentSeamTo.load(std::memory_order_relaxed);
+    const int seamFrames = m_currentSeamFrames.load(std::memory_order_relaxed);
     // The window moves on by quarters: pages brought in a moment ago are not asked for again.
     if (item == m_prefetchedItem && cursor >= m_prefetchedFrom && cursor - m_prefetchedFrom < frames / 4)
         return;
     // What fell behind is let go, so a long loop holds no more than its window.
     const int64_t behind = cursor - frames / 4;
     if (item == m_prefetchedItem && behind > m_releasedUpTo)
-        item->source->release(item->start + m_releasedUpTo, behind - m_releasedUpTo);
+        item->source->release(start + m_releasedUpTo, behind - m_releasedUpTo);
     m_releasedUpTo = item == m_prefetchedItem && cursor >= m_prefetchedFrom ? std::max(m_releasedUpTo, behind) : 0;
     m_prefetchedItem = item;
     m_prefetchedFrom = cursor;
-    const int64_t ahead = std::min(frames, item->count - cursor);
-    item->source->prefetch(item->start + cursor, ahead);
+    const int64_t ahead = std::min(frames, count - cursor);
+    item->source->prefetch(start + cursor, ahead);
     if (item->loops && ahead < frames)
-        item->source->prefetch(item->start, frames - ahead);
-    if (item->seam.frames > 0)
-        item->source->prefetch(item->seam.toFrame - item->seam.frames, item->seam.frames);
+        item->source->prefetch(start, frames - ahead);
+    if (seamFrames > 0)
+        item->source->prefetch(seamTo - seamFrames, seamFrames);
 }
 
 void PlayerNode::stopCompletionThread()

@@ -159,6 +159,10 @@ private:
     std::vector<float*> m_seamReadPointers;
     std::atomic<Item*> m_current{nullptr};          // for the prefetcher
     std::atomic<int64_t> m_currentFrame{0};
+    std::atomic<int64_t> m_currentStart{0};
+    std::atomic<int64_t> m_currentCount{0};
+    std::atomic<int64_t> m_currentSeamTo{0};
+    std::atomic<int> m_currentSeamFrames{0};
     const Item* m_prefetchedItem = nullptr; // completion thread only
     int64_t m_prefetchedFrom = 0;
     int64_t m_releasedUpTo = 0;
