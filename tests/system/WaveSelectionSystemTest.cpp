@@ -5,6 +5,7 @@
 #include "system/DesktopSession.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
 #include <QSettings>
@@ -41,20 +42,31 @@ fixtures::Signal fourTones()
     });
 }
 
-// What the null sink plays, as mono samples at 44.1 kHz, from start() to stop().
+// What the null sink plays, as mono samples at 44.1 kHz, from start() to stop(). It goes to a
+// file: a pipe left unread for a moment fills up and the sound server drops what follows.
 class SinkRecording {
 public:
     bool start()
     {
+        m_parec.setStandardOutputFile(m_dir.filePath(QStringLiteral("sink.raw")));
         m_parec.start(QStringLiteral("parec"), {"-d", "nullsink.monitor", "--raw", "--format=s16le", "--rate=44100",
                                                 "--channels=2", "--latency-msec=20"});
         return m_parec.waitForStarted(5000);
     }
+    // Until the last tenth of a second recorded sounds; false when nothing did within `ms`.
+    bool waitForSound(int ms);
     std::vector<float> stop()
     {
         m_parec.terminate();
         m_parec.waitForFinished(5000);
-        const QByteArray raw = m_parec.readAllStandardOutput();
+        return recorded();
+    }
+
+private:
+    std::vector<float> recorded() const
+    {
+        QFile file(m_dir.filePath(QStringLiteral("sink.raw")));
+        const QByteArray raw = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
         const auto* s = reinterpret_cast<const int16_t*>(raw.constData());
         std::vector<float> mono(size_t(raw.size()) / 4);
         for (size_t i = 0; i < mono.size(); ++i)
@@ -62,7 +74,7 @@ public:
         return mono;
     }
 
-private:
+    QTemporaryDir m_dir;
     QProcess m_parec;
 };
 
@@ -87,6 +99,19 @@ std::optional<std::pair<size_t, size_t>> soundingSpan(const std::vector<float>& 
         if (rms(pcm, at, kBlock) > kSoundRms)
             span = std::make_pair(span ? span->first : at, at + kBlock);
     return span;
+}
+
+bool SinkRecording::waitForSound(int ms)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        QThread::msleep(100);
+        const std::vector<float> pcm = recorded();
+        if (pcm.size() > kRate / 10 && rms(pcm, pcm.size() - kRate / 10, kRate / 10) > kSoundRms)
+            return true;
+    }
+    return false;
 }
 
 // Goertzel power of `hz` over the window.
@@ -164,12 +189,12 @@ protected:
     void press(const QString& keys) { keysTo(m_window, {"key", "--clearmodifiers", keys}); }
 
     // Records the sink while `act` runs, then for `seconds` more.
-    std::vector<float> heardWhile(const std::function<void()>& act, double seconds)
+    std::vector<float> heardWhile(const std::function<void(SinkRecording&)>& act, double seconds)
     {
         SinkRecording recording;
         EXPECT_TRUE(recording.start()) << "parec runs";
         QThread::msleep(300);
-        act();
+        act(recording);
         QThread::msleep(unsigned(seconds * 1000));
         return recording.stop();
     }
@@ -186,10 +211,11 @@ protected:
 TEST_F(WaveOnScreen, SpacePlaysAndPausesAndADraggedSelectionPlaysAsALoop)
 {
     // No selection: Space plays from the start, and Space again stops the sound.
-    const std::vector<float> played = heardWhile([&] {
+    const std::vector<float> played = heardWhile([&](SinkRecording& sink) {
         press(QStringLiteral("space"));
-        // Long enough for a first stream on a loaded machine, which the sound server may hold back a while.
-        QThread::msleep(3000);
+        // A sound server on a loaded machine may hold a first stream back for seconds.
+        sink.waitForSound(10000);
+        QThread::msleep(1200);
         press(QStringLiteral("space"));
     }, 1.5);
     const auto span = soundingSpan(played);
@@ -205,7 +231,10 @@ TEST_F(WaveOnScreen, SpacePlaysAndPausesAndADraggedSelectionPlaysAsALoop)
     dragMouse(waveAt(0.55), waveAt(0.70));
     QThread::msleep(300);
     // Time to spare for a sound server that is slow to start the stream again.
-    const std::vector<float> looped = heardWhile([&] { press(QStringLiteral("space")); }, 8.0);
+    const std::vector<float> looped = heardWhile([&](SinkRecording& sink) {
+        press(QStringLiteral("space"));
+        sink.waitForSound(8000);
+    }, 5.5);
     press(QStringLiteral("space"));
     const auto loopSpan = soundingSpan(looped);
     ASSERT_TRUE(loopSpan) << "Space plays the selection";
