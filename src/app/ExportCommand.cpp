@@ -9,6 +9,7 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <cmath>
 #include <csignal>
 #include <optional>
 #include <unistd.h>
@@ -25,6 +26,7 @@ struct ExportSettings {
     int solo = 0;
     double volume = 1.0;
     int loops = 1;
+    PassPlan plan;
 };
 
 // A number within [low, high], or nothing with `error` set.
@@ -36,6 +38,30 @@ std::optional<double> number(const QString& option, const QString& text, double 
         return value;
     error = QStringLiteral("%1 needs a number from %2 to %3, not \"%4\"").arg(option).arg(low).arg(high).arg(text);
     return std::nullopt;
+}
+
+// START:STEP:EVERY:LIMIT, e.g. 0.6:0.05:2:1.0.
+bool parseTrainer(const QString& value, PassPlan& plan, QString& error)
+{
+    const QStringList parts = value.split(QLatin1Char(':'));
+    error = QStringLiteral("--trainer takes START:STEP:EVERY:LIMIT (speeds 0.25 to 1.5, EVERY from 1 passes), "
+                           "not \"%1\"").arg(value);
+    if (parts.size() != 4)
+        return false;
+    bool ok[4] = {};
+    const double start = parts[0].toDouble(&ok[0]);
+    const double step = parts[1].toDouble(&ok[1]);
+    const int every = parts[2].toInt(&ok[2]);
+    const double limit = parts[3].toDouble(&ok[3]);
+    const auto speed = [](double r) { return r >= 0.25 && r <= 1.5; };
+    if (!(ok[0] && ok[1] && ok[2] && ok[3]) || !speed(start) || !speed(limit) || every < 1 || std::abs(step) > 1.25)
+        return false;
+    plan.startRate = start;
+    plan.step = step;
+    plan.every = every;
+    plan.limitRate = limit;
+    error.clear();
+    return true;
 }
 
 bool parseOption(const QString& option, const QString& value, ExportSettings& s, QString& error)
@@ -58,6 +84,14 @@ bool parseOption(const QString& option, const QString& value, ExportSettings& s,
         error = QStringLiteral("--solo takes left or right, not \"%1\"").arg(value);
         return false;
     }
+    if (option == QLatin1String("--trainer"))
+        return parseTrainer(value, s.plan, error);
+    if (option == QLatin1String("--gap"))
+        return set(s.plan.gapSeconds, 0.0, 60.0);
+    if (option == QLatin1String("--count-in"))
+        return set(s.plan.countIn, 1.0, 16.0);
+    if (option == QLatin1String("--bpm"))
+        return set(s.plan.bpm, 20.0, 400.0);
     if (option == QLatin1String("--centre")) {
         if (value == QLatin1String("cancel")) {
             s.solo = AudioEngine::kCancelCentre;
@@ -111,6 +145,8 @@ bool parse(const QStringList& args, ExportSettings& s, QString& error)
         error = QStringLiteral("the output file must end in .wav");
     else if (s.from && s.to && *s.to <= *s.from)
         error = QStringLiteral("--to must lie after --from");
+    else if (s.plan.gapSeconds > 0.0 && s.plan.countIn > 0)
+        error = QStringLiteral("--gap and --count-in exclude each other");
     return error.isEmpty();
 }
 
@@ -156,7 +192,8 @@ void applySettings(AudioEngine& engine, const ExportSettings& s)
     const double duration = engine.duration();
     const float from = float(std::min(1.0, s.from.value_or(0.0) / duration));
     const float to = float(std::min(1.0, s.to.value_or(duration) / duration));
-    engine.setLoop(s.loops > 1);
+    engine.setLoop(s.loops > 1 || s.plan.trains() || s.plan.leads());
+    engine.setPassPlan(s.plan);
     engine.fillBufferFrom(from, to, from);
     engine.setSpeed(float(s.speed));
     engine.setPitch(float(s.cents));

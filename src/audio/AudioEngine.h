@@ -3,6 +3,7 @@
 #include "audio/AudioFormat.h"
 #include "audio/AudioGraph.h"
 #include "audio/AudioSource.h"
+#include "audio/PassPlan.h"
 #include "waveform/WaveformData.h"
 
 #include <QStringList>
@@ -76,6 +77,12 @@ public:
     // While a loop plays: [from, to) (shares of the file) is looped from the next pass on, with
     // no break; the pass under way ends where it was going. False when no loop plays.
     bool setNextLoopRange(float from, float to);
+    // Trainer and lead of a looping range, from its next pass on (and in exports). Speeds are
+    // kept within the speed range.
+    void setPassPlan(const PassPlan& plan);
+    const PassPlan& passPlan() const { return m_passPlan; }
+    // The speed a trainer gave the pass being heard; 0 when none did.
+    double trainedRateHeard() const;
     bool playPause();
     bool stop();
     void resetPosition();
@@ -197,6 +204,7 @@ private:
     QString m_exportError;
     int m_exportPasses = 1;
 
+    PassPlan m_passPlan;
     double m_pitch = 0.0;
     int32_t m_solo = 0;
     float m_volume = 1.0f;

@@ -42,20 +42,26 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
     setupMatrixMixer(true);
 
     // The range twice, as a play would schedule it: once for the stretcher to study, once to render.
+    const double rate = m_graph->pitchNode().rate();
+    const bool followsPasses = m_loop && (m_passPlan.trains() || m_passPlan.leads());
+    const int64_t total = followsPasses ? m_passPlan.outputFrames(m_len, m_exportPasses, format.sampleRate, rate)
+                                        : int64_t(float(m_len) / float(rate)) * m_exportPasses;
+    const int64_t inputFrames = int64_t(m_len) * m_exportPasses;
+    auto renderer = std::make_shared<ExportRenderer>(
+        ExportRenderer::Settings{format.sampleRate, format.channelCount, rate, m_graph->pitchNode().pitch(), followsPasses},
+        m_graph->mixer(), m_graph->eqNode());
+
     const uint64_t generation = ++m_scheduleGeneration;
     std::shared_ptr<PlayerNode> passes[2];
     for (auto& node : passes) {
         node = std::make_shared<PlayerNode>(m_inputFormat.channelCount);
+        node->setSampleRate(format.sampleRate);
+        node->setHandRate(rate);
+        node->setPassPlan(m_passPlan);
         scheduleRange(*node, generation, false);
         node->play();
     }
-
-    const double rate = m_graph->pitchNode().rate();
-    const int64_t total = int64_t(float(m_len) / float(rate)) * m_exportPasses;
-    const int64_t inputFrames = int64_t(m_len) * m_exportPasses;
-    auto renderer = std::make_shared<ExportRenderer>(
-        ExportRenderer::Settings{format.sampleRate, format.channelCount, rate, m_graph->pitchNode().pitch()},
-        m_graph->mixer(), m_graph->eqNode());
+    passes[1]->setClickTrack(renderer->clickTrack());
 
     m_renderAbort = false;
     m_exporting = true;

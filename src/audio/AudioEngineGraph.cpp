@@ -17,7 +17,8 @@ bool AudioEngine::setupEngine()
     // opens at each start, so a track opens, draws and exports with no sound device at all.
     if (!m_graph)
         m_graph = std::make_unique<AudioGraph>(m_options.makeOutput(), m_options.rendering);
-    m_graph->pitchNode().setRate(1.0);
+    setSpeed(1.0f);
+    m_graph->playerNode().setPassPlan(m_passPlan);
     m_pitch = 0.0;
 
     Equalizer& eq = m_graph->eqNode();

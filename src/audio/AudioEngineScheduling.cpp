@@ -114,6 +114,27 @@ bool AudioEngine::setNextLoopRange(float from, float to)
     return true;
 }
 
+void AudioEngine::setPassPlan(const PassPlan& plan)
+{
+    m_passPlan = plan;
+    if (plan.trains()) {
+        m_passPlan.startRate = std::clamp(plan.startRate, TimePitchStage::kMinRate, TimePitchStage::kMaxRate);
+        m_passPlan.limitRate = std::clamp(plan.limitRate, TimePitchStage::kMinRate, TimePitchStage::kMaxRate);
+        m_passPlan.every = std::max(1, plan.every);
+    }
+    m_passPlan.countIn = std::clamp(plan.countIn, 0, ClickTrack::kMaxPending / 2);
+    if (m_graph)
+        m_graph->playerNode().setPassPlan(m_passPlan);
+}
+
+double AudioEngine::trainedRateHeard() const
+{
+    PlayerNode::Pass pass;
+    if (!isPlaying() || !m_graph->isRunning() || !m_graph->playerNode().passAt(int64_t(heardSampleTime()), pass))
+        return 0.0;
+    return pass.trainedRate;
+}
+
 bool AudioEngine::preparePlay()
 {
     if (!isEngineRunning())
@@ -334,8 +355,9 @@ double AudioEngine::currentSampleTime() const
         const double heard = heardSampleTime();
         // After a seam the pass heard tells its own range, which may have changed meanwhile.
         PlayerNode::Pass pass;
+        // Through a lead the playhead waits at the pass's start.
         if (m_graph->playerNode().passAt(int64_t(heard), pass))
-            return double(pass.start + modOrDividend(int64_t(heard) - pass.sampleTime, pass.count));
+            return double(pass.start + modOrDividend(std::max<int64_t>(0, int64_t(heard) - pass.sampleTime - pass.lead), pass.count));
         return double(m_firstPass.start + modOrDividend(int64_t(heard) + m_firstPass.cursor, m_firstPass.length));
     }
     return double(modOrDividend(m_from, m_fileLength));

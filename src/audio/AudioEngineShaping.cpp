@@ -6,8 +6,10 @@
 void AudioEngine::setSpeed(float rate)
 {
     const float clamped = std::clamp(rate, 0.25f, 1.5f);
-    if (m_graph)
-        m_graph->pitchNode().setRate(clamped);
+    if (!m_graph)
+        return;
+    m_graph->pitchNode().setRate(clamped);
+    m_graph->playerNode().setHandRate(clamped);
 }
 
 float AudioEngine::speed() const

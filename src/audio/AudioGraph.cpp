@@ -13,6 +13,7 @@ AudioGraph::AudioGraph(std::unique_ptr<AudioOutput> output, Rendering rendering)
 {
     m_downmix.setInput(&m_player);
     m_pitch.setInput(&m_downmix);
+    m_player.setClickTrack(&m_clicks);
     m_output->setRenderCallback([this](float* interleaved, int frames) { fillFromOutputCallback(interleaved, frames); });
     m_player.startCompletionThread();
 }
@@ -39,6 +40,8 @@ void AudioGraph::connect(const AudioFormat& format)
     m_format = format;
     if (!sameFormat) {
         m_player.setChannelCount(format.channelCount);
+        m_player.setSampleRate(format.sampleRate);
+        m_clicks.prepare(format.sampleRate);
         m_downmix.configure(format.channelCount, format.channelMask, TimePitchStage::kMaxProcessFrames);
         m_pitch.prepare(format.sampleRate, m_downmix.channelCount());
         m_eq.setSampleRate(format.sampleRate);
@@ -125,6 +128,7 @@ bool AudioGraph::renderBlock(float* const* out, int frames)
         m_limiter.reset();
     m_mixer.process(m_stagePointers.data(), m_downmix.channelCount(), out, frames);
     m_eq.process(out, kOutputChannels, frames);
+    m_clicks.mix(out, kOutputChannels, frames, m_pitch.lastRenderTime(), m_pitch.lastRenderRate());
     m_limiter.process(out, kOutputChannels, frames);
     return started;
 }

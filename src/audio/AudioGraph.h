@@ -3,6 +3,7 @@
 #include "audio/AudioFormat.h"
 #include "audio/AudioRing.h"
 #include "audio/ChannelDownmix.h"
+#include "audio/ClickTrack.h"
 #include "audio/Equalizer.h"
 #include "audio/HeardTimeline.h"
 #include "audio/Limiter.h"
@@ -18,7 +19,7 @@
 class AudioOutput;
 
 // The chain the engine drives: player node → (fold to stereo) → time-pitch → matrix mixer →
-// equaliser → limiter → output. The chain renders on its own thread into a ring kept about 80 ms
+// equaliser → count-in clicks → limiter → output. The chain renders on its own thread into a ring kept about 80 ms
 // ahead, because the stretcher sometimes needs longer for one block than the block lasts; 80 ms
 // covers its slowest blocks while a speed change is still heard within 120 ms. The output's
 // callback only copies from the ring. With an inline output the callback renders directly.
@@ -96,6 +97,7 @@ private:
     MatrixMixer m_mixer;
     Equalizer m_eq;
     Limiter m_limiter;
+    ClickTrack m_clicks;
     std::unique_ptr<AudioRing> m_ring;
     HeardTimeline m_timeline;
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <limits>
+
 // Anything a later stage of the graph pulls planar audio from, on the render thread.
 class AudioRenderSource {
 public:
@@ -17,4 +20,11 @@ public:
     virtual bool startedStreamLastRender() const { return false; }
     // Time-line frames per frame given out in the last render: the speed, 0 for silence.
     virtual double lastRenderRate() const { return playedLastRender() ? 1.0 : 0.0; }
+
+    // A looping range may set the speed of each of its passes. A stage that changes speed feeds
+    // no further than the end of the pass under way, then plays the next at passRate() (0 for the
+    // speed set by hand), which holds from passRateSince() on the time line.
+    virtual int64_t framesToPassEnd() const { return std::numeric_limits<int64_t>::max(); }
+    virtual double passRate() const { return 0.0; }
+    virtual double passRateSince() const { return 0.0; }
 };

@@ -24,6 +24,9 @@ public:
     double lastRenderRate() const override { return m_input ? m_input->lastRenderRate() : 0.0; }
     bool playedLastRender() const override { return m_input && m_input->playedLastRender(); }
     bool startedStreamLastRender() const override { return m_input && m_input->startedStreamLastRender(); }
+    int64_t framesToPassEnd() const override { return m_input ? m_input->framesToPassEnd() : AudioRenderSource::framesToPassEnd(); }
+    double passRate() const override { return m_input ? m_input->passRate() : 0.0; }
+    double passRateSince() const override { return m_input ? m_input->passRateSince() : 0.0; }
 
     // Weight of input channel i in output o.
     float weight(int o, int i) const { return m_matrix[size_t(o * m_inputChannels + i)]; }

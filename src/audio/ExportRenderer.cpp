@@ -1,6 +1,7 @@
 #include "audio/ExportRenderer.h"
 
 #include "audio/AudioRenderSource.h"
+#include "audio/TimePitchStage.h"
 #include "audio/WavWriter.h"
 
 #include <rubberband/RubberBandStretcher.h>
@@ -66,7 +67,8 @@ ExportRenderer::ExportRenderer(const Settings& settings, const MatrixMixer& mixe
     makeBuffers(m_out, m_outPointers, settings.channels);
     makeBuffers(m_mix, m_mixPointers, MatrixMixer::kChannels);
     m_offsetPointers.assign(size_t(settings.channels), nullptr);
-    if (stretches()) {
+    m_clicks.prepare(settings.sampleRate);
+    if (stretches() && !settings.followsPasses) {
         m_stretcher = std::make_unique<RubberBandStretcher>(
             size_t(settings.sampleRate), size_t(settings.channels),
             RubberBandStretcher::OptionProcessOffline | RubberBandStretcher::OptionEngineFiner);
@@ -90,6 +92,8 @@ bool ExportRenderer::run(AudioRenderSource& study, AudioRenderSource& input, int
     m_written = 0;
     m_toDrop = m_limiter.latencyFrames();
     m_limiter.reset();
+    if (m_settings.followsPasses)
+        return runFollowingPasses(input, writer, abort, progress);
     if (m_stretcher) {
         m_stretcher->setExpectedInputDuration(size_t(inputFrames));
         studyAll(study, inputFrames, abort, progress);
@@ -125,6 +129,27 @@ bool ExportRenderer::run(AudioRenderSource& study, AudioRenderSource& input, int
         std::fill(channel.begin(), channel.end(), 0.0f);
     while (m_written < total && !abort && ok)
         ok = deliver(m_inPointers.data(), int(std::min<int64_t>(kChunk, total - m_written + m_toDrop)), writer) && ok;
+    return ok;
+}
+
+bool ExportRenderer::runFollowingPasses(AudioRenderSource& input, WavWriter& writer, const std::atomic<bool>& abort,
+                                        const Progress& progress)
+{
+    TimePitchStage stage;
+    if (!stage.prepare(m_settings.sampleRate, m_settings.channels))
+        return false;
+    stage.setInput(&input);
+    stage.setRate(m_settings.rate);
+    stage.setPitch(m_settings.cents);
+    bool ok = true;
+    while (m_written < m_total && !abort && ok) {
+        if (progress)
+            progress(double(m_written) / double(m_total));
+        stage.render(m_outPointers.data(), kChunk);
+        m_blockTime = stage.lastRenderTime();
+        m_blockRate = stage.lastRenderRate();
+        ok = deliver(m_outPointers.data(), kChunk, writer);
+    }
     return ok;
 }
 
@@ -175,5 +200,7 @@ void ExportRenderer::shape(float* const* block, int frames)
         const int first = int(g) * Equalizer::kMaxChannels;
         m_eqs[g]->process(block + first, std::min(Equalizer::kMaxChannels, channels - first), frames);
     }
+    if (m_settings.followsPasses)
+        m_clicks.mix(block, std::min(channels, int(MatrixMixer::kChannels)), frames, m_blockTime, m_blockRate);
     m_limiter.process(block, channels, frames);
 }

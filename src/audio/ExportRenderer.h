@@ -1,5 +1,6 @@
 #pragma once
 
+#include "audio/ClickTrack.h"
 #include "audio/Equalizer.h"
 #include "audio/Limiter.h"
 #include "audio/MatrixMixer.h"
@@ -26,6 +27,9 @@ public:
         int channels = 0;
         double rate = 1.0;  // playback rate; the output has 1/rate as many frames per input frame
         double cents = 0.0;
+        // Passes whose speed or lead change as they go render through the playback stretcher,
+        // which follows the player's passes; the clicks of a count-in join after the filter.
+        bool followsPasses = false;
     };
     using Progress = std::function<void(double fraction)>;
 
@@ -38,9 +42,13 @@ public:
     // it); `total` frames are written, padded with silence or cut. False when a write failed.
     bool run(AudioRenderSource& study, AudioRenderSource& input, int64_t inputFrames, int64_t total,
              WavWriter& writer, const std::atomic<bool>& abort, const Progress& progress);
+    // Where the player of a render that follows its passes puts its clicks.
+    ClickTrack* clickTrack() { return &m_clicks; }
 
 private:
     bool stretches() const;
+    bool runFollowingPasses(AudioRenderSource& input, WavWriter& writer, const std::atomic<bool>& abort,
+                            const Progress& progress);
     void studyAll(AudioRenderSource& study, int64_t inputFrames, const std::atomic<bool>& abort, const Progress& progress);
     bool deliver(float* const* block, int frames, WavWriter& writer);
     void shape(float* const* block, int frames);
@@ -51,6 +59,9 @@ private:
     std::vector<std::unique_ptr<Equalizer>> m_eqs; // one per kMaxChannels channels
     bool m_filtering = true;
     Limiter m_limiter;
+    ClickTrack m_clicks;
+    double m_blockTime = 0.0; // where the block being shaped lies on the player's time line
+    double m_blockRate = 0.0;
     int64_t m_toDrop = 0;
     int64_t m_written = 0;
     int64_t m_total = 0;

@@ -1,5 +1,7 @@
 #include "audio/PlayerNode.h"
 
+#include "audio/ClickTrack.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -14,6 +16,10 @@ struct PlayerNode::Item {
     int64_t nextCount = 0;
     int askedSeamFrames = 0;
     int64_t cursor = 0;
+    bool begun = false;         // looping segments: its first pass has begun
+    bool leadsNext = false;     // the next pass has a lead, so this one fades out to silence
+    int64_t leadFrames = 0;     // of the pass under way
+    int64_t leadLeft = 0;
     bool loops = false;
     bool interrupts = false;
     Seam seam;
@@ -126,6 +132,12 @@ void PlayerNode::setNextPass(int64_t startFrame, int64_t frameCount)
                           m_epoch.load(std::memory_order_relaxed)});
 }
 
+void PlayerNode::setPassPlan(const PassPlan& plan)
+{
+    std::lock_guard lock(m_producerMutex);
+    m_plans.push(plan);
+}
+
 bool PlayerNode::passAt(int64_t sampleTime, Pass& pass) const
 {
     const uint32_t epoch = m_epoch.load(std::memory_order_acquire);
@@ -191,6 +203,10 @@ void PlayerNode::render(float* const* out, int frames)
         m_renderEpoch = epoch;
         m_frames = 0;
         m_wasPlaying = false;
+        m_passInRun = 0;
+        m_passRate = 0.0;
+        if (m_clicks)
+            m_clicks->clear();
     }
     drainCommands(epoch);
     m_startedLast = playing && !m_wasPlaying;
@@ -202,8 +218,15 @@ void PlayerNode::render(float* const* out, int frames)
     int pos = 0;
     while (playing && pos < frames && m_count > 0) {
         Item* item = m_items[m_head];
-        if (item->loops && item->source)
+        if (item->loops && item->source) {
+            if (!item->begun)
+                beginPass(*item, m_frames + pos);
             takeNextPass(*item);
+            if (item->leadLeft > 0) {
+                pos += renderLead(*item, out, pos, frames - pos, channels);
+                continue;
+            }
+        }
         pos += copyFrom(*item, out, pos, frames - pos, channels);
         if (item->cursor < item->count)
             continue;
@@ -268,6 +291,10 @@ void PlayerNode::dropAll()
 
 void PlayerNode::report(Item* item, Ending ending, int64_t sampleTime)
 {
+    if (item->loops) {
+        m_passRate = 0.0;
+        m_passRateSince = sampleTime;
+    }
     // The prefetcher must stop looking at an item before it can be released.
     if (m_current.load(std::memory_order_relaxed) == item)
         m_current.store(nullptr, std::memory_order_release);
@@ -313,8 +340,12 @@ void PlayerNode::takeNextPass(Item& item)
     item.seam.toFrame = next.start;
 }
 
+// A pass begins where the last one's range ended (the first where the segment starts): it takes
+// the next range and plan, its speed, and its lead.
 void PlayerNode::beginPass(Item& item, int64_t sampleTime)
 {
+    const bool first = !item.begun;
+    item.begun = true;
     item.cursor = 0;
     if (item.nextStart >= 0) {
         item.start = item.nextStart;
@@ -322,7 +353,75 @@ void PlayerNode::beginPass(Item& item, int64_t sampleTime)
         item.nextStart = -1;
         item.seam.frames = int(std::clamp<int64_t>(item.askedSeamFrames, 0, std::min<int64_t>(kMaxSeamFrames, item.count / 2)));
     }
-    m_passes.push(Pass{sampleTime, item.start, item.count, m_renderEpoch});
+    takePlan();
+    const double rate = m_plan.rateOfPass(m_passInRun++, m_handRate.load(std::memory_order_relaxed));
+    m_passRate = m_plan.trains() ? rate : 0.0;
+    m_passRateSince = sampleTime;
+    // A play that starts inside the loop goes on into it without a lead.
+    const bool leads = first ? sampleTime == 0 && m_plan.leads() : item.leadsNext;
+    item.leadFrames = 0;
+    if (leads) {
+        const double frames = m_plan.leadSeconds() * m_sampleRate * rate;
+        item.leadFrames = std::max<int64_t>(item.seam.frames, std::llround(frames));
+    }
+    item.leadLeft = item.leadFrames;
+    item.leadsNext = m_plan.leads();
+    if (leads && m_clicks)
+        for (int beat = 0; beat < m_plan.countIn; ++beat)
+            m_clicks->add(double(sampleTime) + double(beat) * m_plan.beatSeconds() * m_sampleRate * rate, beat == 0);
+    m_passes.push(Pass{sampleTime, item.leadFrames, item.start, item.count, m_renderEpoch, m_passRate});
+}
+
+void PlayerNode::takePlan()
+{
+    const uint64_t written = m_plans.count();
+    PassPlan plan;
+    if (written == m_plansTaken || !m_plans.read(written - 1, plan))
+        return;
+    m_plansTaken = written;
+    const bool sameRun = plan.startRate == m_plan.startRate && plan.step == m_plan.step && plan.every == m_plan.every;
+    if (!sameRun)
+        m_passInRun = 0;
+    m_plan = plan;
+}
+
+// Silence, and over its last seam frames the frames that lead up to the pass's start fading in,
+// so the pass begins on its exact first frame without a step.
+int PlayerNode::renderLead(Item& item, float* const* out, int offset, int frames, int channels)
+{
+    const int n = int(std::min<int64_t>(frames, item.leadLeft));
+    for (int c = 0; c < channels; ++c)
+        std::memset(out[c] + offset, 0, sizeof(float) * size_t(n));
+    const int fade = item.seam.frames;
+    const int64_t done = item.leadFrames - item.leadLeft;
+    const int64_t fadeStart = item.leadFrames - fade;
+    const int64_t first = std::max(done, fadeStart);
+    const int64_t last = done + n;
+    item.leadLeft -= n;
+    if (fade <= 0 || first >= last)
+        return n;
+    const int64_t sourceFirst = item.start - fade + (first - fadeStart);
+    const int64_t skip = std::clamp<int64_t>(-sourceFirst, 0, last - first);
+    const int at = int(first - done) + offset;
+    for (int c = 0; c < channels; ++c)
+        m_seamReadPointers[size_t(c)] = out[c] + at + skip;
+    item.source->read(sourceFirst + skip, last - first - skip, m_seamReadPointers.data());
+    for (int64_t i = skip; i < last - first; ++i) {
+        const float in = float(std::sin(M_PI_2 * (double(first - fadeStart + i) + 0.5) / double(fade)));
+        for (int c = 0; c < channels; ++c)
+            out[c][at + i] *= in;
+    }
+    return n;
+}
+
+int64_t PlayerNode::framesToPassEnd() const
+{
+    if (m_count == 0)
+        return AudioRenderSource::framesToPassEnd();
+    const Item* item = m_items[m_head];
+    if (!item->loops || !item->source)
+        return AudioRenderSource::framesToPassEnd();
+    return item->leadLeft + item->count - item->cursor;
 }
 
 int PlayerNode::readSegment(Item& item, float* const* dst, int frames, int channels)
@@ -353,7 +452,8 @@ void PlayerNode::crossfadeSeam(const Item& item, int64_t cursor, float* const* d
     const int64_t skip = std::clamp<int64_t>(-sourceFirst, 0, n);
     for (int c = 0; c < channels; ++c)
         std::memset(m_seamPointers[size_t(c)], 0, sizeof(float) * size_t(n));
-    if (skip < n) {
+    // Before a lead the pass fades out to silence.
+    if (skip < n && !item.leadsNext) {
         // Not m_offsetPointers: `dst` may be those.
         for (int c = 0; c < channels; ++c)
             m_seamReadPointers[size_t(c)] = m_seamPointers[size_t(c)] + skip;

@@ -3,6 +3,7 @@
 #include "audio/AudioBuffer.h"
 #include "audio/AudioRenderSource.h"
 #include "audio/FrameSource.h"
+#include "audio/PassPlan.h"
 #include "audio/SeqlockHistory.h"
 #include "audio/SpscQueue.h"
 
@@ -33,6 +34,8 @@ struct SegmentSeam {
 //
 // Commands take effect at the next render() call: isPlaying() answers at once, the schedule is
 // changed when the render thread next looks.
+class ClickTrack;
+
 class PlayerNode : public AudioRenderSource {
 public:
     enum Option : uint32_t { Loops = 1, Interrupts = 2 };
@@ -66,10 +69,12 @@ public:
     // A pass of the looping segment that plays: which source frames, from which point of the
     // time line on.
     struct Pass {
-        int64_t sampleTime = 0;
+        int64_t sampleTime = 0; // where its lead begins; its first source frame follows the lead
+        int64_t lead = 0;
         int64_t start = 0;
         int64_t count = 0;
         uint32_t epoch = 0;
+        double trainedRate = 0.0; // the speed a trainer gave it, 0 for none
     };
     // The looping segment takes these frames from its next pass on: the pass under way ends where
     // it was going, seaming into the new start. A later call before that seam replaces it.
@@ -77,6 +82,14 @@ public:
     // The last pass that began at or before `sampleTime` in this play; false before the first
     // seam (or when the history has moved on past it).
     bool passAt(int64_t sampleTime, Pass& pass) const;
+    // What the looping segment does across its passes, from its next pass on. A plan with
+    // another trainer starts its run again.
+    void setPassPlan(const PassPlan& plan);
+    // The speed set by hand, which a lead's length follows when nothing trains.
+    void setHandRate(double rate) { m_handRate.store(rate, std::memory_order_relaxed); }
+    // While nothing renders: the rate leads are counted at, and where a count-in's clicks go.
+    void setSampleRate(double rate) { m_sampleRate = rate; }
+    void setClickTrack(ClickTrack* clicks) { m_clicks = clicks; }
 
     void play();
     // Halts output; keeps the schedule and the sample time line.
@@ -97,6 +110,9 @@ public:
     double lastRenderTime() const override { return double(m_lastRenderStart); }
     bool playedLastRender() const override { return m_playedLast; }
     bool startedStreamLastRender() const override { return m_startedLast; }
+    int64_t framesToPassEnd() const override;
+    double passRate() const override { return m_passRate; }
+    double passRateSince() const override { return double(m_passRateSince); }
     uint32_t renderEpoch() const { return m_renderEpoch; }
     // Bumped by every stop(); a render stamped with another epoch belongs to an earlier play.
     uint32_t epoch() const { return m_epoch.load(std::memory_order_acquire); }
@@ -127,6 +143,8 @@ private:
     int readSegment(Item& item, float* const* dst, int frames, int channels);
     void takeNextPass(Item& item);
     void beginPass(Item& item, int64_t sampleTime);
+    void takePlan();
+    int renderLead(Item& item, float* const* out, int offset, int frames, int channels);
     void crossfadeSeam(const Item& item, int64_t cursor, float* const* dst, int frames, int channels);
     void publishTime();
 
@@ -176,6 +194,15 @@ private:
     SeqlockHistory<Range, 2> m_nextPass;   // written under m_producerMutex, read by render()
     uint64_t m_nextPassTaken = 0;           // render side: how many of them were taken
     SeqlockHistory<Pass, 8> m_passes;       // written by render(), read by anyone
+    SeqlockHistory<PassPlan, 2> m_plans;    // written under m_producerMutex, read by render()
+    std::atomic<double> m_handRate{1.0};
+    double m_sampleRate = 44100.0;
+    ClickTrack* m_clicks = nullptr;
+    PassPlan m_plan;                        // render side from here on
+    uint64_t m_plansTaken = 0;
+    int64_t m_passInRun = 0;
+    double m_passRate = 0.0;
+    int64_t m_passRateSince = 0;
 
     std::mutex m_completionMutex;
     std::thread m_completionThread;

@@ -17,6 +17,7 @@ bool TimePitchStage::prepare(double sampleRate, int channels)
     if (channels < 1 || sampleRate <= 0.0)
         return false;
     m_channels = channels;
+    m_seamFadeFrames = std::max(1.0, std::round(sampleRate * kSpeedSeamFadeSeconds));
     const auto options = RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionEngineFiner |
                          RubberBandStretcher::OptionPitchHighConsistency | RubberBandStretcher::OptionChannelsTogether;
     m_stretcher = std::make_unique<RubberBandStretcher>(size_t(sampleRate), size_t(channels), options);
@@ -86,7 +87,6 @@ void TimePitchStage::render(float* const* out, int frames)
         m_idle = true;
         return;
     }
-    applyParameters();
     if (m_resetRequested.exchange(false, std::memory_order_acq_rel))
         m_idle = true;
     m_blockStarted = false;
@@ -96,8 +96,16 @@ void TimePitchStage::render(float* const* out, int frames)
     m_blockStartPos = m_givenOutPos;
     int produced = 0;
     while (produced < frames) {
+        if (m_drainingTo >= 0.0 && m_givenOutPos >= m_fed - 0.5) {
+            startPassAtNewSpeed();
+            continue;
+        }
         if (m_stretcher->available() > 0) {
             produced += retrieve(out, produced, frames - produced);
+            continue;
+        }
+        if (m_drainingTo >= 0.0) {
+            startPassAtNewSpeed();
             continue;
         }
         if (feed())
@@ -126,15 +134,21 @@ bool TimePitchStage::startIfPlayed(float* const* out, int frames)
         m_blockRate = 0.0;
         return false;
     }
+    applyParameters(m_input->lastRenderTime());
     restart(m_input->lastRenderTime());
     process(out, frames);
     m_blockStarted = true;
     return true;
 }
 
-void TimePitchStage::applyParameters()
+// A pass's own speed holds from its first frame on: a piece fed before it keeps the speed it
+// was fed at.
+void TimePitchStage::applyParameters(double inputTime)
 {
-    const double rate = m_rate.load(std::memory_order_relaxed);
+    double rate = m_rate.load(std::memory_order_relaxed);
+    if (m_input && m_input->passRate() > 0.0)
+        rate = m_input->passRateSince() <= inputTime ? std::clamp(m_input->passRate(), kMinRate, kMaxRate)
+                                                     : (m_appliedRate > 0.0 ? m_appliedRate : rate);
     const double cents = m_cents.load(std::memory_order_relaxed);
     if (rate != m_appliedRate) {
         // What the stretcher already holds still comes out at the rate it was fed at.
@@ -166,6 +180,8 @@ void TimePitchStage::restart(double inputTime)
     m_givenOutPos = 0.0;
     m_fed = 0.0;
     m_heldAtOldRate = 0.0;
+    m_drainingTo = -1.0;
+    m_fadeInDone = int(m_seamFadeFrames); // a stream's own start is not faded
     m_idle = false;
 }
 
@@ -182,7 +198,13 @@ int TimePitchStage::retrieve(float* const* out, int offset, int frames)
     }
     for (int c = 0; c < m_channels; ++c)
         m_outPointers[size_t(c)] = out[c] + offset;
-    const int got = int(m_stretcher->retrieve(m_outPointers.data(), std::min(available, size_t(frames))));
+    // A pass given out whole ends there: what the stretcher adds after its last frame is dropped.
+    size_t wanted = std::min(available, size_t(frames));
+    const double held = framesStillHeld();
+    if (m_drainingTo >= 0.0)
+        wanted = std::min(wanted, size_t(std::max(1.0, std::ceil(held))));
+    const int got = int(m_stretcher->retrieve(m_outPointers.data(), wanted));
+    shapeSpeedSeam(got, held);
     const double atOldRate = std::min(double(got), m_heldAtOldRate / m_oldRate);
     m_heldAtOldRate -= atOldRate * m_oldRate;
     m_givenOutPos += atOldRate * m_oldRate + (got - atOldRate) * m_appliedRate;
@@ -193,7 +215,12 @@ bool TimePitchStage::feed()
 {
     size_t n = m_stretcher->getSamplesRequired();
     n = std::clamp<size_t>(std::max(n == 0 ? 256 : n, size_t(m_minimumFeed)), 1, kMaxProcessFrames);
+    // A pass that may change the speed ends a piece, so the new speed starts on its first frame.
+    if (m_input)
+        n = size_t(std::clamp<int64_t>(m_input->framesToPassEnd(), 1, int64_t(n)));
     renderInput(m_inPointers.data(), int(n));
+    const double inputTime = m_input ? m_input->lastRenderTime() : 0.0;
+    applyParameters(inputTime);
     bool restarted = false;
     if (m_input && m_input->startedStreamLastRender()) {
         // A new stream began while the old one was still in the stretcher.
@@ -204,18 +231,63 @@ bool TimePitchStage::feed()
     } else if (m_input && !m_input->playedLastRender()) {
         m_idle = true; // halted: the next block waits for a new stream
     }
-    process(m_inPointers.data(), int(n));
+    // The stretcher would apply a new speed to what it still holds, cutting the pass short: it
+    // gives out the whole pass first and starts the next one afresh.
+    const bool endsPass = m_input && m_input->passRate() > 0.0 && m_input->passRateSince() == inputTime + double(n) &&
+                          std::clamp(m_input->passRate(), kMinRate, kMaxRate) != m_appliedRate;
+    process(m_inPointers.data(), int(n), endsPass);
+    if (endsPass)
+        m_drainingTo = inputTime + double(n);
     return restarted;
 }
 
-void TimePitchStage::process(float* const* in, int frames)
+// Two independent stretches do not meet in phase: the pass before a new speed fades out over its
+// last frames and the pass after fades in, a dip too short to hear as a gap and never a click.
+void TimePitchStage::shapeSpeedSeam(int frames, double heldBefore)
+{
+    const int fade = int(m_seamFadeFrames);
+    for (int i = 0; i < frames; ++i) {
+        double gain = 1.0;
+        const double toEnd = heldBefore - double(i);
+        if (m_drainingTo >= 0.0 && toEnd <= fade)
+            gain = std::sin(M_PI_2 * std::max(0.0, toEnd - 0.5) / fade);
+        else if (m_fadeInDone < fade)
+            gain = std::sin(M_PI_2 * (double(m_fadeInDone++) + 0.5) / fade);
+        else if (!(m_drainingTo >= 0.0))
+            return;
+        for (int c = 0; c < m_channels; ++c)
+            m_outPointers[size_t(c)][i] *= float(gain);
+    }
+}
+
+// Output frames to come for what was fed and not yet given out.
+double TimePitchStage::framesStillHeld() const
+{
+    const double held = std::max(0.0, m_fed - m_givenOutPos);
+    const double atOldRate = std::min(held, m_heldAtOldRate);
+    return atOldRate / m_oldRate + (held - atOldRate) / m_appliedRate;
+}
+
+// The time line goes on across the restart: the block began that far before the new pass.
+void TimePitchStage::startPassAtNewSpeed()
+{
+    const double blockStart = m_inputBase + m_blockStartPos;
+    const double passStart = m_drainingTo;
+    m_drainingTo = -1.0;
+    applyParameters(passStart);
+    restart(passStart);
+    m_fadeInDone = 0;
+    m_blockStartPos = blockStart - passStart;
+}
+
+void TimePitchStage::process(float* const* in, int frames, bool final)
 {
     m_fed += frames;
     for (int done = 0; done < frames;) {
         const int n = std::min(frames - done, kMaxProcessFrames);
         for (int c = 0; c < m_channels; ++c)
             m_outPointers[size_t(c)] = in[c] + done;
-        m_stretcher->process(m_outPointers.data(), size_t(n), false);
+        m_stretcher->process(m_outPointers.data(), size_t(n), final && done + n == frames);
         done += n;
     }
 }

@@ -28,6 +28,7 @@ public:
     static constexpr double kMaxCents = 1200.0;
     // Largest piece handed to the stretcher at once.
     static constexpr int kMaxProcessFrames = 4096;
+    static constexpr double kSpeedSeamFadeSeconds = 0.004;
 
     TimePitchStage();
     ~TimePitchStage() override;
@@ -63,13 +64,16 @@ public:
     bool startedStreamLastRender() const override { return m_blockStarted; }
 
 private:
-    void applyParameters();
+    void applyParameters(double inputTime);
     void restart(double inputTime);
     bool startIfPlayed(float* const* out, int frames);
     void renderInput(float* const* out, int frames);
     int retrieve(float* const* out, int offset, int frames);
     bool feed();
-    void process(float* const* in, int frames);
+    void process(float* const* in, int frames, bool final = false);
+    void startPassAtNewSpeed();
+    double framesStillHeld() const;
+    void shapeSpeedSeam(int frames, double heldBefore);
     void warmUp();
 
     std::unique_ptr<RubberBand::RubberBandStretcher> m_stretcher;
@@ -96,6 +100,9 @@ private:
     double m_blockTime = 0.0;
     double m_blockRate = 0.0;
     bool m_blockStarted = false;
+    double m_drainingTo = -1.0; // the time line where a pass at a new speed starts, once the old is out
+    double m_seamFadeFrames = 1.0;
+    int m_fadeInDone = 0;
     std::vector<std::vector<float>> m_inBuffers;
     std::vector<std::vector<float>> m_scratch; // zeros to pad with, and a sink for dropped frames
     std::vector<float*> m_inPointers, m_scratchPointers, m_outPointers;

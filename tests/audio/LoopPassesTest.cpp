@@ -1,0 +1,219 @@
+// A playing loop's passes: a range changed while it plays takes over at the next pass with no
+// break; a trainer speeds the passes up at their seams; a gap or a count-in comes before each pass.
+// The graph is pulled block by block, so a slow (sanitized) build hears exactly the same.
+#include "EngineHarness.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+constexpr int kRate = EngineHarness::kRate;
+
+// A 5 ms burst of 2 kHz at each of `marks` (seconds) over silence.
+fixtures::Signal marks(double seconds, std::vector<double> at)
+{
+    return fixtures::synthesise(kRate, 2, int64_t(seconds * kRate), [at](int64_t f, int) {
+        for (double mark : at) {
+            const int64_t start = int64_t(mark * kRate);
+            if (f >= start && f < start + 220)
+                return float(0.9 * std::sin(2 * M_PI * 2000.0 * double(f - start) / kRate));
+        }
+        return 0.0f;
+    });
+}
+
+std::vector<double> onsetSeconds(const std::vector<float>& x, float threshold = 0.5f)
+{
+    std::vector<double> found;
+    for (int64_t at = measure::onset(x, threshold); at >= 0; at = measure::onset(x, threshold, size_t(at + kRate / 10)))
+        found.push_back(double(at) / kRate);
+    return found;
+}
+
+constexpr double kBlock = 512.0 / kRate;
+
+struct LoopPassesTest : ::testing::Test, EngineHarness {
+    // Pulls `seconds` of output in tenths, noting the playhead (file seconds) after each.
+    std::vector<float> play(double seconds, std::vector<double>* playhead = nullptr)
+    {
+        std::vector<float> left;
+        for (int i = 0; i < int(std::lround(seconds * 10)); ++i) {
+            const auto block = channel(pull(kRate / 10), 0);
+            left.insert(left.end(), block.begin(), block.end());
+            if (playhead)
+                playhead->push_back(engine.currentTime());
+        }
+        return left;
+    }
+};
+
+TEST_F(LoopPassesTest, TheNextPassPlaysTheNewRangeAndThePlayheadFollows)
+{
+    // 8 s: marks at 1 s and 2 s; the loop is 2 s to 4 s, then 1 s to 4 s.
+    ASSERT_TRUE(load(marks(8.0, {1.0, 2.0})));
+    engine.setLoop(true);
+    engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
+    ASSERT_TRUE(engine.playPause());
+    std::vector<float> heard = play(0.5);
+    EXPECT_FALSE(engine.setNextLoopRange(0.5f, 0.25f)) << "an empty range";
+    ASSERT_TRUE(engine.setNextLoopRange(0.125f, 0.5f));
+    std::vector<double> playhead;
+    const std::vector<float> rest = play(6.0, &playhead);
+    heard.insert(heard.end(), rest.begin(), rest.end());
+
+    const std::vector<double> onsets = onsetSeconds(heard);
+    ASSERT_GE(onsets.size(), 4u) << "marks heard";
+    // The first pass (2 s long) ends where it was going; each later one is 3 s and has both marks.
+    const double expected[] = {0.0, 2.0, 3.0, 5.0};
+    for (size_t i = 0; i < 4; ++i)
+        EXPECT_NEAR(onsets[i] - onsets[0], expected[i], 64.0 / kRate) << "mark " << i;
+    // Pulled in tenths: before the seam at 2 s the old range, after it the new one from its start.
+    for (size_t i = 0; i < playhead.size(); ++i) {
+        const double t = 0.5 + 0.1 * double(i + 1); // seconds heard
+        // Right at a seam the limiter's few frames of delay leave the playhead on either side.
+        if (std::abs(t - 2.0) < 0.05 || std::abs(t - 5.0) < 0.05)
+            continue;
+        const double expectedAt = t < 2.0 ? 2.0 + t : 1.0 + std::fmod(t - 2.0, 3.0);
+        EXPECT_NEAR(playhead[i], expectedAt, 0.02) << "at " << t << " s";
+    }
+}
+
+TEST_F(LoopPassesTest, NothingPlayingRefusesAndAStopForgetsTheChange)
+{
+    ASSERT_TRUE(load(marks(8.0, {1.0, 2.0})));
+    engine.setLoop(true);
+    engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
+    EXPECT_FALSE(engine.setNextLoopRange(0.125f, 0.5f)) << "nothing plays";
+    ASSERT_TRUE(engine.playPause());
+    play(0.2);
+    ASSERT_TRUE(engine.setNextLoopRange(0.125f, 0.5f));
+    engine.stop();
+    // Played again from the top, the old range holds: a stop ends what was asked of that play.
+    engine.setLoop(true);
+    engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
+    ASSERT_TRUE(engine.playPause());
+    const std::vector<double> onsets = onsetSeconds(play(4.5));
+    ASSERT_GE(onsets.size(), 2u);
+    EXPECT_NEAR(onsets[1] - onsets[0], 2.0, 64.0 / kRate) << "2 s passes: the old range";
+}
+
+// Trainer 0.5 + 0.25 a pass up to 1.0 on the 2-s range 2 s to 4 s, with a mark at its start and
+// one a second in: each pass lasts 2 s over its speed, and inside a pass the speed holds.
+TEST_F(LoopPassesTest, ATrainerSpeedsUpEachPassAtItsSeam)
+{
+    ASSERT_TRUE(load(marks(8.0, {2.0, 3.0})));
+    engine.setLoop(true);
+    engine.setPassPlan(PassPlan{0.5, 0.25, 1.0, 1});
+    engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
+    ASSERT_TRUE(engine.playPause());
+    std::vector<double> trained;
+    std::vector<float> heard;
+    for (int i = 0; i < 95; ++i) {
+        const auto block = play(0.1);
+        heard.insert(heard.end(), block.begin(), block.end());
+        trained.push_back(engine.trainedRateHeard());
+    }
+    const std::vector<double> onsets = onsetSeconds(heard);
+    ASSERT_GE(onsets.size(), 7u);
+    // Pass starts at 0, 4, 6.67 and 8.67 s; the second mark 1 s of the track after each start.
+    const double expected[] = {0.0, 2.0, 4.0, 4.0 + 1 / 0.75, 4.0 + 2 / 0.75, 5.0 + 2 / 0.75, 6.0 + 2 / 0.75};
+    for (size_t i = 0; i < 7; ++i)
+        EXPECT_NEAR(onsets[i] - onsets[0], expected[i], kBlock) << "mark " << i;
+    EXPECT_DOUBLE_EQ(trained[10], 0.5) << "the speed the window shows at 1 s";
+    EXPECT_DOUBLE_EQ(trained[50], 0.75) << "at 5 s";
+    EXPECT_DOUBLE_EQ(trained[80], 1.0) << "at 8 s";
+}
+
+// Through a seam where the speed steps up, a steady tone stays a tone: no step larger than the
+// tone's own steepest.
+TEST_F(LoopPassesTest, ASpeedStepAtASeamMakesNoClick)
+{
+    ASSERT_TRUE(load(fixtures::synthesise(kRate, 2, 8 * kRate, [](int64_t f, int) {
+        return float(0.3 * std::sin(2 * M_PI * 330.0 * double(f) / kRate));
+    })));
+    engine.setLoop(true);
+    engine.setPassPlan(PassPlan{0.5, 0.25, 1.0, 1});
+    engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
+    ASSERT_TRUE(engine.playPause());
+    const std::vector<float> heard = play(7.0);
+    const double steepest = 0.3 * 2 * M_PI * 330.0 / kRate;
+    for (const double seam : {4.0, 4.0 + 2 / 0.75}) {
+        float largest = 0.0f;
+        for (auto i = size_t((seam - 0.05) * kRate); i < size_t((seam + 0.05) * kRate); ++i)
+            largest = std::max(largest, std::fabs(heard[i] - heard[i - 1]));
+        EXPECT_LT(largest, 1.5 * steepest) << "at the seam at " << seam << " s";
+    }
+}
+
+// A 1-s gap before each pass of a 2-s range lasts a second at any speed, and through it the
+// playhead waits at the range's start.
+struct LoopGapTest : LoopPassesTest, ::testing::WithParamInterface<double> {};
+
+TEST_P(LoopGapTest, OneSecondOfSilenceComesBeforeEachPass)
+{
+    const double speed = GetParam();
+    // The range holds a soft tone and a mark at its start; silence around it.
+    ASSERT_TRUE(load(fixtures::synthesise(kRate, 2, 8 * kRate, [](int64_t f, int) {
+        if (f < 2 * kRate || f >= 4 * kRate)
+            return 0.0f;
+        const double t = double(f) / kRate;
+        return float(f < 2 * kRate + 220 ? 0.9 * std::sin(2 * M_PI * 2000.0 * t) : 0.2 * std::sin(2 * M_PI * 330.0 * t));
+    })));
+    engine.setLoop(true);
+    engine.setSpeed(float(speed));
+    PassPlan plan;
+    plan.gapSeconds = 1.0;
+    engine.setPassPlan(plan);
+    engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
+    ASSERT_TRUE(engine.playPause());
+    std::vector<double> playhead;
+    const std::vector<float> heard = play(2.0 * (1.0 + 2.0 / speed) + 0.5, &playhead);
+
+    const double pass = 2.0 / speed;
+    const std::vector<double> onsets = onsetSeconds(heard);
+    ASSERT_GE(onsets.size(), 2u);
+    EXPECT_NEAR(onsets[0], 1.0, kBlock) << "the first pass comes after its gap";
+    EXPECT_NEAR(onsets[1], 2.0 + pass, kBlock) << "each later one too";
+    // A stretched tone rings a little before and after itself: the gap's middle is silent.
+    for (const double gapStart : {0.0, 1.0 + pass}) {
+        const auto from = size_t((gapStart + 0.1) * kRate), to = size_t((gapStart + 0.9) * kRate);
+        EXPECT_LT(measure::peak(heard, from, to), 1e-3) << "silence from " << gapStart << " s";
+    }
+    const auto passEnd = size_t((1.0 + pass) * kRate);
+    EXPECT_GT(measure::peak(heard, passEnd - 1500, passEnd - 500), 0.1) << "the tone plays to the pass's end";
+    EXPECT_NEAR(playhead[4], 2.0, 0.01) << "half-way through the first gap";
+    EXPECT_NEAR(playhead[size_t((1.5 + pass) * 10)], 2.0, 0.01) << "half-way through the second";
+}
+
+INSTANTIATE_TEST_SUITE_P(Speeds, LoopGapTest, ::testing::Values(1.0, 0.5));
+
+// A count-in of four at 120 BPM: clicks half a second apart, the last half a second before the
+// pass's first frame, at any speed, before every pass.
+struct LoopCountInTest : LoopPassesTest, ::testing::WithParamInterface<double> {};
+
+TEST_P(LoopCountInTest, FourClicksLeadIntoEachPassOnTheBeat)
+{
+    const double speed = GetParam();
+    ASSERT_TRUE(load(marks(8.0, {2.0})));
+    engine.setLoop(true);
+    engine.setSpeed(float(speed));
+    PassPlan plan;
+    plan.countIn = 4;
+    plan.bpm = 120.0;
+    engine.setPassPlan(plan);
+    engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
+    ASSERT_TRUE(engine.playPause());
+    const double pass = 2.0 / speed;
+    const std::vector<double> onsets = onsetSeconds(play(4.5 + pass), 0.3f);
+    ASSERT_GE(onsets.size(), 10u);
+    for (size_t pass0 : {size_t(0), size_t(5)})
+        for (size_t i = 0; i < 5; ++i)
+            EXPECT_NEAR(onsets[pass0 + i] - onsets[0], double(pass0 / 5) * (2.0 + pass) + 0.5 * double(i), 2e-3)
+                << "onset " << pass0 + i << ": clicks, then the mark";
+}
+
+INSTANTIATE_TEST_SUITE_P(Speeds, LoopCountInTest, ::testing::Values(1.0, 0.75));
+
+} // namespace
