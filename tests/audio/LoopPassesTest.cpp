@@ -216,4 +216,46 @@ TEST_P(LoopCountInTest, FourClicksLeadIntoEachPassOnTheBeat)
 
 INSTANTIATE_TEST_SUITE_P(Speeds, LoopCountInTest, ::testing::Values(1.0, 0.75));
 
+// An export of the passes, from the window's engine and from the command line, has the passes'
+// lengths and leads: a file to practise with away from the computer.
+TEST_F(LoopPassesTest, ExportsHaveThePassesAsTheyPlay)
+{
+    ASSERT_TRUE(load(marks(8.0, {2.0})));
+    const QString track = dir.filePath(QStringLiteral("track.wav"));
+    const struct {
+        const char* name;
+        PassPlan plan;
+        QStringList options;
+        int passes;
+        std::vector<double> onsets; // seconds
+        double seconds;
+    } rows[] = {
+        {"trainer and gap", PassPlan{0.5, 0.25, 1.0, 1, 1.0}, {"--trainer", "0.5:0.25:1:1.0", "--gap", "1"}, 3,
+         {1.0, 6.0, 7.0 + 2 / 0.75}, 5.0 + 1.0 + 2 / 0.75 + 3.0},
+        {"count-in", PassPlan{0.0, 0.0, 0.0, 1, 0.0, 2, 120.0}, {"--count-in", "2", "--bpm", "120"}, 2,
+         {0.0, 0.5, 1.0, 3.0, 3.5, 4.0}, 6.0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        engine.setLoop(true);
+        engine.setPassPlan(row.plan);
+        engine.fillBufferFrom(0.25f, 0.5f, 0.25f);
+        fixtures::Signal exported = exportTo(QStringLiteral("passes.wav"), row.passes);
+        const QString commanded = dir.filePath(QStringLiteral("command.wav"));
+        const fixtures::LentoRun run = fixtures::runLento(
+            QStringList{"--export", track, "-o", commanded, "--from", "2", "--to", "4", "--loops", QString::number(row.passes)}
+            + row.options);
+        ASSERT_EQ(run.status, 0) << run.err.constData();
+        fixtures::Signal fromCommand;
+        ASSERT_TRUE(fixtures::readSoundFile(commanded, fromCommand));
+        for (fixtures::Signal* written : {&exported, &fromCommand}) {
+            EXPECT_NEAR(double(written->frames()) / kRate, row.seconds, 1.0 / kRate);
+            const std::vector<double> onsets = onsetSeconds(channel(written->interleaved, 0), 0.3f);
+            ASSERT_EQ(onsets.size(), row.onsets.size());
+            for (size_t i = 0; i < onsets.size(); ++i)
+                EXPECT_NEAR(onsets[i], row.onsets[i], kBlock) << "onset " << i;
+        }
+    }
+}
+
 } // namespace
