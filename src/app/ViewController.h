@@ -22,6 +22,7 @@
 #include <initializer_list>
 #include <memory>
 
+class PracticePanel;
 class QAbstractButton;
 class QComboBox;
 class QKeyEvent;
@@ -196,6 +197,7 @@ public:
     QAbstractButton* soloLeftButton() const { return m_soloLeft; }
     QAbstractButton* soloRightButton() const { return m_soloRight; }
     QAbstractButton* cancelCentreButton() const { return m_cancelCentre; }
+    PracticePanel* practicePanel() const { return m_practice; }
     WDButtonCell* playButton() const { return m_playButton; }
     WDButtonCell* returnButton() const { return m_returnButton; }
     QAbstractButton* sidebarButton() const { return m_sidebarButton; }
@@ -253,6 +255,12 @@ public slots:
     void zoom(QObject* sender = nullptr);
     void setZoom(double factor) override;
     void updateTime() override;
+    // The speed trainer: the speed control follows the passes heard; a stop, a new selection or
+    // a speed set by hand ends the run.
+    void applyPassPlan();
+    void followTrainer();
+    void endTrainerRun();
+    void trainerSlower();
     void updateDurationLabel();
     void showSidebar(QObject* sender = nullptr);
     void toggleLeftMusicPanel(QObject* sender = nullptr);
@@ -333,6 +341,7 @@ private:
     // Alt held during the user's move that is being handled: the reset gesture.
     bool m_altHeld = false;
     bool m_bindingSpeed = false;
+    bool m_followingTrainer = false;
     uint64_t m_noteAnalysisGeneration = 0;
     std::unique_ptr<NoteAnalysisCache> m_noteAnalysisCache;
     bool m_noteAnalysisCacheLoaded = false;
@@ -376,6 +385,7 @@ private:
     QPushButton* m_soloLeft = nullptr;
     QPushButton* m_soloRight = nullptr;
     QPushButton* m_cancelCentre = nullptr;
+    PracticePanel* m_practice = nullptr;
     WDButtonCell* m_playButton = nullptr;
     WDButtonCell* m_returnButton = nullptr;
     QPushButton* m_sidebarButton = nullptr;

@@ -2,6 +2,7 @@
 // end by ear in two strokes while the track plays.
 #include "app/ViewController.h"
 
+#include "app/PracticePanel.h"
 #include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
 
@@ -22,6 +23,8 @@ bool ViewController::keyDown(QKeyEvent* event)
         returnPlayPos(nullptr);
     else if (event->key() == Qt::Key_Space)
         play(nullptr);
+    else if (event->key() == Qt::Key_T && !(event->modifiers() & ~Qt::KeypadModifier))
+        m_practice->tap();
     else
         return false;
     return true;

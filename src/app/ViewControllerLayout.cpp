@@ -2,6 +2,8 @@
 // drawer; the bottom strip; the side panels' menu items and the split view's rules.
 #include "app/ViewController.h"
 
+#include "app/PracticePanel.h"
+
 #include "app/BottomStripLayout.h"
 #include "app/ControlFormats.h"
 #include "app/MainView.h"
@@ -202,6 +204,11 @@ void ViewController::buildRightDrawer()
     describeToggle(m_cancelCentre, tr("Cancel Centre"), tr("On"), tr("Off"));
     m_cancelCentre->setToolTip(tr("Removes what sounds in the middle, such as a lead voice or solo"));
     layout->addWidget(m_cancelCentre);
+
+    QLabel* practiceValue = nullptr;
+    section(tr("Practice"), nullptr, practiceValue);
+    m_practice = new PracticePanel(m_rightDrawer);
+    layout->addWidget(m_practice);
     layout->addStretch(1);
 }
 

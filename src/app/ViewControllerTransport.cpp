@@ -3,6 +3,7 @@
 #include "app/ViewController.h"
 
 #include "app/ControlFormats.h"
+#include "app/PracticePanel.h"
 #include "app/WavePane.h"
 #include "controls/WDButtonCell.h"
 #include "controls/WDSlider.h"
@@ -15,8 +16,10 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QSpinBox>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 // Restores a flag when the handling of one user move ends.
@@ -67,6 +70,8 @@ void ViewController::connectControls()
     connect(m_soloLeft, &QPushButton::clicked, this, [this] { soloChannel(m_soloLeft); });
     connect(m_soloRight, &QPushButton::clicked, this, [this] { soloChannel(m_soloRight); });
     connect(m_cancelCentre, &QPushButton::clicked, this, [this] { soloChannel(m_cancelCentre); });
+    connect(m_practice, &PracticePanel::planChanged, this, &ViewController::applyPassPlan);
+    connect(m_practice, &PracticePanel::slowerAsked, this, &ViewController::trainerSlower);
     connect(m_playButton, &QAbstractButton::clicked, this, [this] { play(m_playButton); });
     connect(m_returnButton, &QAbstractButton::clicked, this, [this] { returnPlayPos(m_returnButton); });
 }
@@ -121,12 +126,16 @@ void ViewController::play(QObject*)
 {
     // The view follows the playhead again.
     m_wavePane->waveScrollView()->waveView()->setOverrideAutoPos(false);
-    showPlayButtonStyle(m_player->playPause() ? WDButtonCell::Pause : WDButtonCell::Play);
+    const bool playing = m_player->playPause();
+    if (!playing)
+        endTrainerRun();
+    showPlayButtonStyle(playing ? WDButtonCell::Pause : WDButtonCell::Play);
 }
 
 void ViewController::stop(QObject*)
 {
     clearPendingLoopCaptureState();
+    endTrainerRun();
     if (m_player->isPlaying())
         m_player->stop();
     else
@@ -168,6 +177,7 @@ void ViewController::updateTime()
     const double now = m_player->currentTime();
     m_timeLabel->setText(ControlFormats::timeText(now));
     showCurrentChord();
+    followTrainer();
     // Playing never runs backwards: a step back is a loop's wrap.
     const bool wrapped = m_player->isPlaying() && now < m_lastShownTime - 0.02;
     m_lastShownTime = now;
@@ -189,10 +199,45 @@ void ViewController::setSpeed(double value)
         m_speedSlider->setDoubleValue(1.0);
         value = 1.0;
     }
+    if (!m_followingTrainer)
+        endTrainerRun();
     showValue(m_speedLabel, {m_speedSlider}, ControlFormats::speedText(value));
     m_player->setSpeed(float(value));
     m_speed = value;
     emit speedChanged(value);
+}
+
+// --- Speed trainer ---
+
+void ViewController::applyPassPlan()
+{
+    m_player->setPassPlan(m_practice->plan());
+}
+
+void ViewController::followTrainer()
+{
+    const double trained = m_player->trainedRateHeard();
+    if (!m_practice->trainerRuns() || !(trained > 0.0) || std::abs(trained - m_speed) < 1e-9)
+        return;
+    FlagScope following(m_followingTrainer, true);
+    FlagScope binding(m_bindingSpeed, false);
+    setSpeed(trained);
+}
+
+void ViewController::endTrainerRun()
+{
+    if (!m_practice || !m_practice->trainerRuns())
+        return;
+    m_practice->endTrainerRun();
+    // What plays from now on is what the control shows.
+    m_player->setSpeed(float(m_speed));
+}
+
+// The run goes on one step below the speed heard now, from the next pass.
+void ViewController::trainerSlower()
+{
+    const double lower = m_speed - std::abs(m_practice->trainerStep());
+    m_practice->startPercent()->setValue(int(std::lround(lower * 100.0)));
 }
 
 void ViewController::incSpeed(QObject*)
@@ -314,6 +359,7 @@ void ViewController::removeAllLoops(QObject* sender)
 void ViewController::selectionChangedAction()
 {
     clearPendingLoopCaptureState();
+    endTrainerRun();
     m_lastShownTime = m_player->currentTime();
     emit selectionDidChange();
     emit positionJumped();

@@ -1,12 +1,15 @@
 #include "WindowFixture.h"
 
 #include "app/ControlFormats.h"
+#include "app/PracticePanel.h"
 #include "loops/WaveViewContainer.h"
 #include "audio/Equalizer.h"
 #include "controls/WDButtonCell.h"
 
 #include <QAbstractButton>
+#include <QComboBox>
 #include <QLabel>
+#include <QSpinBox>
 
 #include <functional>
 
@@ -218,4 +221,56 @@ TEST_F(MainWindowControlsTest, TwoStrokesOfLWhilePlayingLoopWhatWasPlayedBetween
     EXPECT_TRUE(vc->player()->isPlaying());
     EXPECT_NEAR(double(vc->player()->from()) / 44100.0, 1.0, 0.06);
     EXPECT_NEAR(double(vc->player()->len()) / 44100.0, 1.0, 0.06);
+}
+
+// The speed trainer on a looped second: the speed control follows each pass's step as it is
+// heard, Slower takes it one step down, and a stop ends the run with the speed where it stood.
+TEST_F(MainWindowControlsTest, TheSpeedControlFollowsTheTrainerUntilAStop)
+{
+    PracticePanel* practice = vc->practicePanel();
+    practice->startPercent()->setValue(50);
+    practice->stepPercent()->setValue(25);
+    practice->everyPasses()->setValue(1);
+    practice->limitPercent()->setValue(100);
+    WaveViewContainer* container = vc->waveViewContainer();
+    container->setSelection({0.25, 0.5});
+    container->setLoop(true);
+    container->selectionChanged();
+    QTest::mouseClick(practice->trainerToggle(), Qt::LeftButton);
+    ASSERT_TRUE(practice->trainerRuns());
+    press(Qt::Key_Space, {});
+    // Passes of 1 s of the track: 2 s at 50 %, 1.33 s at 75 %, then 100 %.
+    const auto speedAfter = [&](double seconds) {
+        output().pull(int64_t(seconds * 44100));
+        waitFor([] { return false; }, 150); // the playhead's ticks
+        return vc->speedLabel()->text();
+    };
+    EXPECT_EQ(speedAfter(1.0), "50 %");
+    EXPECT_EQ(speedAfter(1.5), "75 %");
+    EXPECT_EQ(speedAfter(1.5), "100 %");
+    EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.0);
+    QTest::mouseClick(practice->slowerButton(), Qt::LeftButton);
+    EXPECT_EQ(practice->startPercent()->value(), 75) << "a step below what plays";
+    EXPECT_EQ(speedAfter(1.2), "75 %") << "from the next pass";
+
+    press(Qt::Key_Space, {});
+    EXPECT_FALSE(practice->trainerRuns()) << "a stop ends the run";
+    EXPECT_EQ(vc->speedLabel()->text(), "75 %");
+    EXPECT_FLOAT_EQ(vc->player()->speed(), 0.75f) << "and the speed shown is the speed that plays";
+}
+
+// Four taps of T half a second apart set the count-in's tempo to 120.
+TEST_F(MainWindowControlsTest, TappingTSetsTheCountInTempo)
+{
+    PracticePanel* practice = vc->practicePanel();
+    practice->leadChoice()->setCurrentIndex(PracticePanel::CountIn);
+    for (int i = 0; i < 4; ++i) {
+        if (i > 0)
+            QTest::qWait(500);
+        press(Qt::Key_T, {});
+    }
+    EXPECT_NEAR(practice->bpm()->value(), 120, 8);
+    EXPECT_EQ(vc->player()->passPlan().countIn, 4);
+    EXPECT_DOUBLE_EQ(vc->player()->passPlan().bpm, double(practice->bpm()->value())) << "the engine counts in at it";
+    EXPECT_TRUE(window->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/drawer-count-in.png")));
 }
