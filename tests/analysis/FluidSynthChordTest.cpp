@@ -1,18 +1,10 @@
 // The precise estimator on sampled instruments: MIDI songs with known chords, written here,
 // rendered by FluidSynth with the General MIDI soundfont, and read back as any track.
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 
 #include "analysis/PreciseChordEstimator.h"
 
-#include <QFile>
 #include <QStandardPaths>
-#include <QTemporaryDir>
-#include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
 
 namespace {
 

@@ -1,18 +1,5 @@
 // The built program's commands, run as a user or a script runs them.
-#include "common/AudioFixtures.h"
-#include "common/SignalMeasure.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
+#include "common/Testing.h"
 
 #include <sys/resource.h>
 

@@ -8,8 +8,6 @@
 #include <QAbstractButton>
 #include <QLabel>
 
-#include <functional>
-
 namespace {
 
 // A loaded track with the Tone & Pitch drawer open, so every control can be reached.

@@ -4,20 +4,8 @@
 #include "audio/AudioPlayerDelegate.h"
 #include "audio/ExportProgress.h"
 #include "audio/VirtualOutput.h"
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 #include "common/Sanitizers.h"
-#include "common/SignalMeasure.h"
-
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <QThread>
-#include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
 
 struct RecordingDelegate : AudioPlayerDelegate {
     int finished = 0;

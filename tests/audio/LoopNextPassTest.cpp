@@ -3,10 +3,6 @@
 // so a slow (sanitized) build hears exactly the same.
 #include "EngineHarness.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 namespace {
 
 constexpr int kRate = EngineHarness::kRate;

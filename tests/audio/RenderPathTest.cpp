@@ -5,11 +5,6 @@
 #include "audio/Limiter.h"
 #include "common/Sanitizers.h"
 
-#include <QFile>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <fstream>
 #include <string>
 

@@ -1,10 +1,6 @@
 #include "library/FileBookmark.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 #include <filesystem>
 

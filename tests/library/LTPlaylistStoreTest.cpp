@@ -1,16 +1,6 @@
 #include "library/LTPlaylistStore.h"
 
-#include "common/LogCapture.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 namespace {
 

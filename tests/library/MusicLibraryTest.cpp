@@ -1,17 +1,7 @@
 #include "library/LTMusicLibraryBrowser.h"
 #include "library/MusicLibraryIndex.h"
 
-#include "common/AudioFixtures.h"
-#include "common/LogCapture.h"
-
-#include <QDir>
-#include <QFile>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <functional>
+#include "common/Testing.h"
 
 #include <filesystem>
 
