@@ -152,6 +152,24 @@ TEST_F(LeftPanel, TheLibraryListsTheMusicFolderAndTheSearchNarrowsIt)
     EXPECT_TRUE(vc->libraryScanLabel()->isHidden()) << "the scan is over";
 }
 
+TEST_F(LeftPanel, ATaggedSongShowsItsArtistAndAProtectedOneItsReasonWithoutBeingPickable)
+{
+    const QString plain = music + QStringLiteral("/") + kSongs[0] + QStringLiteral(".wav");
+    const QStringList tags{"-metadata", "title=Giant Steps", "-metadata", "artist=John Coltrane"};
+    ASSERT_TRUE(fixtures::ffmpegConvert(plain, music + QStringLiteral("/steps.wav"), tags));
+    ASSERT_TRUE(fixtures::ffmpegConvert(plain, music + QStringLiteral("/bought.m4p"), QStringList{"-f", "mp4", "-c:a", "aac"} + tags));
+    ASSERT_TRUE(waitFor([&] { return rows(library()).size() == kSongs.size() + 2; })) << rows(library()).join(", ").toStdString();
+    for (const char* shown : {"Giant Steps", "Giant Steps (DRM protected)"}) {
+        SCOPED_TRACE(shown);
+        const int row = int(rows(library()).indexOf(QString::fromUtf8(shown)));
+        ASSERT_GE(row, 0) << rows(library()).join(", ").toStdString();
+        EXPECT_EQ(library()->model()->index(row, 1).data().toString(), QStringLiteral("John Coltrane"));
+        library()->clearSelection();
+        QTest::mouseClick(library()->viewport(), Qt::LeftButton, {}, library()->visualRect(library()->model()->index(row, 0)).center());
+        EXPECT_EQ(library()->selectionModel()->selectedRows().size(), QString::fromUtf8(shown).contains("DRM") ? 0 : 1);
+    }
+}
+
 TEST_F(LeftPanel, DoubleClickingALibraryRowOpensThatSong)
 {
     for (const QString& song : {kSongs[2], kSongs[0]}) {
