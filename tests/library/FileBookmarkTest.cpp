@@ -13,10 +13,7 @@ protected:
     QByteArray bookmarkNewFile(const QString& relative, const QByteArray& content = "RIFF fake audio")
     {
         QDir().mkpath(QFileInfo(path(relative)).absolutePath());
-        QFile f(path(relative));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(content);
-        f.close();
+        EXPECT_TRUE(fixtures::writeFile(path(relative), content));
         return FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path(relative)));
     }
 

@@ -52,10 +52,8 @@ protected:
                                                   "-c:v", "mpeg4", "-metadata", "title=A Video",
                                                   dir.filePath("clip.mp4")}),
                   0);
-        QFile m3u(dir.filePath("Practice.m3u"));
-        ASSERT_TRUE(m3u.open(QIODevice::WriteOnly));
-        m3u.write("#EXTM3U\n#EXTINF:1,Mara Quint - Late Train\nJazz/four.ogg\n\nRock/one.mp3\nnot/there.mp3\n"
-                  "http://radio.example/stream\n");
+        ASSERT_TRUE(fixtures::writeFile(dir.filePath("Practice.m3u"), "#EXTM3U\n#EXTINF:1,Mara Quint - Late Train\nJazz/four.ogg\n\nRock/one.mp3\nnot/there.mp3\n"
+                  "http://radio.example/stream\n"));
     }
 
     static void TearDownTestSuite()
@@ -315,10 +313,7 @@ TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnly)
 TEST_F(MusicLibraryTest, ADamagedIndexIsRebuiltWithALogLine)
 {
     QDir().mkpath(QFileInfo(database()).path());
-    QFile db(database());
-    ASSERT_TRUE(db.open(QIODevice::WriteOnly));
-    db.write(QByteArray(8192, '\x5a'));
-    db.close();
+    ASSERT_TRUE(fixtures::writeFile(database(), QByteArray(8192, '\x5a')));
     LogCapture log;
     auto index = makeIndex();
     EXPECT_EQ(scan(*index).filesSeen, 7);
