@@ -7,23 +7,10 @@ namespace {
 
 constexpr int kRate = EngineHarness::kRate;
 
-// A 5 ms burst of 2 kHz at each of `marks` (seconds) over silence.
-fixtures::Signal marks(double seconds, std::vector<double> at)
-{
-    return fixtures::synthesise(kRate, 2, int64_t(seconds * kRate), [at](int64_t f, int) {
-        for (double mark : at) {
-            const int64_t start = int64_t(mark * kRate);
-            if (f >= start && f < start + 220)
-                return float(0.9 * std::sin(2 * M_PI * 2000.0 * double(f - start) / kRate));
-        }
-        return 0.0f;
-    });
-}
-
 std::vector<double> onsetSeconds(const std::vector<float>& x)
 {
     std::vector<double> found;
-    for (int64_t at = measure::onset(x, 0.5f); at >= 0; at = measure::onset(x, 0.5f, size_t(at + kRate / 10)))
+    for (int64_t at : measure::onsets(x, 0.5f, kRate / 10))
         found.push_back(double(at) / kRate);
     return found;
 }
@@ -46,7 +33,7 @@ struct LoopNextPassTest : ::testing::Test, EngineHarness {
 TEST_F(LoopNextPassTest, TheNextPassPlaysTheNewRangeAndThePlayheadFollows)
 {
     // 8 s: marks at 1 s and 2 s; the loop is 2 s to 4 s, then 1 s to 4 s.
-    ASSERT_TRUE(load(marks(8.0, {1.0, 2.0})));
+    ASSERT_TRUE(load(burstTrack(8 * kRate, {kRate, 2 * kRate})));
     engine.setLoop(true);
     engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
     ASSERT_TRUE(engine.playPause());
@@ -76,7 +63,7 @@ TEST_F(LoopNextPassTest, TheNextPassPlaysTheNewRangeAndThePlayheadFollows)
 
 TEST_F(LoopNextPassTest, NothingPlayingRefusesAndAStopForgetsTheChange)
 {
-    ASSERT_TRUE(load(marks(8.0, {1.0, 2.0})));
+    ASSERT_TRUE(load(burstTrack(8 * kRate, {kRate, 2 * kRate})));
     engine.setLoop(true);
     engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
     EXPECT_FALSE(engine.setNextLoopRange(0.125f, 0.5f)) << "nothing plays";
