@@ -3,6 +3,8 @@
 
 #include "common/Testing.h"
 
+#include <QDateTime>
+
 #include <filesystem>
 
 namespace {
@@ -299,15 +301,28 @@ TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnly)
         idsAgain << t->persistentIDString();
     EXPECT_EQ(idsAgain, ids);
     ASSERT_EQ(restarted->allPlaylists().size(), 1);
+    EXPECT_EQ(restarted->allPlaylists()[0]->name, "Practice");
     EXPECT_EQ(restarted->allPlaylists()[0]->items.size(), 2) << "the stored playlist still names its tracks";
 
+    // One file grows; another is retagged in place to a title of the same length, which only
+    // its modification time tells.
     QFile touched(QDir(music()).filePath("Untagged Take.wav"));
     ASSERT_TRUE(touched.open(QIODevice::Append));
     touched.write(QByteArray(4, '\0'));
     touched.close();
+    const QString five = QDir(music()).filePath("five.wav");
+    const QByteArray tagged = fixtures::readFile(five);
+    ASSERT_TRUE(tagged.contains("Field Song"));
+    ASSERT_TRUE(fixtures::writeFile(five, QByteArray(tagged).replace("Field Song", "Field Sang")));
+    QFile retagged(five);
+    ASSERT_TRUE(retagged.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(retagged.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime));
+    retagged.close();
     const MusicLibraryScanReport changed = scan(*restarted);
-    EXPECT_EQ(changed.tagsRead, 1);
+    EXPECT_EQ(changed.tagsRead, 2);
     EXPECT_EQ(changed.added, 0) << "a changed file keeps its ID";
+    const auto items = restarted->allMediaItems();
+    EXPECT_TRUE(std::any_of(items.begin(), items.end(), [](const MusicLibraryTrackPtr& t) { return t->title == "Field Sang"; }));
 }
 
 TEST_F(MusicLibraryTest, ADamagedIndexIsRebuiltWithALogLine)
