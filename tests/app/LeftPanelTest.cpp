@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSplitter>
 #include <QStandardPaths>
 #include <QTableView>
@@ -155,9 +156,15 @@ TEST_F(LeftPanel, TheLibraryListsTheMusicFolderAndTheSearchNarrowsIt)
 TEST_F(LeftPanel, ATaggedSongShowsItsArtistAndAProtectedOneItsReasonWithoutBeingPickable)
 {
     const QString plain = music + QStringLiteral("/") + kSongs[0] + QStringLiteral(".wav");
+    const QString steps = music + QStringLiteral("/steps.wav"), bought = music + QStringLiteral("/bought.m4p");
+    // The music folder outlives the test when the tests share a process.
+    const auto removeThem = qScopeGuard([&] {
+        QFile::remove(steps);
+        QFile::remove(bought);
+    });
     const QStringList tags{"-metadata", "title=Giant Steps", "-metadata", "artist=John Coltrane"};
-    ASSERT_TRUE(fixtures::ffmpegConvert(plain, music + QStringLiteral("/steps.wav"), tags));
-    ASSERT_TRUE(fixtures::ffmpegConvert(plain, music + QStringLiteral("/bought.m4p"), QStringList{"-f", "mp4", "-c:a", "aac"} + tags));
+    ASSERT_TRUE(fixtures::ffmpegConvert(plain, steps, tags));
+    ASSERT_TRUE(fixtures::ffmpegConvert(plain, bought, QStringList{"-f", "mp4", "-c:a", "aac"} + tags));
     ASSERT_TRUE(waitFor([&] { return rows(library()).size() == kSongs.size() + 2; })) << rows(library()).join(", ").toStdString();
     for (const char* shown : {"Giant Steps", "Giant Steps (DRM protected)"}) {
         SCOPED_TRACE(shown);
