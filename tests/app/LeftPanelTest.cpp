@@ -39,6 +39,12 @@ struct LeftPanel : WindowFixture {
 
     void SetUp() override
     {
+        // What a first launch finds, also when the tests share a process: no playlists, no index.
+        for (const auto location : {QStandardPaths::AppDataLocation, QStandardPaths::MusicLocation}) {
+            const QString folder = QStandardPaths::writableLocation(location);
+            ASSERT_TRUE(folder.startsWith(QDir::tempPath())) << "the test's own home, never the user's";
+            QDir(folder).removeRecursively();
+        }
         music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
         QDir().mkpath(music);
         for (const QString& song : kSongs)
