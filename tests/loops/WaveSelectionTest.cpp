@@ -404,4 +404,10 @@ TEST_F(WaveSelectionTest, EdgeKeysMoveTheSelectionAndAPlayingLoopTakesItAtTheSea
     ASSERT_FALSE(engine()->isPlaying());
     press(Qt::Key_W, {});
     EXPECT_NEAR(rangeStart(), 0.192, 1e-4);
+
+    // A new selection while playing is heard at once, from its start.
+    press(Qt::Key_Space, {});
+    select(0.6, 0.8);
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05);
 }
