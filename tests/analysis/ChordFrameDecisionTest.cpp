@@ -1,9 +1,5 @@
 #include "ChordTestSignals.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 TEST(ChordFrameAnalyzer, AFrameNeedsATriadShareOf038AndAMarginOf0015OverTheRunnerUp)
 {
     // C, D#, E, G equal: C major and C minor tie exactly; the first tried stays, with a margin of zero.

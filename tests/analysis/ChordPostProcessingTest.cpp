@@ -1,8 +1,5 @@
 #include "ChordTestSignals.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <optional>
 
 using namespace chordconst;

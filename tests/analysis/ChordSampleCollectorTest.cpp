@@ -1,9 +1,5 @@
 #include "ChordTestSignals.h"
 
-#include "common/LogCapture.h"
-
-#include <gtest/gtest.h>
-
 TEST(ChordSampleStore, GrowsAcrossChunksWithoutLosingSamples)
 {
     ChordSampleStore store;

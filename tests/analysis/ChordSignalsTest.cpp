@@ -1,16 +1,5 @@
 #include "ChordTestSignals.h"
 
-#include "common/AudioFixtures.h"
-#include "common/LogCapture.h"
-
-#include <QFile>
-#include <QFileInfo>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <iterator>
 
 using namespace chordtest;

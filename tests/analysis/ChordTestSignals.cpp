@@ -1,8 +1,5 @@
 #include "ChordTestSignals.h"
 
-#include <algorithm>
-#include <cmath>
-
 namespace chordtest {
 
 std::vector<float> triad(const Chord& chord, double rate, float amplitude)

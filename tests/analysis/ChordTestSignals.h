@@ -2,7 +2,7 @@
 
 #include "analysis/LTChordEstimatorInternal.h"
 
-#include <vector>
+#include "common/Testing.h"
 
 namespace chordtest {
 

@@ -1,15 +1,6 @@
 // The chord cache file: its key, what reading keeps or refuses, and the size it is held to.
 #include "analysis/NoteAnalysisCache.h"
-#include "common/AudioFixtures.h"
-#include "common/LogCapture.h"
-
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,15 +1,9 @@
 // The precise estimator on synthesised recordings written as WAV files and decoded like any track:
 // the chords and their boundaries, and for each stage a recording that goes wrong without it.
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 
 #include "analysis/PreciseChordEstimator.h"
 
-#include <QTemporaryDir>
-#include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <random>
 
 using precisechord::Options;

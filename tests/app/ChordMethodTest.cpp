@@ -9,10 +9,6 @@
 #include "loops/WaveViewContainer.h"
 
 #include <QComboBox>
-#include <QJsonArray>
-#include <QJsonDocument>
-
-#include <cmath>
 
 namespace {
 

@@ -7,13 +7,7 @@
 #include "waveform/WaveScrollView.h"
 #include "waveform/WaveView.h"
 
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QLabel>
-
-#include <cmath>
 
 namespace {
 

@@ -1,18 +1,5 @@
 // The built program's commands, run as a user or a script runs them.
-#include "common/AudioFixtures.h"
-#include "common/SignalMeasure.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
+#include "common/Testing.h"
 
 #include <sys/resource.h>
 
@@ -167,6 +154,7 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--export", input, "-o", out, "--speed", "2"}, "--speed needs a number from 0.25 to 1.5, not \"2\""},
         {{"--export", input, "-o", out, "--cents", "fast"}, "--cents needs a number"},
         {{"--export", input, "-o", out, "--solo", "middle"}, "--solo takes left or right"},
+        {{"--export", input, "-o", out, "--centre", "middle"}, "--centre takes cancel, not \"middle\""},
         {{"--export", input, "-o", out, "--from", "3", "--to", "2"}, "--to must lie after --from"},
         {{"--export", input, "-o", out, "--volume"}, "--volume needs a value"},
         {{"--export", input, "-o", out, "--bogus", "1"}, "unknown option --bogus"},

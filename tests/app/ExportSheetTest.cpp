@@ -1,11 +1,8 @@
 #include "WindowFixture.h"
 
 #include "app/ExportProgressWindowController.h"
-#include "common/SignalMeasure.h"
 
 #include <QPushButton>
-
-#include <algorithm>
 
 namespace {
 

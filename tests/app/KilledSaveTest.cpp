@@ -2,12 +2,8 @@
 // whole, every time.
 #include "SavedStores.h"
 
-#include <QElapsedTimer>
+#include "common/Testing.h"
 #include <QProcess>
-#include <QTemporaryDir>
-#include <QThread>
-
-#include <gtest/gtest.h>
 
 // Names the row in failure messages.
 void PrintTo(const SavedStore& store, std::ostream* out)

@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSplitter>
 #include <QStandardPaths>
 #include <QTableView>
@@ -38,6 +39,12 @@ struct LeftPanel : WindowFixture {
 
     void SetUp() override
     {
+        // What a first launch finds, also when the tests share a process: no playlists, no index.
+        for (const auto location : {QStandardPaths::AppDataLocation, QStandardPaths::MusicLocation}) {
+            const QString folder = QStandardPaths::writableLocation(location);
+            ASSERT_TRUE(folder.startsWith(QDir::tempPath())) << "the test's own home, never the user's";
+            QDir(folder).removeRecursively();
+        }
         music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
         QDir().mkpath(music);
         for (const QString& song : kSongs)
@@ -150,6 +157,30 @@ TEST_F(LeftPanel, TheLibraryListsTheMusicFolderAndTheSearchNarrowsIt)
         EXPECT_EQ(got, c.expected);
     }
     EXPECT_TRUE(vc->libraryScanLabel()->isHidden()) << "the scan is over";
+}
+
+TEST_F(LeftPanel, ATaggedSongShowsItsArtistAndAProtectedOneItsReasonWithoutBeingPickable)
+{
+    const QString plain = music + QStringLiteral("/") + kSongs[0] + QStringLiteral(".wav");
+    const QString steps = music + QStringLiteral("/steps.wav"), bought = music + QStringLiteral("/bought.m4p");
+    // The music folder outlives the test when the tests share a process.
+    const auto removeThem = qScopeGuard([&] {
+        QFile::remove(steps);
+        QFile::remove(bought);
+    });
+    const QStringList tags{"-metadata", "title=Giant Steps", "-metadata", "artist=John Coltrane"};
+    ASSERT_TRUE(fixtures::ffmpegConvert(plain, steps, tags));
+    ASSERT_TRUE(fixtures::ffmpegConvert(plain, bought, QStringList{"-f", "mp4", "-c:a", "aac"} + tags));
+    ASSERT_TRUE(waitFor([&] { return rows(library()).size() == kSongs.size() + 2; })) << rows(library()).join(", ").toStdString();
+    for (const char* shown : {"Giant Steps", "Giant Steps (DRM protected)"}) {
+        SCOPED_TRACE(shown);
+        const int row = int(rows(library()).indexOf(QString::fromUtf8(shown)));
+        ASSERT_GE(row, 0) << rows(library()).join(", ").toStdString();
+        EXPECT_EQ(library()->model()->index(row, 1).data().toString(), QStringLiteral("John Coltrane"));
+        library()->clearSelection();
+        QTest::mouseClick(library()->viewport(), Qt::LeftButton, {}, library()->visualRect(library()->model()->index(row, 0)).center());
+        EXPECT_EQ(library()->selectionModel()->selectedRows().size(), QString::fromUtf8(shown).contains("DRM") ? 0 : 1);
+    }
 }
 
 TEST_F(LeftPanel, DoubleClickingALibraryRowOpensThatSong)

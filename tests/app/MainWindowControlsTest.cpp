@@ -2,6 +2,7 @@
 
 #include "app/ControlFormats.h"
 #include "app/PracticePanel.h"
+#include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
 #include "audio/Equalizer.h"
 #include "controls/WDButtonCell.h"
@@ -10,8 +11,6 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QSpinBox>
-
-#include <functional>
 
 namespace {
 
@@ -205,6 +204,21 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
     waitFor([&] { return vc->cancelCentreButton()->isVisible() && vc->cancelCentreButton()->width() > 40; });
     QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
     EXPECT_TRUE(window->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/drawer-open.png")));
+}
+
+TEST_F(MainWindowControlsTest, TheEdgeKeysWaitForASelectionAndShiftMovesTenTimesAsFar)
+{
+    QAction* later = itemShowing(menuNamed("Loops"), "Move Start Later");
+    ASSERT_NE(later, nullptr);
+    EXPECT_FALSE(later->isEnabled()) << "nothing to move without a selection";
+    SelectionView* selection = vc->waveViewContainer()->selectionView();
+    selection->setLoopWith({0.25, 0.5});
+    vc->waveViewContainer()->selectionChanged();
+    EXPECT_TRUE(later->isEnabled());
+    press(Qt::Key_W, {});
+    EXPECT_NEAR(selection->loop().left, 0.25 + 0.01 / 4.0, 1e-6) << "10 ms of the 4-s track";
+    press(Qt::Key_W, Qt::ShiftModifier);
+    EXPECT_NEAR(selection->loop().left, 0.25 + 0.11 / 4.0, 1e-6) << "then 100 ms";
 }
 
 TEST_F(MainWindowControlsTest, TwoStrokesOfLWhilePlayingLoopWhatWasPlayedBetweenThem)

@@ -2,15 +2,12 @@
 
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
-#include "common/LogCapture.h"
 
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
 
 #include <sndfile.h>
-
-#include <vector>
 
 namespace {
 

@@ -2,14 +2,7 @@
 // in its own, while the running one answers from its event loop.
 #include "app/SingleInstance.h"
 
-#include "common/AudioFixtures.h"
-
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 #include <future>
 

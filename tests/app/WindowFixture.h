@@ -3,24 +3,16 @@
 #include "app/AppDelegate.h"
 #include "app/ViewController.h"
 #include "audio/VirtualOutput.h"
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 #include "common/Sanitizers.h"
 #include "controls/WDSlider.h"
 #include "preferences/UserDefaults.h"
 
 #include <QAccessible>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
 
 // The real window and controller over a defaults file of their own and an engine that renders
 // into a virtual output, so tests hear exactly what the graph gives out (or into what

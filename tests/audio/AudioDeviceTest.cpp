@@ -4,20 +4,12 @@
 
 #include "audio/DeviceOutput.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QProcess>
-#include <QTemporaryDir>
-#include <QThread>
-#include <QUrl>
 
 #include <SDL.h>
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <csignal>
-#include <cmath>
 
 namespace {
 

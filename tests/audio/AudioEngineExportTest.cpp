@@ -1,13 +1,8 @@
 #include "EngineHarness.h"
 
 #include "audio/ExportProgress.h"
-#include "common/LogCapture.h"
-
-#include <QDir>
 
 #include <sndfile.h>
-
-#include <gtest/gtest.h>
 
 using fixtures::Signal;
 

@@ -1,9 +1,5 @@
 #include "EngineHarness.h"
 
-#include "common/LogCapture.h"
-
-#include <gtest/gtest.h>
-
 using fixtures::Signal;
 
 namespace {

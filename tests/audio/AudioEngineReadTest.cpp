@@ -1,11 +1,6 @@
 #include "EngineHarness.h"
 #include "audio/PcmCache.h"
-#include "common/LogCapture.h"
 #include "platform/Alerts.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
 
 namespace {
 

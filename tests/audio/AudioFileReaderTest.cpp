@@ -1,16 +1,7 @@
 #include "audio/AudioFileReader.h"
 #include "audio/DataChunk.h"
 
-#include "common/AudioFixtures.h"
-#include "common/LogCapture.h"
-
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
+#include "common/Testing.h"
 
 using fixtures::Signal;
 

@@ -1,10 +1,9 @@
 #include "audio/AudioRing.h"
 
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 namespace {
 

@@ -2,9 +2,6 @@
 // middle goes, a guitar on one side stays.
 #include "EngineHarness.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <complex>
 
 namespace {

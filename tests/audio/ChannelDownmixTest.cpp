@@ -1,8 +1,6 @@
 #include "audio/ChannelDownmix.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
+#include "common/Testing.h"
 
 namespace {
 

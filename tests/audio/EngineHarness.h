@@ -4,20 +4,8 @@
 #include "audio/AudioPlayerDelegate.h"
 #include "audio/ExportProgress.h"
 #include "audio/VirtualOutput.h"
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 #include "common/Sanitizers.h"
-#include "common/SignalMeasure.h"
-
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <QThread>
-#include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
 
 struct RecordingDelegate : AudioPlayerDelegate {
     int finished = 0;
@@ -49,6 +37,18 @@ struct EngineHarness {
     {
         return {[] { return std::make_unique<VirtualOutput>(512, 0, VirtualOutput::Pacing::RealTime); },
                 AudioGraph::Rendering::OnRenderThread, false};
+    }
+
+    // A stereo track of 5 ms bursts of 2 kHz at 0.9 starting at the frames `at`, over a 200 Hz bed
+    // at `bed`: each burst is heard as one clear onset.
+    static fixtures::Signal burstTrack(int64_t frames, std::vector<int64_t> at, float bed = 0.0f)
+    {
+        return fixtures::synthesise(kRate, 2, frames, [at, bed](int64_t f, int) {
+            for (int64_t start : at)
+                if (f >= start && f < start + 220)
+                    return float(0.9 * std::sin(2 * M_PI * 2000.0 * double(f - start) / kRate));
+            return float(bed * std::sin(2 * M_PI * 200.0 * double(f) / kRate));
+        });
     }
 
     QTemporaryDir dir;

@@ -1,10 +1,7 @@
 #include "audio/Equalizer.h"
 
-#include "common/SignalMeasure.h"
+#include "common/Testing.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <complex>
 
 namespace {

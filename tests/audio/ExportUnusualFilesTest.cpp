@@ -1,13 +1,5 @@
 // `lento --export` of valid files that are unusual in their sample type, channels or rate.
-#include "common/AudioFixtures.h"
-
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
+#include "common/Testing.h"
 
 namespace {
 

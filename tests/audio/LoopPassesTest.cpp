@@ -3,31 +3,23 @@
 // The graph is pulled block by block, so a slow (sanitized) build hears exactly the same.
 #include "EngineHarness.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 namespace {
 
 constexpr int kRate = EngineHarness::kRate;
 
-// A 5 ms burst of 2 kHz at each of `marks` (seconds) over silence.
-fixtures::Signal marks(double seconds, std::vector<double> at)
+// The track with a burst at each of `at` (seconds) over silence.
+fixtures::Signal marks(double seconds, const std::vector<double>& at)
 {
-    return fixtures::synthesise(kRate, 2, int64_t(seconds * kRate), [at](int64_t f, int) {
-        for (double mark : at) {
-            const int64_t start = int64_t(mark * kRate);
-            if (f >= start && f < start + 220)
-                return float(0.9 * std::sin(2 * M_PI * 2000.0 * double(f - start) / kRate));
-        }
-        return 0.0f;
-    });
+    std::vector<int64_t> frames;
+    for (double mark : at)
+        frames.push_back(int64_t(mark * kRate));
+    return EngineHarness::burstTrack(int64_t(seconds * kRate), frames);
 }
 
 std::vector<double> onsetSeconds(const std::vector<float>& x, float threshold = 0.5f)
 {
     std::vector<double> found;
-    for (int64_t at = measure::onset(x, threshold); at >= 0; at = measure::onset(x, threshold, size_t(at + kRate / 10)))
+    for (int64_t at : measure::onsets(x, threshold, kRate / 10))
         found.push_back(double(at) / kRate);
     return found;
 }

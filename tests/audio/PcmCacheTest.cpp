@@ -1,11 +1,6 @@
 #include "audio/PcmCache.h"
 
-
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 #include <csignal>
 #include <sys/resource.h>

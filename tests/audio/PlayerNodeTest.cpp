@@ -1,13 +1,11 @@
 #include "audio/PlayerNode.h"
 
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
-#include <algorithm>
 #include <numeric>
 #include <chrono>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 

@@ -7,8 +7,6 @@
 #include "EngineHarness.h"
 #include "common/Sanitizers.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstring>

@@ -5,11 +5,6 @@
 #include "audio/Limiter.h"
 #include "common/Sanitizers.h"
 
-#include <QFile>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <fstream>
 #include <string>
 
@@ -24,26 +19,7 @@ Signal tone(int64_t frames, const std::function<float(int64_t)>& value, int chan
     return fixtures::synthesise(kRate, channels, frames, [value](int64_t f, int) { return value(f); });
 }
 
-// 5 ms bursts of 2 kHz at 0.9 over a 200 Hz bed at `bed`.
-Signal burstsOverBed(int64_t frames, std::vector<int64_t> at, float bed = 0.0f)
-{
-    return tone(frames, [at, bed](int64_t f) {
-        for (int64_t start : at)
-            if (f >= start && f < start + 220)
-                return float(0.9 * std::sin(2 * M_PI * 2000.0 * double(f - start) / kRate));
-        return float(bed * std::sin(2 * M_PI * 200.0 * double(f) / kRate));
-    });
-}
-
-// Onsets above `threshold`, each at least `gap` frames after the one before.
-std::vector<int64_t> onsets(const std::vector<float>& x, float threshold, int64_t gap = 1000)
-{
-    std::vector<int64_t> found;
-    for (int64_t i = 0; i < int64_t(x.size()); ++i)
-        if (std::fabs(x[size_t(i)]) >= threshold && (found.empty() || i - found.back() > gap))
-            found.push_back(i);
-    return found;
-}
+using measure::onsets;
 
 int64_t residentBytes()
 {
@@ -65,7 +41,7 @@ struct RenderPathTest : ::testing::Test, EngineHarness {
 TEST_F(RenderPathTest, HeadModeStartsAtThePlayheadWithNothingLost)
 {
     const int64_t playhead = 5 * kRate, spacing = kRate / 25; // bursts every 40 ms from the playhead
-    ASSERT_TRUE(load(burstsOverBed(10 * kRate, {playhead, playhead + spacing, playhead + 2 * spacing, playhead + 3 * spacing})));
+    ASSERT_TRUE(load(burstTrack(10 * kRate, {playhead, playhead + spacing, playhead + 2 * spacing, playhead + 3 * spacing})));
     engine.setLoop(true);
     for (int attempt = 0; attempt < 3; ++attempt) {
         engine.fillBufferFrom(0.2f, 0.8f, 0.5f);
@@ -182,7 +158,7 @@ TEST_F(RenderPathTest, ARestartWhilePlayingIsHeardAtOnce)
 TEST_F(RenderPathTest, APauseKeepsThePlaceHeardAndFadesOut)
 {
     const int64_t burst = kRate;
-    ASSERT_TRUE(load(burstsOverBed(4 * kRate, {burst}, 0.3f)));
+    ASSERT_TRUE(load(burstTrack(4 * kRate, {burst}, 0.3f)));
     for (float speed : {0.25f, 1.5f}) {
         engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
         engine.setSpeed(speed);
@@ -218,7 +194,7 @@ TEST_F(RenderPathTest, ThePlayheadIsTheSoundAndNeverStepsBack)
     std::vector<int64_t> at;
     for (int k = 1; k <= 11; ++k)
         at.push_back(int64_t(k) * kRate / 2);
-    ASSERT_TRUE(load(burstsOverBed(6 * kRate, at)));
+    ASSERT_TRUE(load(burstTrack(6 * kRate, at)));
     engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
     engine.setSpeed(1.0f);
     record(7.0);

@@ -65,4 +65,14 @@ inline int64_t onset(const std::vector<float>& x, float threshold, size_t from =
     return -1;
 }
 
+// Every index where |x| reaches `threshold`, each more than `gap` samples after the one before.
+inline std::vector<int64_t> onsets(const std::vector<float>& x, float threshold, int64_t gap = 1000)
+{
+    std::vector<int64_t> found;
+    for (int64_t i = 0; i < int64_t(x.size()); ++i)
+        if (std::fabs(x[size_t(i)]) >= threshold && (found.empty() || i - found.back() > gap))
+            found.push_back(i);
+    return found;
+}
+
 } // namespace measure

@@ -2,7 +2,7 @@
 
 #include <QtMath>
 
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 namespace {
 

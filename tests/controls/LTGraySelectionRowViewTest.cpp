@@ -5,9 +5,6 @@
 #include <QHeaderView>
 #include <QStandardItemModel>
 #include <QTableView>
-#include <QTest>
-
-#include <gtest/gtest.h>
 
 namespace {
 

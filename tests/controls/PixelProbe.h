@@ -8,9 +8,7 @@
 #include <QRect>
 #include <QWidget>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
+#include "common/Testing.h"
 
 namespace PixelProbe {
 

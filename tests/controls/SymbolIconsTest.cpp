@@ -1,11 +1,7 @@
 #include "controls/SymbolIcons.h"
 
-#include <QDir>
-#include <QFile>
+#include "common/Testing.h"
 #include <QImage>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace {
 

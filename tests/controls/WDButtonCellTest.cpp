@@ -2,10 +2,6 @@
 
 #include "PixelProbe.h"
 
-#include <QCoreApplication>
-
-#include <gtest/gtest.h>
-
 namespace {
 
 const QColor kBack(200, 200, 200);

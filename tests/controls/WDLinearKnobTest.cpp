@@ -2,13 +2,6 @@
 
 #include "PixelProbe.h"
 
-#include <QSignalSpy>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 namespace {
 
 const QColor kDot(255, 0, 0);

@@ -4,11 +4,7 @@
 
 #include <QAccessible>
 #include <QApplication>
-#include <QSignalSpy>
-#include <QTest>
 #include <QWheelEvent>
-
-#include <gtest/gtest.h>
 
 namespace {
 

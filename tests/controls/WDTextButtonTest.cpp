@@ -5,8 +5,6 @@
 #include <QApplication>
 #include <QEnterEvent>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 TEST(WDTextButton, TheTitleTakesTheActiveColourWhileHovered)

@@ -1,10 +1,6 @@
 #include "library/FileBookmark.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 #include <filesystem>
 
@@ -17,10 +13,7 @@ protected:
     QByteArray bookmarkNewFile(const QString& relative, const QByteArray& content = "RIFF fake audio")
     {
         QDir().mkpath(QFileInfo(path(relative)).absolutePath());
-        QFile f(path(relative));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(content);
-        f.close();
+        EXPECT_TRUE(fixtures::writeFile(path(relative), content));
         return FileBookmark::bookmarkDataFromURL(QUrl::fromLocalFile(path(relative)));
     }
 
@@ -79,6 +72,10 @@ TEST_F(FileBookmarkTest, ARenamedMovedOrReplacedFileIsFoundNearbyAndIsStale)
     move("Music/Artist/song.wav", "Music/Artist/Album/song.wav");
     move("Music/Artist/Album", "Music/Artist/Album (2019)"); // back home, and then its folder renamed
     EXPECT_EQ(resolve(data), found("Music/Artist/Album (2019)/song.wav", true));
+    // Thrown into a hidden folder, a trash or a settings folder, it counts as gone.
+    QDir().mkpath(path("Music/Artist/.Trash"));
+    move("Music/Artist/Album (2019)/song.wav", "Music/Artist/.Trash/song.wav");
+    EXPECT_EQ(resolve(data), " fresh file not found: " + path("Music/Artist/Album/song.wav"));
 
     // An editor's save: a new file written beside it, then renamed over it.
     const QByteArray saved = bookmarkNewFile("Music/saved.wav", "first version");

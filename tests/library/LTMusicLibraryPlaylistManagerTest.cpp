@@ -1,14 +1,7 @@
 #include "library/FileBookmark.h"
 #include "library/LTMusicLibraryPlaylistManager.h"
 
-#include "common/AudioFixtures.h"
-
-#include <QDir>
-#include <QFile>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 namespace {
 

@@ -1,35 +1,14 @@
 #include "library/LTPlaylistStore.h"
 
-#include "common/LogCapture.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 namespace {
 
-QByteArray readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void writeAll(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
+using fixtures::readFile;
 
 QJsonObject rootOf(const QString& path)
 {
-    return QJsonDocument::fromJson(readAll(path)).object();
+    return QJsonDocument::fromJson(readFile(path)).object();
 }
 
 QStringList names(LTPlaylistStore& store)
@@ -70,7 +49,7 @@ TEST(LTPlaylistStoreTest, FirstStartWritesOnePlaylistSelected)
     EXPECT_EQ(playlists[0].toObject().value("name").toString(), "Playlist");
     EXPECT_TRUE(playlists[0].toObject().value("items").toArray().isEmpty());
     EXPECT_FALSE(QFile::exists(store.backupPath()));
-    EXPECT_TRUE(readAll(store.playlistStorePath()).contains("\n    ")) << "pretty-printed";
+    EXPECT_TRUE(readFile(store.playlistStorePath()).contains("\n    ")) << "pretty-printed";
 }
 
 TEST(LTPlaylistStoreTest, AFileThatCanNotBeReadIsLoggedAndLeftAlone)
@@ -135,8 +114,8 @@ TEST(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDropped)
 {
     QTemporaryDir dir;
     LTPlaylistStore store(dir.path());
-    writeAll(store.playlistStorePath(),
-             R"({"playlists":[7, {"items":[{}, "x", {"bookmarkData":"!!not base64"}, {"bookmarkData":5}]}, {"items":3}]})");
+    ASSERT_TRUE(fixtures::writeFile(store.playlistStorePath(),
+             R"({"playlists":[7, {"items":[{}, "x", {"bookmarkData":"!!not base64"}, {"bookmarkData":5}]}, {"items":3}]})"));
     LogCapture log;
     store.loadPlaylists();
     EXPECT_TRUE(log.lines().isEmpty());
@@ -149,6 +128,7 @@ TEST(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDropped)
         EXPECT_TRUE(item->bookmarkData().isNull());
         EXPECT_EQ(item->fileURLString(), "");
         EXPECT_EQ(item->sourceType(), 0);
+        EXPECT_FALSE(item->isUnavailable()) << "a song is playable unless the file says otherwise";
     }
     LTPlaylistStore again(dir.path());
     again.loadPlaylists();
@@ -171,12 +151,12 @@ TEST_P(DamagedPlaylistFileTest, IsKeptInTheBackupAndTheStoreStartsAfresh)
 {
     QTemporaryDir dir;
     LTPlaylistStore store(dir.path());
-    writeAll(store.playlistStorePath(), GetParam().bytes);
+    ASSERT_TRUE(fixtures::writeFile(store.playlistStorePath(), GetParam().bytes));
     LogCapture log;
     store.loadPlaylists();
     ASSERT_EQ(log.lines().size(), 1) << log.lines().join('\n').toStdString();
     EXPECT_TRUE(log.lines()[0].startsWith("Playlist file corrupted: ")) << log.lines()[0].toStdString();
-    EXPECT_EQ(readAll(store.backupPath()), GetParam().bytes);
+    EXPECT_EQ(readFile(store.backupPath()), GetParam().bytes);
     EXPECT_EQ(names(store), QStringList{"Playlist"});
     EXPECT_EQ(store.currentPlaylistIndex(), 0);
     EXPECT_EQ(rootOf(store.playlistStorePath())["playlists"].toArray().size(), 1) << "a good file written";
@@ -215,11 +195,11 @@ TEST(LTPlaylistStoreTest, StoredSelectionIndexIsCorrectedOnlyAboveTheRange)
                           Case{R"({"selectedPlaylistIndex":1,"playlists":{}})", 0, true}}) {
         QTemporaryDir dir;
         LTPlaylistStore store(dir.path());
-        writeAll(store.playlistStorePath(), c.json);
+        ASSERT_TRUE(fixtures::writeFile(store.playlistStorePath(), c.json));
         store.loadPlaylists();
         EXPECT_EQ(store.currentPlaylistIndex(), c.index) << c.json;
         EXPECT_EQ(store.selectedPlaylist() != nullptr, c.selectsOne) << c.json;
-        EXPECT_EQ(readAll(store.playlistStorePath()), c.json) << "a good file is not rewritten";
+        EXPECT_EQ(readFile(store.playlistStorePath()), c.json) << "a good file is not rewritten";
         EXPECT_FALSE(QFile::exists(store.backupPath()));
     }
 }
@@ -296,12 +276,12 @@ TEST(LTPlaylistStoreTest, ADurationThatIsNoNumberLeavesTheFileAsItWas)
     QTemporaryDir dir;
     LTPlaylistStore store(dir.path());
     store.loadPlaylists();
-    const QByteArray before = readAll(store.playlistStorePath());
+    const QByteArray before = readFile(store.playlistStorePath());
     auto item = std::make_shared<LTPlaylistItem>();
     item->setDuration(std::numeric_limits<double>::quiet_NaN());
     store.selectedPlaylist()->items().append(item);
     LogCapture log;
     EXPECT_FALSE(store.savePlaylists());
     EXPECT_TRUE(log.anyStartsWith("Failed to serialize playlists: "));
-    EXPECT_EQ(readAll(store.playlistStorePath()), before);
+    EXPECT_EQ(readFile(store.playlistStorePath()), before);
 }

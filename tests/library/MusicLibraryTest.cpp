@@ -1,17 +1,9 @@
 #include "library/LTMusicLibraryBrowser.h"
 #include "library/MusicLibraryIndex.h"
 
-#include "common/AudioFixtures.h"
-#include "common/LogCapture.h"
+#include "common/Testing.h"
 
-#include <QDir>
-#include <QFile>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <functional>
+#include <QDateTime>
 
 #include <filesystem>
 
@@ -62,10 +54,8 @@ protected:
                                                   "-c:v", "mpeg4", "-metadata", "title=A Video",
                                                   dir.filePath("clip.mp4")}),
                   0);
-        QFile m3u(dir.filePath("Practice.m3u"));
-        ASSERT_TRUE(m3u.open(QIODevice::WriteOnly));
-        m3u.write("#EXTM3U\n#EXTINF:1,Mara Quint - Late Train\nJazz/four.ogg\n\nRock/one.mp3\nnot/there.mp3\n"
-                  "http://radio.example/stream\n");
+        ASSERT_TRUE(fixtures::writeFile(dir.filePath("Practice.m3u"), "#EXTM3U\n#EXTINF:1,Mara Quint - Late Train\nJazz/four.ogg\n\nRock/one.mp3\nnot/there.mp3\n"
+                  "http://radio.example/stream\n"));
     }
 
     static void TearDownTestSuite()
@@ -311,24 +301,34 @@ TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnly)
         idsAgain << t->persistentIDString();
     EXPECT_EQ(idsAgain, ids);
     ASSERT_EQ(restarted->allPlaylists().size(), 1);
+    EXPECT_EQ(restarted->allPlaylists()[0]->name, "Practice");
     EXPECT_EQ(restarted->allPlaylists()[0]->items.size(), 2) << "the stored playlist still names its tracks";
 
+    // One file grows; another is retagged in place to a title of the same length, which only
+    // its modification time tells.
     QFile touched(QDir(music()).filePath("Untagged Take.wav"));
     ASSERT_TRUE(touched.open(QIODevice::Append));
     touched.write(QByteArray(4, '\0'));
     touched.close();
+    const QString five = QDir(music()).filePath("five.wav");
+    const QByteArray tagged = fixtures::readFile(five);
+    ASSERT_TRUE(tagged.contains("Field Song"));
+    ASSERT_TRUE(fixtures::writeFile(five, QByteArray(tagged).replace("Field Song", "Field Sang")));
+    QFile retagged(five);
+    ASSERT_TRUE(retagged.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(retagged.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime));
+    retagged.close();
     const MusicLibraryScanReport changed = scan(*restarted);
-    EXPECT_EQ(changed.tagsRead, 1);
+    EXPECT_EQ(changed.tagsRead, 2);
     EXPECT_EQ(changed.added, 0) << "a changed file keeps its ID";
+    const auto items = restarted->allMediaItems();
+    EXPECT_TRUE(std::any_of(items.begin(), items.end(), [](const MusicLibraryTrackPtr& t) { return t->title == "Field Sang"; }));
 }
 
 TEST_F(MusicLibraryTest, ADamagedIndexIsRebuiltWithALogLine)
 {
     QDir().mkpath(QFileInfo(database()).path());
-    QFile db(database());
-    ASSERT_TRUE(db.open(QIODevice::WriteOnly));
-    db.write(QByteArray(8192, '\x5a'));
-    db.close();
+    ASSERT_TRUE(fixtures::writeFile(database(), QByteArray(8192, '\x5a')));
     LogCapture log;
     auto index = makeIndex();
     EXPECT_EQ(scan(*index).filesSeen, 7);

@@ -1,25 +1,14 @@
 #include "loops/LoopDataStore.h"
 
-#include "common/AudioFixtures.h"
-#include "common/LogCapture.h"
-
-#include <QDir>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
+#include "common/Testing.h"
 
 #include "PrintLoopPair.h"
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cmath>
 #include <limits>
 #include <thread>
 

@@ -2,10 +2,8 @@
 
 #include "PrintLoopPair.h"
 
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
-#include <cmath>
-#include <functional>
 #include <limits>
 
 namespace {

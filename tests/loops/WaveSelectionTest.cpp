@@ -97,6 +97,7 @@ TEST_F(WaveSelectionTest, ADragSelectsAndTheEngineLoopsItWhileAClickOnlyMovesThe
         EXPECT_NEAR(selection()->loop().left, c.left, kNear);
         EXPECT_NEAR(selection()->loop().right, c.right, kNear);
         EXPECT_EQ(engine()->loop(), c.selects) << "a selection loops, as the preference is on";
+        EXPECT_FALSE(engine()->isPlaying()) << "made while stopped, it waits for Play";
         EXPECT_NEAR(rangeStart(), c.left, kNear);
         EXPECT_NEAR(rangeEnd(), c.selects ? c.right : 1.0, kNear) << "no selection plays to the end";
         EXPECT_NEAR(selection()->cursorPosition(), c.left, kNear);
@@ -330,8 +331,10 @@ TEST_F(WaveSelectionTest, SavedLoopsComeBackWhenTheTrackIsOpenedAgainAfterAResta
     EXPECT_EQ(loops().loopCount(), 0u) << "nothing before the track opens";
     ASSERT_TRUE(load(trackPath));
     EXPECT_EQ(loops().loopData(), saved) << "the same pairs, bit for bit";
+    select(0.2, 0.4);
     ASSERT_TRUE(load(makeTrack("another take.wav")));
     EXPECT_EQ(loops().loopCount(), 0u) << "another track has loops of its own";
+    EXPECT_EQ(overview()->selectionRight() - overview()->selectionLeft(), 0.0) << "and no selection from the last one";
 }
 
 TEST_F(WaveSelectionTest, WhilePlayingZoomedTheViewJumpsAPageOnceThePlayheadLeavesItUnlessTheUserMovedIt)
@@ -401,4 +404,10 @@ TEST_F(WaveSelectionTest, EdgeKeysMoveTheSelectionAndAPlayingLoopTakesItAtTheSea
     ASSERT_FALSE(engine()->isPlaying());
     press(Qt::Key_W, {});
     EXPECT_NEAR(rangeStart(), 0.192, 1e-4);
+
+    // A new selection while playing is heard at once, from its start.
+    press(Qt::Key_Space, {});
+    select(0.6, 0.8);
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05);
 }

@@ -1,6 +1,6 @@
 #include "platform/Alerts.h"
 
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 TEST(Alerts, ThePresenterSeesTheAlertAndChoosesTheAnswerAndWithoutOneTheFirstButtonAnswers)
 {

@@ -1,12 +1,6 @@
 #include "platform/MainQueue.h"
 
-#include <QCoreApplication>
-#include <QThread>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <vector>
+#include "common/Testing.h"
 
 TEST(MainQueue, RunsPostedWorkLaterOnTheGuiThreadInOrder)
 {

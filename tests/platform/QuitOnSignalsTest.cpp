@@ -1,9 +1,7 @@
 #include "platform/QuitOnSignals.h"
 
-#include <QCoreApplication>
+#include "common/Testing.h"
 #include <QTimer>
-
-#include <gtest/gtest.h>
 
 #include <csignal>
 

@@ -1,13 +1,8 @@
 #include "platform/RecentDocuments.h"
 
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 
-#include <QDir>
-#include <QFile>
 #include <QRegularExpression>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 using fixtures::readFile;
 using fixtures::writeFile;

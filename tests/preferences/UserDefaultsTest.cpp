@@ -1,9 +1,7 @@
 #include "preferences/ColorTheme.h"
 #include "preferences/UserDefaults.h"
 
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
+#include "common/Testing.h"
 
 namespace {
 struct UserDefaultsTest : ::testing::Test {

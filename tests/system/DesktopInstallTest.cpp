@@ -1,13 +1,8 @@
 // What `cmake --install` puts on a desktop: a desktop entry the validator accepts, which the
 // desktop's MIME database then names as the program for Core Audio files, and an icon.
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcessEnvironment>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 namespace {
 

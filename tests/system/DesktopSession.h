@@ -1,13 +1,11 @@
 #pragma once
 // Driving the real program on the session's X server as a user would: xdotool for windows, keys
 // and the mouse, the built `lento` started with a file.
-#include "common/AudioFixtures.h"
+#include "common/Testing.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRect>
-#include <QThread>
 
 namespace desktop {
 

@@ -1,23 +1,12 @@
 // The real program on a real X server: `lento FILE` shows its window titled with the file's name,
 // drawn in the theme rather than blank; a user's keys open and export through Qt's own dialogs,
 // and closing the window ends the program. With no sound server at all, the same.
-#include "common/AudioFixtures.h"
 #include "system/DesktopSession.h"
 
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QImage>
 #include <QProcess>
 #include <QSet>
 #include <QSettings>
-#include <QTemporaryDir>
-#include <QThread>
-#include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
 
 namespace {
 

@@ -1,15 +1,8 @@
 // One Lento per user: `lento FILE` while Lento runs hands FILE to the running window and ends at
 // once; after a crash the next start takes over the socket left behind.
-#include "common/AudioFixtures.h"
 #include "system/DesktopSession.h"
 
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 using namespace desktop;
 

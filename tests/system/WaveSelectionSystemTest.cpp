@@ -1,22 +1,12 @@
 // The wave as a user plays it: Space plays and pauses, a selection dragged out with the mouse over
 // the main wave plays as a loop, and saved loops and the zoom show in the window. What is heard is
 // recorded from the null sink's monitor and told apart by its tone.
-#include "common/AudioFixtures.h"
 #include "system/DesktopSession.h"
 
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QImage>
 #include <QSettings>
-#include <QTemporaryDir>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
-#include <cmath>
-#include <functional>
 #include <optional>
 
 namespace {

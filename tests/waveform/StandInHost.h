@@ -4,8 +4,9 @@
 #include "waveform/WaveView.h"
 #include "waveform/WaveViewHost.h"
 
+#include "common/Testing.h"
+
 #include <QList>
-#include <QUrl>
 
 // The coordinator the wave views talk to, recording what they ask of it.
 struct StandInHost : WaveViewHost {

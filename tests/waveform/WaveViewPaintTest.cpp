@@ -6,11 +6,7 @@
 #include <QImage>
 #include <QPainter>
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <cstdint>
-#include <vector>
 
 namespace {
 

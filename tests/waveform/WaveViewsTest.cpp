@@ -11,13 +11,6 @@
 #include <QDropEvent>
 #include <QMimeData>
 #include <QScrollBar>
-#include <QTest>
-#include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
 
 namespace {
 

@@ -1,9 +1,6 @@
 #include "waveform/WaveformData.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
+#include "common/Testing.h"
 
 // Values in (-0.9, 0.9) with no pattern that a run boundary could line up with.
 static std::vector<float> wobble(int64_t frames, double seed)
