@@ -10,10 +10,10 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QDropEvent>
-#include <QMimeData>
 #include <QInputDialog>
 #include <QLabel>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPushButton>
 #include <QScopeGuard>
 #include <QSplitter>
@@ -23,14 +23,13 @@
 
 namespace {
 
-const QStringList kSongs{QStringLiteral("Bach Prelude"), QStringLiteral("Coltrane Naima"),
-                         QStringLiteral("Django Minor Swing")};
+const QStringList kSongs{"Bach Prelude", "Coltrane Naima", "Django Minor Swing"};
 
-QStringList files(const QStringList& songs)
+QStringList wavs(const QStringList& songs)
 {
     QStringList out;
     for (const QString& song : songs)
-        out << song + QStringLiteral(".wav");
+        out << song + ".wav";
     return out;
 }
 
@@ -48,14 +47,16 @@ struct LeftPanel : WindowFixture {
         music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
         QDir().mkpath(music);
         for (const QString& song : kSongs)
-            ASSERT_TRUE(fixtures::writeWav(music + QLatin1Char('/') + song + QStringLiteral(".wav"),
-                                           fixtures::stereoSines(44100, 44100, 440.0, 0.25f)));
+            ASSERT_TRUE(fixtures::writeWav(path(song), fixtures::stereoSines(44100, 44100, 440.0, 0.25f)));
         WindowFixture::SetUp();
         ASSERT_TRUE(waitFor([&] { return rows(library()).size() == kSongs.size(); })) << rows(library()).join(", ").toStdString();
     }
 
+    QString path(const QString& song, const char* type = ".wav") const { return music + '/' + song + type; }
     QTableView* library() const { return vc->musicLibraryTableView(); }
     QTableView* playlist() const { return vc->playlistTracksTableView(); }
+    QString title() const { return window->windowTitle(); }
+    int libraryRow(const QString& shown) const { return int(rows(library()).indexOf(shown)); }
 
     static QStringList rows(QTableView* table)
     {
@@ -73,22 +74,29 @@ struct LeftPanel : WindowFixture {
         ADD_FAILURE() << "no button " << name.toStdString();
         return nullptr;
     }
+    void click(const QString& name) const { QTest::mouseClick(button(name), Qt::LeftButton); }
 
-    static void doubleClickRow(QTableView* table, int row)
+    static void clickRow(QTableView* table, int row, bool twice = false)
     {
-        const QRect cell = table->visualRect(table->model()->index(row, 0));
-        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, cell.center());
-        QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, cell.center());
+        const QPoint at = table->visualRect(table->model()->index(row, 0)).center();
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, at);
+        if (twice)
+            QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, at);
     }
 
+    // Double-clicks the library's row of `song` and waits until it is open.
+    bool openFromLibrary(const QString& song)
+    {
+        clickRow(library(), libraryRow(song), true);
+        return waitFor([&] { return title() == song + ".wav"; });
+    }
+
+    // The modal dialog up now, once shown.
     template <class Dialog>
-    static Dialog* shownDialog()
+    static Dialog* modal()
     {
         Dialog* found = nullptr;
-        waitFor([&] {
-            found = qobject_cast<Dialog*>(QApplication::activeModalWidget());
-            return found && found->isVisible();
-        });
+        waitFor([&] { return (found = qobject_cast<Dialog*>(QApplication::activeModalWidget())) && found->isVisible(); });
         return found;
     }
 
@@ -97,16 +105,16 @@ struct LeftPanel : WindowFixture {
         for (QPushButton* b : dialog->findChildren<QPushButton*>())
             if (b->text() == text) {
                 QTest::mouseClick(b, Qt::LeftButton);
-                settle();
+                waitFor([] { return !QApplication::activeModalWidget(); });
                 return;
             }
         ADD_FAILURE() << "no button " << text.toStdString();
     }
 
-    // Names a playlist through the real dialog, pressing `ok` or Cancel.
+    // Names a playlist through the real dialog, pressing `pressed`.
     void answerNameDialog(const QString& typed, const QString& pressed, const QString& expectedPrefill = {})
     {
-        auto* dialog = shownDialog<QInputDialog>();
+        auto* dialog = modal<QInputDialog>();
         ASSERT_NE(dialog, nullptr);
         auto* field = dialog->findChild<QLineEdit*>();
         ASSERT_NE(field, nullptr);
@@ -115,7 +123,6 @@ struct LeftPanel : WindowFixture {
         QTest::keyClick(field, Qt::Key_Backspace);
         QTest::keyClicks(field, typed);
         press(dialog, pressed);
-        waitFor([] { return !QApplication::activeModalWidget(); });
     }
 
     QStringList playlistNames() const
@@ -125,200 +132,133 @@ struct LeftPanel : WindowFixture {
             out << vc->playlistSelectorPopup()->itemText(i);
         return out;
     }
-
-    QString title() const { return window->windowTitle(); }
 };
 
 TEST_F(LeftPanel, TheLibraryListsTheMusicFolderAndTheSearchNarrowsIt)
 {
-    EXPECT_EQ(library()->model()->headerData(0, Qt::Horizontal).toString(), QStringLiteral("Title"));
-    EXPECT_EQ(library()->model()->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Artist"));
-    QStringList shown = rows(library());
-    shown.sort();
-    EXPECT_EQ(shown, kSongs);
-
-    const struct {
-        const char* typed;
-        QStringList expected;
-    } cases[] = {
-        {"naima", {QStringLiteral("Coltrane Naima")}},
-        {"PRELUDE", {QStringLiteral("Bach Prelude")}},
-        {"nothing like this", {}},
-        {"", kSongs},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.typed);
+    for (const auto& [typed, expected] : {std::pair{"", kSongs}, {"naima", {kSongs[1]}}, {"PRELUDE", {kSongs[0]}},
+                                          {"nothing like this", {}}, {"", kSongs}}) {
+        SCOPED_TRACE(typed);
         vc->librarySearchField()->selectAll();
         QTest::keyClick(vc->librarySearchField(), Qt::Key_Backspace);
-        QTest::keyClicks(vc->librarySearchField(), QString::fromUtf8(c.typed));
+        QTest::keyClicks(vc->librarySearchField(), typed);
         settle();
         QStringList got = rows(library());
         got.sort();
-        EXPECT_EQ(got, c.expected);
+        EXPECT_EQ(got, expected);
     }
     EXPECT_TRUE(vc->libraryScanLabel()->isHidden()) << "the scan is over";
 }
 
 TEST_F(LeftPanel, ATaggedSongShowsItsArtistAndAProtectedOneItsReasonWithoutBeingPickable)
 {
-    const QString plain = music + QStringLiteral("/") + kSongs[0] + QStringLiteral(".wav");
-    const QString steps = music + QStringLiteral("/steps.wav"), bought = music + QStringLiteral("/bought.m4p");
+    const QString steps = path("steps"), bought = path("bought", ".m4p");
     // The music folder outlives the test when the tests share a process.
-    const auto removeThem = qScopeGuard([&] {
-        QFile::remove(steps);
-        QFile::remove(bought);
-    });
+    const auto removeThem = qScopeGuard([&] { QFile::remove(steps), QFile::remove(bought); });
     const QStringList tags{"-metadata", "title=Giant Steps", "-metadata", "artist=John Coltrane"};
-    ASSERT_TRUE(fixtures::ffmpegConvert(plain, steps, tags));
-    ASSERT_TRUE(fixtures::ffmpegConvert(plain, bought, QStringList{"-f", "mp4", "-c:a", "aac"} + tags));
+    ASSERT_TRUE(fixtures::ffmpegConvert(path(kSongs[0]), steps, tags));
+    ASSERT_TRUE(fixtures::ffmpegConvert(path(kSongs[0]), bought, QStringList{"-f", "mp4", "-c:a", "aac"} + tags));
     ASSERT_TRUE(waitFor([&] { return rows(library()).size() == kSongs.size() + 2; })) << rows(library()).join(", ").toStdString();
-    for (const char* shown : {"Giant Steps", "Giant Steps (DRM protected)"}) {
-        SCOPED_TRACE(shown);
-        const int row = int(rows(library()).indexOf(QString::fromUtf8(shown)));
+    for (const QString shown : {"Giant Steps", "Giant Steps (DRM protected)"}) {
+        SCOPED_TRACE(shown.toStdString());
+        const int row = libraryRow(shown);
         ASSERT_GE(row, 0) << rows(library()).join(", ").toStdString();
-        EXPECT_EQ(library()->model()->index(row, 1).data().toString(), QStringLiteral("John Coltrane"));
+        EXPECT_EQ(library()->model()->index(row, 1).data().toString(), "John Coltrane");
         library()->clearSelection();
-        QTest::mouseClick(library()->viewport(), Qt::LeftButton, {}, library()->visualRect(library()->model()->index(row, 0)).center());
-        EXPECT_EQ(library()->selectionModel()->selectedRows().size(), QString::fromUtf8(shown).contains("DRM") ? 0 : 1);
-    }
-}
-
-TEST_F(LeftPanel, DoubleClickingALibraryRowOpensThatSong)
-{
-    for (const QString& song : {kSongs[2], kSongs[0]}) {
-        const int row = int(rows(library()).indexOf(song));
-        ASSERT_GE(row, 0);
-        doubleClickRow(library(), row);
-        EXPECT_TRUE(waitFor([&] { return title() == song + QStringLiteral(".wav"); })) << title().toStdString();
-        EXPECT_EQ(vc->currentTrackIndex(), ViewController::NotFound);
+        clickRow(library(), row);
+        EXPECT_EQ(library()->selectionModel()->selectedRows().size(), shown.contains("DRM") ? 0 : 1);
     }
 }
 
 TEST_F(LeftPanel, PlaylistsAreMadeRenamedAndDeletedThroughTheirDialogs)
 {
-    const QStringList start = playlistNames();
-    ASSERT_EQ(start.size(), 1);
-
-    const struct {
-        const char* what;
-        const char* typed;
-        const char* pressed;
-        QStringList expected;
-    } creating[] = {
-        {"named", "  Scales  ", "Create", start + QStringList{QStringLiteral("Scales")}},
-        {"blank gets the plain name", "   ", "Create", start + QStringList{QStringLiteral("Scales"), QStringLiteral("Playlist")}},
-        {"cancelled", "Never", "Cancel", start + QStringList{QStringLiteral("Scales"), QStringLiteral("Playlist")}},
-    };
-    for (const auto& c : creating) {
-        SCOPED_TRACE(c.what);
-        QTest::mouseClick(button(QStringLiteral("Create new playlist")), Qt::LeftButton);
-        answerNameDialog(QString::fromUtf8(c.typed), QString::fromUtf8(c.pressed));
-        EXPECT_EQ(playlistNames(), c.expected);
+    QStringList expected = playlistNames();
+    ASSERT_EQ(expected.size(), 1);
+    // Named, blank (the plain name), cancelled.
+    for (const auto& [typed, pressed, made] : {std::tuple{"  Scales  ", "Create", "Scales"}, {"   ", "Create", "Playlist"},
+                                               {"Never", "Cancel", ""}}) {
+        SCOPED_TRACE(typed);
+        click("Create new playlist");
+        answerNameDialog(typed, pressed);
+        if (*made)
+            expected << made;
+        EXPECT_EQ(playlistNames(), expected);
     }
-    EXPECT_EQ(vc->playlistSelectorPopup()->currentText(), QStringLiteral("Playlist")) << "the new one is selected";
-
-    const struct {
-        const char* what;
-        const char* typed;
-        const char* expectedName;
-    } renaming[] = {
-        {"renamed", "Etudes", "Etudes"},
-        {"blank keeps the name", "  ", "Etudes"},
-    };
-    for (const auto& c : renaming) {
-        SCOPED_TRACE(c.what);
+    EXPECT_EQ(vc->playlistSelectorPopup()->currentText(), "Playlist") << "the new one is selected";
+    // A blank name keeps the old one.
+    for (const auto& [typed, name] : {std::pair{"Etudes", "Etudes"}, {"  ", "Etudes"}}) {
         const QString before = vc->playlistSelectorPopup()->currentText();
-        QTest::mouseClick(button(QStringLiteral("Rename current playlist")), Qt::LeftButton);
-        answerNameDialog(QString::fromUtf8(c.typed), QStringLiteral("Rename"), before);
-        EXPECT_EQ(vc->playlistSelectorPopup()->currentText(), QString::fromUtf8(c.expectedName));
+        click("Rename current playlist");
+        answerNameDialog(typed, "Rename", before);
+        EXPECT_EQ(vc->playlistSelectorPopup()->currentText(), name);
     }
 
     // Cancel keeps it, Delete removes it; the last one can't go.
-    QTest::mouseClick(button(QStringLiteral("Delete current playlist")), Qt::LeftButton);
-    auto* alert = shownDialog<QMessageBox>();
+    click("Delete current playlist");
+    auto* alert = modal<QMessageBox>();
     ASSERT_NE(alert, nullptr);
-    EXPECT_EQ(alert->text(), QStringLiteral("Delete Playlist"));
-    EXPECT_EQ(alert->informativeText(), QStringLiteral("Are you sure you want to delete \"Etudes\"?"));
-    press(alert, QStringLiteral("Cancel"));
-    EXPECT_TRUE(playlistNames().contains(QStringLiteral("Etudes")));
+    EXPECT_EQ(alert->text(), "Delete Playlist");
+    EXPECT_EQ(alert->informativeText(), "Are you sure you want to delete \"Etudes\"?");
+    press(alert, "Cancel");
+    EXPECT_TRUE(playlistNames().contains("Etudes"));
     for (int left = int(playlistNames().size()); left > 1; --left) {
-        QTest::mouseClick(button(QStringLiteral("Delete current playlist")), Qt::LeftButton);
-        auto* next = shownDialog<QMessageBox>();
+        click("Delete current playlist");
+        auto* next = modal<QMessageBox>();
         ASSERT_NE(next, nullptr);
-        press(next, QStringLiteral("Delete"));
-        waitFor([] { return !QApplication::activeModalWidget(); });
+        press(next, "Delete");
         EXPECT_EQ(playlistNames().size(), left - 1);
     }
-    EXPECT_FALSE(button(QStringLiteral("Delete current playlist"))->isEnabled());
+    EXPECT_FALSE(button("Delete current playlist")->isEnabled());
 }
 
 TEST_F(LeftPanel, TheOpenTrackGoesIntoThePlaylistAndNextAndPreviousWrapRound)
 {
     for (const QString& song : kSongs) {
-        const int row = int(rows(library()).indexOf(song));
-        doubleClickRow(library(), row);
-        ASSERT_TRUE(waitFor([&] { return title() == song + QStringLiteral(".wav"); }));
-        QTest::mouseClick(button(QStringLiteral("Add current file to playlist")), Qt::LeftButton);
+        ASSERT_TRUE(openFromLibrary(song));
+        EXPECT_EQ(vc->currentTrackIndex(), ViewController::NotFound) << "opened from the library, not the playlist";
+        click("Add current file to playlist");
         settle();
     }
-    // Adding the same file again changes nothing.
-    QTest::mouseClick(button(QStringLiteral("Add current file to playlist")), Qt::LeftButton);
-    // A file added by itself is titled by its file name.
-    EXPECT_EQ(rows(playlist()), files(kSongs));
+    // Adding the same file again changes nothing; a file added by itself is titled by its file name.
+    click("Add current file to playlist");
+    EXPECT_EQ(rows(playlist()), wavs(kSongs));
 
-    QAction* next = window->findChild<QAction*>(QStringLiteral("nextTrack"));
-    QAction* previous = window->findChild<QAction*>(QStringLiteral("previousTrack"));
+    QAction* next = window->findChild<QAction*>("nextTrack");
+    QAction* previous = window->findChild<QAction*>("previousTrack");
     ASSERT_TRUE(next && previous);
-    const struct {
-        QAction* item;
-        int expectedRow;
-    } steps[] = {{next, 0}, {next, 1}, {next, 2}, {next, 0}, {previous, 2}, {previous, 1}, {previous, 0}, {previous, 2}};
-    for (const auto& s : steps) {
-        SCOPED_TRACE(s.item->text().toStdString() + " to " + std::to_string(s.expectedRow));
-        s.item->trigger();
-        EXPECT_TRUE(waitFor([&] { return vc->currentTrackIndex() == s.expectedRow; })) << vc->currentTrackIndex();
-        EXPECT_EQ(title(), kSongs[s.expectedRow] + QStringLiteral(".wav"));
+    for (const auto& [item, row] : {std::pair{next, 0}, {next, 1}, {next, 2}, {next, 0}, {previous, 2}, {previous, 1},
+                                    {previous, 0}, {previous, 2}}) {
+        SCOPED_TRACE(item->text().toStdString() + " to " + std::to_string(row));
+        item->trigger();
+        EXPECT_TRUE(waitFor([&, row = row] { return vc->currentTrackIndex() == row; })) << vc->currentTrackIndex();
+        EXPECT_EQ(title(), kSongs[row] + ".wav");
     }
 
     // Double-clicking a playlist row plays it, and removing it forgets it as the current one.
-    doubleClickRow(playlist(), 1);
+    clickRow(playlist(), 1, true);
     ASSERT_TRUE(waitFor([&] { return vc->currentTrackIndex() == 1; }));
     playlist()->selectRow(1);
-    QTest::mouseClick(button(QStringLiteral("Remove selected track from playlist")), Qt::LeftButton);
-    EXPECT_EQ(rows(playlist()), files({kSongs[0], kSongs[2]}));
+    click("Remove selected track from playlist");
+    EXPECT_EQ(rows(playlist()), wavs({kSongs[0], kSongs[2]}));
     EXPECT_EQ(vc->currentTrackIndex(), ViewController::NotFound);
-}
 
-TEST_F(LeftPanel, ARowWhoseFileIsGoneShowsWhyInTheDisabledColour)
-{
-    const int row = int(rows(library()).indexOf(kSongs[1]));
-    doubleClickRow(library(), row);
-    ASSERT_TRUE(waitFor([&] { return title() == kSongs[1] + QStringLiteral(".wav"); }));
-    QTest::mouseClick(button(QStringLiteral("Add current file to playlist")), Qt::LeftButton);
-    ASSERT_TRUE(QFile::remove(music + QLatin1Char('/') + kSongs[1] + QStringLiteral(".wav")));
-    doubleClickRow(library(), int(rows(library()).indexOf(kSongs[0])));
-    ASSERT_TRUE(waitFor([&] { return title() == kSongs[0] + QStringLiteral(".wav"); }));
-    const QModelIndex gone = playlist()->model()->index(0, 0);
-    EXPECT_EQ(gone.data().toString(), kSongs[1] + QStringLiteral(".wav (Missing local file)"));
+    // A row whose file is gone says why, in the disabled colour, once the next track opens.
+    ASSERT_TRUE(QFile::remove(path(kSongs[2])));
+    ASSERT_TRUE(openFromLibrary(kSongs[0]));
+    const QModelIndex gone = playlist()->model()->index(1, 0);
+    EXPECT_EQ(gone.data().toString(), kSongs[2] + ".wav (Missing local file)");
     EXPECT_EQ(gone.data(Qt::ForegroundRole).value<QColor>(), QApplication::palette().color(QPalette::Disabled, QPalette::Text));
 }
 
 TEST_F(LeftPanel, SelectedLibrarySongsGoIntoThePlaylistOnceAndAreThereAtTheNextLaunch)
 {
-    const struct {
-        QString song;
-        QStringList expected;
-    } cases[] = {
-        {kSongs[2], {kSongs[2]}},
-        {kSongs[0], {kSongs[2], kSongs[0]}},
-        {kSongs[2], {kSongs[2], kSongs[0]}}, // already there
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.song.toStdString());
-        const QRect cell = library()->visualRect(library()->model()->index(int(rows(library()).indexOf(c.song)), 0));
-        QTest::mouseClick(library()->viewport(), Qt::LeftButton, {}, cell.center());
-        QTest::mouseClick(button(QStringLiteral("Add selected tracks to playlist")), Qt::LeftButton);
-        EXPECT_EQ(rows(playlist()), c.expected);
+    // The last one is there already.
+    for (const auto& [song, expected] : {std::pair{kSongs[2], QStringList{kSongs[2]}}, {kSongs[0], {kSongs[2], kSongs[0]}},
+                                         {kSongs[2], {kSongs[2], kSongs[0]}}}) {
+        SCOPED_TRACE(song.toStdString());
+        clickRow(library(), libraryRow(song));
+        click("Add selected tracks to playlist");
+        EXPECT_EQ(rows(playlist()), expected);
     }
     start();
     EXPECT_EQ(rows(playlist()), (QStringList{kSongs[2], kSongs[0]}));
@@ -326,35 +266,24 @@ TEST_F(LeftPanel, SelectedLibrarySongsGoIntoThePlaylistOnceAndAreThereAtTheNextL
 
 TEST_F(LeftPanel, TheDividerBetweenTheTablesComesBackFromItsStoredShare)
 {
-    const struct {
-        QVariant stored;
-        double expected;
-    } cases[] = {
-        {QVariant(), 0.66}, {0.5, 0.66}, {0.9, 0.8}, {0.1, 0.2}, {0.35, 0.35},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.stored.toString().toStdString());
-        if (c.stored.isValid())
-            defaults->setObject(c.stored, QStringLiteral("LeftMusicPanelTopRatio"));
-        else
-            defaults->removeObjectForKey(QStringLiteral("LeftMusicPanelTopRatio"));
+    const QString key = "LeftMusicPanelTopRatio";
+    for (const auto& [stored, expected] : {std::pair{QVariant(), 0.66}, {0.5, 0.66}, {0.9, 0.8}, {0.1, 0.2}, {0.35, 0.35}}) {
+        SCOPED_TRACE(stored.toString().toStdString());
+        stored.isValid() ? defaults->setObject(stored, key) : defaults->removeObjectForKey(key);
         defaults->synchronize();
         // Tall enough that neither table's least height stands in the way.
         start(1200, 1600);
-        ASSERT_TRUE(waitFor([&] { return vc->leftPanelSplitView()->height() > 0 && vc->leftPanelSplitView()->sizes().value(0) > 0; }));
+        QSplitter* split = vc->leftPanelSplitView();
+        ASSERT_TRUE(waitFor([&] { return split->height() > 0 && split->sizes().value(0) > 0; }));
         settle();
-        const double height = vc->leftPanelSplitView()->height();
-        const QWidget* topPane = vc->leftPanelSplitView()->widget(0);
-        EXPECT_NEAR(topPane->height() / height, c.expected, 0.01);
-        EXPECT_NEAR(defaults->objectForKey(QStringLiteral("LeftMusicPanelTopRatio")).toDouble(), c.expected, 0.01);
+        EXPECT_NEAR(split->widget(0)->height() / double(split->height()), expected, 0.01);
+        EXPECT_NEAR(defaults->objectForKey(key).toDouble(), expected, 0.01);
     }
 }
 
 // Tracks dragged into the playlist arrive as Qt delivers a drag: enter, move, drop, over the real
 // table, with the data its source table makes.
 struct PlaylistDrops : LeftPanel {
-    QString path(const QString& song) const { return music + QLatin1Char('/') + song + QStringLiteral(".wav"); }
-
     // Songs beyond the library's, for playlists longer than it.
     QStringList extraSongs(int count)
     {
@@ -366,14 +295,18 @@ struct PlaylistDrops : LeftPanel {
         return songs;
     }
 
-    static QMimeData* filesDrag(const QStringList& paths)
+    static QMimeData* filesDrag(const QList<QUrl>& urls)
     {
         auto* data = new QMimeData;
-        QList<QUrl> urls;
-        for (const QString& p : paths)
-            urls << QUrl::fromLocalFile(p);
         data->setUrls(urls);
         return data;
+    }
+    QList<QUrl> files(const QStringList& songs) const
+    {
+        QList<QUrl> urls;
+        for (const QString& song : songs)
+            urls << QUrl::fromLocalFile(path(song));
+        return urls;
     }
 
     QMimeData* playlistRowsDrag(const QList<int>& picked) const
@@ -432,11 +365,8 @@ struct PlaylistDrops : LeftPanel {
     {
         vc->libraryPlaylistManager()->selectedPlaylist()->items().clear();
         vc->reloadPlaylistUI();
-        QStringList paths;
-        for (const QString& song : songs)
-            paths << path(song);
-        ASSERT_EQ(dropOnPlaylist(filesDrag(paths), 0), Qt::CopyAction);
-        doubleClickRow(playlist(), current);
+        ASSERT_EQ(dropOnPlaylist(filesDrag(files(songs)), 0), Qt::CopyAction);
+        clickRow(playlist(), current, true);
         ASSERT_TRUE(waitFor([&] { return vc->currentTrackIndex() == current; }));
     }
 
@@ -455,10 +385,8 @@ TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack
     const QStringList songs = QStringList(kSongs) << extraSongs(1);
     const struct {
         QList<int> dragged;
-        int dropRow;
-        int current;
-        QList<int> order;
-        QList<int> selected;
+        int dropRow, current;
+        QList<int> order, selected;
         int currentAfter;
     } cases[] = {
         {{0, 2}, 4, 1, {1, 3, 0, 2}, {2, 3}, 0},
@@ -474,7 +402,7 @@ TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack
         EXPECT_EQ(dropOnPlaylist(playlistRowsDrag(c.dragged), c.dropRow), Qt::MoveAction);
         QStringList expected;
         for (const int i : c.order)
-            expected << songs[i] + QStringLiteral(".wav");
+            expected << songs[i] + ".wav";
         EXPECT_EQ(rows(playlist()), expected);
         EXPECT_EQ(selectedRows(), c.selected);
         EXPECT_EQ(vc->currentTrackIndex(), c.currentAfter);
@@ -482,7 +410,7 @@ TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack
     // Back from another playlist, the track still playing is found again by its identity.
     fillPlaylist(songs, 1);
     auto other = std::make_shared<LTPlaylist>();
-    other->setName(QStringLiteral("Other"));
+    other->setName("Other");
     vc->libraryPlaylistManager()->addPlaylist(other);
     vc->reloadPlaylistUI();
     for (const int index : {1, 0}) {
@@ -495,7 +423,7 @@ TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack
 
     // The order is what the next launch finds.
     start();
-    EXPECT_EQ(rows(playlist()).last(), songs[1] + QStringLiteral(".wav"));
+    EXPECT_EQ(rows(playlist()).last(), songs[1] + ".wav");
 }
 
 TEST_F(PlaylistDrops, FilesFromTheDesktopAreInsertedInOrderAsCopiesOnlyOnce)
@@ -503,31 +431,18 @@ TEST_F(PlaylistDrops, FilesFromTheDesktopAreInsertedInOrderAsCopiesOnlyOnce)
     const QStringList extra = extraSongs(3);
     fillPlaylist(kSongs, 2);
     // A plain path under the URL type is taken as a file, as some desktops send it.
+    const QList<QUrl> urls = files(extra);
     auto* data = new QMimeData;
-    data->setData(QStringLiteral("text/uri-list"), (QUrl::fromLocalFile(path(extra[0])).toString() + QStringLiteral("\r\n")
-                                                    + path(extra[1]) + QStringLiteral("\r\n# a comment\r\n")
-                                                    + QUrl::fromLocalFile(path(extra[2])).toString())
-                                                       .toUtf8());
+    data->setData("text/uri-list", (urls[0].toString() + "\r\n" + path(extra[1]) + "\r\n# a comment\r\n" + urls[2].toString()).toUtf8());
     // A file manager proposing a move still only gets a copy: its file stays where it is.
     EXPECT_EQ(dropOnPlaylist(data, 1, Qt::ShiftModifier), Qt::CopyAction);
-    const QStringList expected{kSongs[0] + ".wav", extra[0] + ".wav", extra[1] + ".wav", extra[2] + ".wav",
-                               kSongs[1] + ".wav", kSongs[2] + ".wav"};
+    const QStringList expected = wavs({kSongs[0], extra[0], extra[1], extra[2], kSongs[1], kSongs[2]});
     EXPECT_EQ(rows(playlist()), expected);
     EXPECT_EQ(vc->currentTrackIndex(), 5);
     EXPECT_TRUE(QFile::exists(path(extra[0])));
-
-    const struct {
-        const char* what;
-        QList<QUrl> urls;
-    } refused[] = {
-        {"files already there", {QUrl::fromLocalFile(path(extra[1])), QUrl::fromLocalFile(path(kSongs[0]))}},
-        {"a web address", {QUrl(QStringLiteral("https://example.org/a.mp3"))}},
-    };
-    for (const auto& r : refused) {
-        SCOPED_TRACE(r.what);
-        auto* drag = new QMimeData;
-        drag->setUrls(r.urls);
-        EXPECT_EQ(dropOnPlaylist(drag, 0), Qt::IgnoreAction);
+    // Files already there, and a web address.
+    for (const QList<QUrl>& refused : {files({extra[1], kSongs[0]}), {QUrl("https://example.org/a.mp3")}}) {
+        EXPECT_EQ(dropOnPlaylist(filesDrag(refused), 0), Qt::IgnoreAction);
         EXPECT_EQ(rows(playlist()), expected);
     }
 }
@@ -535,10 +450,7 @@ TEST_F(PlaylistDrops, FilesFromTheDesktopAreInsertedInOrderAsCopiesOnlyOnce)
 TEST_F(PlaylistDrops, ALibrarySongGoesIntoThePlaylistOnceAndOntoTheWaveAsItsFile)
 {
     fillPlaylist({kSongs[0]}, 0);
-    const auto songDrag = [&](const QString& song) {
-        const QModelIndex row = library()->model()->index(int(rows(library()).indexOf(song)), 0);
-        return library()->model()->mimeData({row});
-    };
+    const auto songDrag = [&](const QString& song) { return library()->model()->mimeData({library()->model()->index(libraryRow(song), 0)}); };
     EXPECT_EQ(dropOnPlaylist(songDrag(kSongs[2]), 0), Qt::CopyAction);
     EXPECT_EQ(rows(playlist()), (QStringList{kSongs[2], kSongs[0] + ".wav"}));
     EXPECT_EQ(vc->currentTrackIndex(), 1);
@@ -547,14 +459,13 @@ TEST_F(PlaylistDrops, ALibrarySongGoesIntoThePlaylistOnceAndOntoTheWaveAsItsFile
 
     // Other applications and the wave see the song as its file.
     QMimeData* outward = songDrag(kSongs[1]);
-    ASSERT_EQ(outward->urls().size(), 1);
-    EXPECT_EQ(outward->urls().first(), QUrl::fromLocalFile(path(kSongs[1])));
+    EXPECT_EQ(outward->urls(), files({kSongs[1]}));
     auto* wave = window->findChild<WaveView*>();
     ASSERT_NE(wave, nullptr);
     EXPECT_NE(dragOnto(wave, wave->rect().center(), outward), Qt::IgnoreAction);
-    EXPECT_TRUE(waitFor([&] { return title() == kSongs[1] + QStringLiteral(".wav"); })) << title().toStdString();
-    QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
-    EXPECT_TRUE(window->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/left-panel.png")));
+    EXPECT_TRUE(waitFor([&] { return title() == kSongs[1] + ".wav"; })) << title().toStdString();
+    QDir().mkpath(LENTO_ARTIFACTS_DIR);
+    EXPECT_TRUE(window->grab().save(LENTO_ARTIFACTS_DIR "/left-panel.png"));
 }
 
 } // namespace
