@@ -1,4 +1,5 @@
-#include "ChordTestSignals.h"
+#include "analysis/LTChordEstimatorInternal.h"
+#include "common/Testing.h"
 
 #include <optional>
 

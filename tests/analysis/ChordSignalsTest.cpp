@@ -1,9 +1,51 @@
-#include "ChordTestSignals.h"
+#include "analysis/LTChordEstimatorInternal.h"
+#include "common/Testing.h"
 
+#include <array>
 #include <iterator>
 
-using namespace chordtest;
 using chordconst::kTargetRate;
+
+namespace {
+
+struct Chord {
+    int root = 0; // pitch class, 0 = C
+    bool minor = false;
+    double seconds = 1.0;
+    int index() const { return minor ? 12 + root : root; }
+};
+
+// A triad around middle C: three tones, each a sine with three overtones, at `rate`.
+std::vector<float> triad(const Chord& chord, double rate = kTargetRate, float amplitude = 0.1f)
+{
+    const int tones[3] = {60 + chord.root, 60 + chord.root + (chord.minor ? 3 : 4), 67 + chord.root};
+    std::vector<float> out(size_t(std::llround(chord.seconds * rate)));
+    for (size_t n = 0; n < out.size(); ++n) {
+        double v = 0.0;
+        for (int midi : tones)
+            for (int h = 0; h < 4; ++h)
+                v += std::array{1.0, 0.5, 0.3, 0.2}[size_t(h)] * std::sin(2.0 * M_PI * 440.0 * std::pow(2.0, (midi - 69) / 12.0) * (h + 1) * double(n) / rate);
+        out[n] = float(amplitude * v);
+    }
+    return out;
+}
+
+// Mono samples at the target rate collected as "test.wav" in blocks of 8,192.
+ChordSampleStore collected(const std::vector<float>& mono)
+{
+    ChordSampleStore store;
+    ChordSampleCollector collector(kTargetRate, 1, QStringLiteral("test.wav"), store);
+    for (int64_t at = 0; at < int64_t(mono.size()); at += 8192)
+        collector.appendInterleaved(mono.data() + at, std::min<int64_t>(8192, int64_t(mono.size()) - at));
+    return store;
+}
+
+QList<LTChordSegment> analyse(const std::vector<float>& mono, ChordFrameTrack* track = nullptr)
+{
+    return analyseChordSamples(collected(mono), QStringLiteral("test.wav"), {}, nullptr, track);
+}
+
+} // namespace
 
 TEST(ChordAnalysis, AFileGivesEachChordOfItsChannelsMeanWithItsBoundariesAndProgressToOne)
 {
@@ -19,10 +61,8 @@ TEST(ChordAnalysis, AFileGivesEachChordOfItsChannelsMeanWithItsBoundariesAndProg
     ASSERT_TRUE(fixtures::writeWav(url.toLocalFile(), fixtures::synthesise(44100, 2, int64_t(song.size()), [&](int64_t f, int c) {
         return song[size_t(f)] + (c == 0 ? 1.0f : -1.0f) * other[size_t(f)];
     }), true));
-    LogCapture log;
     std::vector<double> reports;
     const QList<LTChordSegment> segments = LTChordEstimator::estimateChordSegmentsForFileURL(url, [&](double f) { reports.push_back(f); });
-    EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] chord segments=9 file=song.wav"});
     ASSERT_EQ(segments.size(), qsizetype(chords.size()));
     double boundary = 0.0;
     for (size_t i = 0; i < chords.size(); ++i) {
@@ -65,9 +105,8 @@ TEST(ChordAnalysis, SilenceAndTooShortInputGiveNothing)
     LogCapture log;
     ChordFrameTrack track;
     std::vector<double> reports;
-    ChordSampleStore silence;
-    collect(silence, std::vector<float>(4096 + 319 * 1024, 0.0f)); // 320 frames
-    EXPECT_TRUE(analyseChordSamples(silence, "test.wav", [&](double f) { reports.push_back(f); }, nullptr, &track).isEmpty());
+    // 320 frames
+    EXPECT_TRUE(analyseChordSamples(collected(std::vector<float>(4096 + 319 * 1024, 0.0f)), "test.wav", [&](double f) { reports.push_back(f); }, nullptr, &track).isEmpty());
     EXPECT_EQ(track.labels, std::vector<int>(320, -1));
     EXPECT_EQ(reports, (std::vector<double>{0.0, 256.0 / 320.0})); // every 256 frames
     EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] chord segments=0 file=test.wav"});

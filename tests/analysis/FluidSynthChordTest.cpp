@@ -20,25 +20,21 @@ public:
     void program(int channel, int number) { add(0, 0, {char(0xC0 | channel), char(number)}); }
     void note(int channel, int key, double beat, double beats, int velocity = 90)
     {
-        const int on = int(beat * kTicksPerBeat), off = int((beat + beats) * kTicksPerBeat);
-        add(on, 1, {char(0x90 | channel), char(key), char(velocity)});
-        add(off, 0, {char(0x80 | channel), char(key), 0});
+        add(int(beat * kTicksPerBeat), 1, {char(0x90 | channel), char(key), char(velocity)});
+        add(int((beat + beats) * kTicksPerBeat), 0, {char(0x80 | channel), char(key), 0});
     }
 
     QByteArray bytes() const
     {
         std::vector<Event> events = m_events;
-        std::stable_sort(events.begin(), events.end(), [](const Event& a, const Event& b) {
-            return std::tie(a.tick, a.order) < std::tie(b.tick, b.order);
-        });
+        std::stable_sort(events.begin(), events.end(), [](const Event& a, const Event& b) { return std::tie(a.tick, a.order) < std::tie(b.tick, b.order); });
         QByteArray track;
         const auto variableLength = [&track](uint32_t value) {
             char groups[5];
             int n = 0;
-            do {
+            do
                 groups[n++] = char(value & 0x7F);
-                value >>= 7;
-            } while (value);
+            while (value >>= 7);
             while (n-- > 0)
                 track.append(char(groups[n] | (n ? 0x80 : 0)));
         };
@@ -46,15 +42,13 @@ public:
         track.append("\xFF\x51\x03\x07\xA1\x20", 6); // 500,000 µs a beat
         int last = 0;
         for (const Event& e : events) {
-            variableLength(uint32_t(e.tick - last));
+            variableLength(uint32_t(e.tick - std::exchange(last, e.tick)));
             track.append(e.bytes);
-            last = e.tick;
         }
         variableLength(kTicksPerBeat);
         track.append("\xFF\x2F\x00", 3);
         QByteArray file("MThd\0\0\0\x06\0\0\0\x01", 12);
-        file.append(char(kTicksPerBeat >> 8)).append(char(kTicksPerBeat & 0xFF));
-        file.append("MTrk", 4);
+        file.append(char(kTicksPerBeat >> 8)).append(char(kTicksPerBeat & 0xFF)).append("MTrk", 4);
         for (int shift : {24, 16, 8, 0})
             file.append(char((track.size() >> shift) & 0xFF));
         return file + track;
@@ -78,10 +72,8 @@ struct Chord {
     std::vector<int> voicing(int floor) const
     {
         std::vector<int> keys;
-        for (int interval : {0, minor ? 3 : 4, 7}) {
-            int key = floor + ((root + interval - floor) % 12 + 12) % 12;
-            keys.push_back(key);
-        }
+        for (int interval : {0, minor ? 3 : 4, 7})
+            keys.push_back(floor + ((root + interval - floor) % 12 + 12) % 12);
         std::sort(keys.begin(), keys.end());
         return keys;
     }
@@ -90,51 +82,26 @@ struct Chord {
 // C Am F G Em Am Dm G, a chord a bar.
 const std::vector<Chord> kProgression{{0, false}, {9, true}, {5, false}, {7, false}, {4, true}, {9, true}, {2, true}, {7, false}};
 
-using Arrangement = std::function<void(MidiSong&, const Chord&, double firstBeat)>;
-
-void drumKit(MidiSong& song, double bar)
-{
-    for (int beat = 0; beat < kBeatsPerChord; ++beat) {
-        song.note(kDrums, beat % 2 ? 38 : 36, bar + beat, 0.25, 100); // kick and snare
-        song.note(kDrums, 42, bar + beat, 0.25, 70);                  // closed hi-hat on the eighths
-        song.note(kDrums, 42, bar + beat + 0.5, 0.25, 60);
-    }
-}
-
 // A melody that walks the chord's tones with a passing note between them.
 void melody(MidiSong& song, int channel, const Chord& chord, double bar)
 {
     const std::vector<int> tones = chord.voicing(72);
     const int line[] = {tones[0], tones[1], tones[1] + (chord.minor ? 2 : 1), tones[2], tones[1], tones[0] + 12};
-    const double at[] = {0.0, 1.0, 1.75, 2.0, 3.0, 3.5};
+    const double at[] = {0.0, 1.0, 1.75, 2.0, 3.0, 3.5, 4.0};
     for (int i = 0; i < 6; ++i)
-        song.note(channel, line[i], bar + at[i], i + 1 < 6 ? at[i + 1] - at[i] : 0.5, 85);
+        song.note(channel, line[i], bar + at[i], at[i + 1] - at[i], 85);
 }
 
 struct Piece {
     const char* name;
     std::vector<int> programs; // channel i plays programs[i]
-    Arrangement arrange;
+    std::function<void(MidiSong&, const Chord&, double bar)> arrange;
 };
 
-void PrintTo(const Piece& piece, std::ostream* out)
-{
-    *out << piece.name;
-}
+void PrintTo(const Piece& piece, std::ostream* out) { *out << piece.name; }
 
+// Two arrangements with the least margin: held strings under a melody, and a band with drums.
 const Piece kPieces[] = {
-    {"steel guitar and drums", {25},
-     [](MidiSong& song, const Chord& chord, double bar) {
-         std::vector<int> strings{40 + (chord.root + 12 - 4) % 12};
-         for (int key : chord.voicing(strings[0] + 1))
-             strings.push_back(key);
-         for (int key : chord.voicing(strings.back() + 1))
-             strings.push_back(key);
-         for (int beat = 0; beat < kBeatsPerChord; ++beat)
-             for (size_t s = 0; s < strings.size(); ++s)
-                 song.note(0, strings[s], bar + beat + 0.03 * double(s), 1.0 - 0.03 * double(s), beat % 2 ? 75 : 95);
-         drumKit(song, bar);
-     }},
     {"strings and a melody", {48, 73},
      [](MidiSong& song, const Chord& chord, double bar) {
          for (int key : chord.voicing(55))
@@ -151,25 +118,13 @@ const Piece kPieces[] = {
                      song.note(1, key, bar + beat + 0.5, 1.0, 70);
              for (int key : chord.voicing(52))
                  song.note(2, key, bar + beat, 0.5, 60);
+             song.note(kDrums, beat % 2 ? 38 : 36, bar + beat, 0.25, 100); // kick and snare
+             song.note(kDrums, 42, bar + beat, 0.25, 70);                  // closed hi-hat on the eighths
+             song.note(kDrums, 42, bar + beat + 0.5, 0.25, 60);
          }
          melody(song, 3, chord, bar);
-         drumKit(song, bar);
      }},
 };
-
-// The share of the song's time in which the segments name the chord that plays.
-double timeWeightedAccuracy(const QList<LTChordSegment>& segments, const std::vector<Chord>& chords)
-{
-    const double chordSeconds = kBeatsPerChord * kSecondsPerBeat;
-    const int steps = int(chords.size() * chordSeconds * 100.0);
-    int right = 0;
-    for (int i = 0; i < steps; ++i) {
-        const double t = (i + 0.5) / 100.0;
-        const auto at = std::find_if(segments.begin(), segments.end(), [t](const LTChordSegment& s) { return s.startSec <= t && t < s.endSec; });
-        right += at != segments.end() && at->noteName == chords[size_t(t / chordSeconds)].name();
-    }
-    return double(right) / steps;
-}
 
 class FluidSynthChordTest : public ::testing::TestWithParam<Piece> {};
 
@@ -180,40 +135,36 @@ TEST_P(FluidSynthChordTest, ChordsOfARenderedSongAreRightAtLeast93PercentOfTheTi
     const QString fluidsynth = QStandardPaths::findExecutable(QStringLiteral("fluidsynth"));
     if (fluidsynth.isEmpty() || !QFile::exists(kSoundFont))
         GTEST_SKIP() << "needs fluidsynth and fluid-soundfont-gm (scripts/install-deps.sh)";
-    const Piece& piece = GetParam();
     MidiSong song;
-    for (size_t channel = 0; channel < piece.programs.size(); ++channel)
-        song.program(int(channel), piece.programs[channel]);
+    for (size_t channel = 0; channel < GetParam().programs.size(); ++channel)
+        song.program(int(channel), GetParam().programs[channel]);
     for (size_t bar = 0; bar < kProgression.size(); ++bar)
-        piece.arrange(song, kProgression[bar], double(bar * kBeatsPerChord));
-
+        GetParam().arrange(song, kProgression[bar], double(bar * kBeatsPerChord));
     QTemporaryDir dir;
-    QFile midi(dir.filePath("song.mid"));
-    ASSERT_TRUE(midi.open(QIODevice::WriteOnly));
-    midi.write(song.bytes());
-    midi.close();
-    const QString wav = dir.filePath("song.wav");
+    const QString midi = dir.filePath("song.mid"), wav = dir.filePath("song.wav");
+    ASSERT_TRUE(fixtures::writeFile(midi, song.bytes()));
     QByteArray err;
-    ASSERT_EQ(fixtures::runProgram(fluidsynth, {"-ni", "-F", wav, "-r", "44100", kSoundFont, midi.fileName()}, nullptr, &err), 0)
-        << err.constData();
+    ASSERT_EQ(fixtures::runProgram(fluidsynth, {"-ni", "-F", wav, "-r", "44100", kSoundFont, midi}, nullptr, &err), 0) << err.constData();
 
     QString failure;
-    const QList<LTChordSegment> segments =
-        PreciseChordEstimator::estimateChordSegmentsForFileURL(QUrl::fromLocalFile(wav), {}, nullptr, &failure);
+    const QList<LTChordSegment> segments = PreciseChordEstimator::estimateChordSegmentsForFileURL(QUrl::fromLocalFile(wav), {}, nullptr, &failure);
     ASSERT_TRUE(failure.isEmpty()) << failure.toStdString();
+    // The share of the song's time, in hundredths of a second, in which the segments name the chord that plays.
+    const double chordSeconds = kBeatsPerChord * kSecondsPerBeat;
+    const int steps = int(kProgression.size() * chordSeconds * 100.0);
+    int right = 0;
     std::string found;
     for (const LTChordSegment& s : segments)
         found += QStringLiteral("%1 %2-%3, ").arg(s.noteName).arg(s.startSec, 0, 'f', 2).arg(s.endSec, 0, 'f', 2).toStdString();
-    const double accuracy = timeWeightedAccuracy(segments, kProgression);
-    RecordProperty("accuracy", QString::number(accuracy, 'f', 3).toStdString());
-    EXPECT_GE(accuracy, 0.93) << found;
+    for (int i = 0; i < steps; ++i) {
+        const double t = (i + 0.5) / 100.0;
+        const auto at = std::find_if(segments.begin(), segments.end(), [t](const LTChordSegment& s) { return s.startSec <= t && t < s.endSec; });
+        right += at != segments.end() && at->noteName == kProgression[size_t(t / chordSeconds)].name();
+    }
+    RecordProperty("accuracy", QString::number(double(right) / steps, 'f', 3).toStdString());
+    EXPECT_GE(double(right) / steps, 0.93) << found;
 }
 
-std::string pieceName(const ::testing::TestParamInfo<Piece>& info)
-{
-    std::string name = info.param.name;
-    std::replace(name.begin(), name.end(), ' ', '_');
-    return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Pieces, FluidSynthChordTest, ::testing::ValuesIn(kPieces), pieceName);
+INSTANTIATE_TEST_SUITE_P(Pieces, FluidSynthChordTest, ::testing::ValuesIn(kPieces), [](const auto& info) {
+    return QString::fromLatin1(info.param.name).replace(' ', '_').toStdString();
+});
