@@ -7,7 +7,7 @@ namespace {
 const QColor kBack(200, 200, 200);
 const QColor kKey(255, 0, 0);
 
-TEST(WDButtonCell, EachStyleDrawsItsSymbolOnTheDisc)
+TEST(WDButtonCell, EachStyleDrawsItsSymbolOnTheDiscAndAStyleChangeSurvivesTheButtonsDeletion)
 {
     // On a 100 x 100 button, with a stroke of 2 around each shape.
     struct Case { int style; QRect bounds; std::vector<QPoint> key, back; };
@@ -32,14 +32,9 @@ TEST(WDButtonCell, EachStyleDrawsItsSymbolOnTheDisc)
             EXPECT_TRUE(PixelProbe::near(image, p.x(), p.y(), kBack, 2)) << c.style << " at " << p.x() << "," << p.y();
         EXPECT_TRUE(PixelProbe::near(image, 3, 3, Qt::white, 2)) << c.style;
     }
-}
-
-TEST(WDButtonCell, AStyleChangeRepaintsLaterAndSurvivesTheButtonsDeletion)
-{
-    auto* button = new WDButtonCell;
-    button->setStyle(WDButtonCell::Pause);
-    EXPECT_EQ(button->style(), WDButtonCell::Pause);
-    delete button;
+    auto* deleted = new WDButtonCell;
+    deleted->setStyle(WDButtonCell::Pause);
+    delete deleted;
     QCoreApplication::processEvents(); // the queued repaint finds no button and does nothing
 }
 

@@ -55,62 +55,44 @@ TEST_F(LTMusicLibraryPlaylistManagerTest, ItemsResolveByBookmarkThenURLThenLibra
         std::function<LTPlaylistItemPtr()> make;
         std::function<void()> change; // what happens to the files after the item was made
         bool wantBookmark;
-        QString resolvedName;         // in the Music folder; empty: not resolved
+        QString resolvedName; // in the Music folder; empty: not resolved
         bool unavailable;
         QString reason;
         bool urlStringHealed, bookmarkRenewed;
     };
     const auto fileItem = [this](const char* name) { return LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music(name))); };
+    // A library item that also stores a URL (`name` in the Music folder, or `url` as it is).
+    const auto libraryAt = [this](const char* title, const QString& name, const char* url = "") {
+        auto i = libraryItem(title);
+        i->setFileURLString(name.isEmpty() ? QString(url) : QUrl::fromLocalFile(music(name)).toString(QUrl::FullyEncoded));
+        return i;
+    };
     const auto rename = [this](const char* from, const char* to) { ASSERT_TRUE(QFile::rename(music(from), music(to))); };
+    const auto remove = [this] { QFile::remove(music("moved.wav")); };
     const Case cases[] = {
         {"a moved file is found by its bookmark", [&] { return fileItem("moved.wav"); },
          [&] { rename("moved.wav", "moved again.wav"); }, false, "moved again.wav", false, "", false, false},
         {"a stale bookmark is renewed when asked", [&] { return fileItem("moved.wav"); },
          [&] { rename("moved.wav", "moved again.wav"); }, true, "moved again.wav", false, "", false, true},
         {"a deleted plain file is left to the caller",
-         [&] {
-             auto i = fileItem("moved.wav");
-             i->setUnavailableReason("as it was");
-             return i;
-         },
-         [&] { QFile::remove(music("moved.wav")); }, true, "", false, "as it was", false, false},
+         [&] { auto i = fileItem("moved.wav"); i->setUnavailableReason("as it was"); return i; },
+         remove, true, "", false, "as it was", false, false},
         {"a library track the library no longer knows",
-         [&] {
-             auto i = libraryItem("kept");
-             i->setMusicPersistentID("77");
-             i->setFileURLString("file:///old/place/kept.wav");
-             return i;
-         },
+         [&] { auto i = libraryAt("kept", "", "file:///old/place/kept.wav"); i->setMusicPersistentID("77"); return i; },
          [] {}, true, "", true, "Missing media item", false, false},
         {"a protected library track", [&] { return libraryItem("bought"); }, [] {}, true, "", true, "DRM protected", false, false},
         {"a library track moved and rescanned heals its URL and bookmark",
-         [&] {
-             auto i = libraryItem("moved");
-             i->setFileURLString(QUrl::fromLocalFile(music("moved.wav")).toString(QUrl::FullyEncoded));
-             i->setUnavailable(true);
-             return i;
-         },
-         [&] {
-             // Copied, so no bookmark of the old file could follow it.
+         [&] { auto i = libraryAt("moved", "moved.wav"); i->setUnavailable(true); return i; },
+         [&] { // copied, so no bookmark of the old file could follow it
              QFile::copy(music("moved.wav"), music("renamed.wav"));
-             QFile::remove(music("moved.wav"));
+             remove();
              rescan();
          },
          true, "renamed.wav", false, "", true, true},
-        {"a library track whose file was deleted",
-         [&] {
-             auto i = libraryItem("moved");
-             i->setFileURLString(QUrl::fromLocalFile(music("moved.wav")).toString(QUrl::FullyEncoded));
-             return i;
-         },
-         [&] { QFile::remove(music("moved.wav")); }, true, "", true, "Missing local file", false, false},
+        {"a library track whose file was deleted", [&] { return libraryAt("moved", "moved.wav"); },
+         remove, true, "", true, "Missing local file", false, false},
         {"a kept file resolves by its stored URL alone",
-         [&] {
-             auto i = libraryItem("kept");
-             i->setFileURLString(QUrl::fromLocalFile(music("kept.wav")).toString(QUrl::FullyEncoded));
-             i->setBookmarkData(QByteArray("not a bookmark"));
-             return i;
-         },
+         [&] { auto i = libraryAt("kept", "kept.wav"); i->setBookmarkData(QByteArray("not a bookmark")); return i; },
          [] {}, true, "kept.wav", false, "", false, false},
     };
     for (const Case& c : cases) {

@@ -6,24 +6,21 @@ namespace {
 
 using fixtures::readFile;
 
-QJsonObject rootOf(const QString& path)
-{
-    return QJsonDocument::fromJson(readFile(path)).object();
-}
-
-QStringList names(LTPlaylistStore& store)
-{
-    QStringList out;
-    for (const LTPlaylistPtr& p : store.allPlaylists())
-        out << p->name();
-    return out;
-}
-
-// A store in a fresh folder holding playlists named "P0".."Pn-1".
-struct StoreWith {
+// A store in a fresh folder.
+struct Fresh {
     QTemporaryDir dir;
     LTPlaylistStore store{dir.path()};
-    explicit StoreWith(int count)
+
+    QJsonObject root() { return QJsonDocument::fromJson(readFile(store.playlistStorePath())).object(); }
+    QStringList names()
+    {
+        QStringList out;
+        for (const LTPlaylistPtr& p : store.allPlaylists())
+            out << p->name();
+        return out;
+    }
+    // Playlists named "P0".."Pn-1".
+    Fresh& named(int count)
     {
         store.allPlaylists().first()->setName(QStringLiteral("P0"));
         for (int i = 1; i < count; ++i) {
@@ -31,44 +28,40 @@ struct StoreWith {
             p->setName(QStringLiteral("P%1").arg(i));
             store.addPlaylist(p);
         }
+        return *this;
     }
+};
+
+struct LTPlaylistStoreTest : ::testing::Test, Fresh {
+    LogCapture log;
 };
 
 } // namespace
 
-TEST(LTPlaylistStoreTest, FirstStartWritesOnePlaylistSelected)
+TEST_F(LTPlaylistStoreTest, FirstStartWritesOnePlaylistSelectedAndAFolderInItsPlaceIsLeftAlone)
 {
-    QTemporaryDir dir;
-    LTPlaylistStore store(dir.filePath(QStringLiteral("not/yet/there")));
-    store.loadPlaylists();
-    const QJsonObject root = rootOf(store.playlistStorePath());
-    EXPECT_EQ(root.value("version").toInt(), 1);
-    EXPECT_EQ(root.value("selectedPlaylistIndex").toInt(-1), 0);
-    const QJsonArray playlists = root.value("playlists").toArray();
+    LTPlaylistStore deep(dir.filePath(QStringLiteral("not/yet/there")));
+    deep.loadPlaylists();
+    const QJsonObject written = QJsonDocument::fromJson(readFile(deep.playlistStorePath())).object();
+    EXPECT_EQ(written.value("version").toInt(), 1);
+    EXPECT_EQ(written.value("selectedPlaylistIndex").toInt(-1), 0);
+    const QJsonArray playlists = written.value("playlists").toArray();
     ASSERT_EQ(playlists.size(), 1);
     EXPECT_EQ(playlists[0].toObject().value("name").toString(), "Playlist");
     EXPECT_TRUE(playlists[0].toObject().value("items").toArray().isEmpty());
-    EXPECT_FALSE(QFile::exists(store.backupPath()));
-    EXPECT_TRUE(readFile(store.playlistStorePath()).contains("\n    ")) << "pretty-printed";
-}
+    EXPECT_FALSE(QFile::exists(deep.backupPath()));
+    EXPECT_TRUE(readFile(deep.playlistStorePath()).contains("\n    ")) << "pretty-printed";
 
-TEST(LTPlaylistStoreTest, AFileThatCanNotBeReadIsLoggedAndLeftAlone)
-{
-    QTemporaryDir dir;
-    LTPlaylistStore store(dir.path());
     ASSERT_TRUE(QDir(dir.path()).mkdir("playlists.json"));
-    LogCapture log;
     store.loadPlaylists();
     EXPECT_TRUE(log.anyStartsWith("Playlist file unreadable: ")) << log.lines().join('\n').toStdString();
-    EXPECT_EQ(names(store), QStringList{"Playlist"});
+    EXPECT_EQ(names(), QStringList{"Playlist"});
     EXPECT_TRUE(QFileInfo(store.playlistStorePath()).isDir());
     EXPECT_FALSE(store.savePlaylists()) << "a failed write is reported to the caller";
 }
 
-TEST(LTPlaylistStoreTest, EveryFieldSurvivesASaveAndALoad)
+TEST_F(LTPlaylistStoreTest, EveryFieldSurvivesASaveAndALoad)
 {
-    QTemporaryDir dir;
-    LTPlaylistStore store(dir.path());
     store.loadPlaylists();
     const LTPlaylistPtr playlist = store.selectedPlaylist();
     playlist->setName(QStringLiteral("Étude ♩"));
@@ -84,42 +77,29 @@ TEST(LTPlaylistStoreTest, EveryFieldSurvivesASaveAndALoad)
     full->setMusicPersistentID(QStringLiteral("9223372036854775807"));
     full->setUnavailable(true);
     full->setUnavailableReason(QStringLiteral("Missing local file"));
-    auto bare = LTPlaylistStore::playlistItemFromFileURL(QUrl(QStringLiteral("file:///nowhere/take%202.wav")));
-    playlist->items() = {full, bare};
+    playlist->items() = {full, LTPlaylistStore::playlistItemFromFileURL(QUrl(QStringLiteral("file:///nowhere/take%202.wav")))};
     ASSERT_TRUE(store.savePlaylists());
 
-    const QJsonArray items = rootOf(store.playlistStorePath())["playlists"][0]["items"].toArray();
+    const QJsonArray items = root()["playlists"][0]["items"].toArray();
     EXPECT_TRUE(items[0].toObject().contains("bookmarkData"));
     EXPECT_FALSE(items[1].toObject().contains("bookmarkData")) << "no key without a bookmark";
 
     LTPlaylistStore again(dir.path());
     again.loadPlaylists();
     const LTPlaylistPtr read = again.selectedPlaylist();
-    EXPECT_EQ(read->uuid(), playlist->uuid());
-    EXPECT_EQ(read->name(), playlist->name());
-    EXPECT_EQ(read->createdAt(), playlist->createdAt());
-    EXPECT_EQ(read->updatedAt(), playlist->updatedAt());
+    EXPECT_EQ(read->toDictionary(), playlist->toDictionary());
     ASSERT_EQ(read->items().size(), 2);
-    for (int i = 0; i < 2; ++i) {
-        const LTPlaylistItem& a = *playlist->items()[i];
-        const LTPlaylistItem& b = *read->items()[i];
-        EXPECT_EQ(a.toDictionary(), b.toDictionary()) << "item " << i;
-        EXPECT_EQ(a.bookmarkData(), b.bookmarkData()) << "item " << i;
-    }
+    EXPECT_EQ(read->items()[0]->bookmarkData(), full->bookmarkData());
     EXPECT_EQ(read->items()[1]->displayName(), "take 2.wav");
-    EXPECT_TRUE(read->items()[1]->bookmarkData().isNull());
 }
 
-TEST(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDropped)
+TEST_F(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDropped)
 {
-    QTemporaryDir dir;
-    LTPlaylistStore store(dir.path());
     ASSERT_TRUE(fixtures::writeFile(store.playlistStorePath(),
              R"({"playlists":[7, {"items":[{}, "x", {"bookmarkData":"!!not base64"}, {"bookmarkData":5}]}, {"items":3}]})"));
-    LogCapture log;
     store.loadPlaylists();
     EXPECT_TRUE(log.lines().isEmpty());
-    ASSERT_EQ(names(store), QStringList({"Playlist", "Playlist"}));
+    ASSERT_EQ(names(), QStringList({"Playlist", "Playlist"}));
     const LTPlaylistPtr first = store.allPlaylists()[0];
     EXPECT_EQ(first->createdAt().toMSecsSinceEpoch(), 0);
     ASSERT_EQ(first->items().size(), 3);
@@ -135,83 +115,51 @@ TEST(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDropped)
     EXPECT_NE(again.allPlaylists()[0]->items()[0]->uuid(), first->items()[0]->uuid()) << "a new uuid at each load";
 }
 
-struct DamagedFile {
-    const char* name;
-    QByteArray bytes;
-};
-
-void PrintTo(const DamagedFile& f, std::ostream* out)
+TEST_F(LTPlaylistStoreTest, ADamagedFileIsKeptInTheBackupAndTheStoreStartsAfresh)
 {
-    *out << f.name;
+    const QByteArray damaged[] = {
+        R"({"version":1,"selectedPlaylistIndex":0,"playlists":[{"name":"Scales","ite)", QByteArray("\x93\x0e\xfa\x01 RIFF\0\0 \xff\xfe", 15),
+        "", R"([{"name":"Scales"}])", R"("playlists")", R"({"playlists":[{"name":7}]})",
+        R"({"playlists":[{"items":[{"duration":"3:10"}]}]})", R"({"playlists":[{"items":[{"sourceType":0.5}]}]})",
+        R"({"playlists":[{"items":[{"unavailable":"yes"}]}]})", R"({"selectedPlaylistIndex":"1","playlists":[]})",
+        R"({"selectedPlaylistIndex":1e300,"playlists":[]})", R"({"playlists":[{"createdAt":1e300}]})",
+        QByteArray("{\"playlists\":[{\"name\":\"\xc3\x28\xff\"}]}"), QByteArray(100000, '[') + QByteArray(100000, ']')};
+    for (const QByteArray& bytes : damaged) {
+        SCOPED_TRACE(bytes.left(60).toHex().constData());
+        Fresh f;
+        ASSERT_TRUE(fixtures::writeFile(f.store.playlistStorePath(), bytes));
+        log.clear();
+        f.store.loadPlaylists();
+        ASSERT_EQ(log.lines().size(), 1) << log.lines().join('\n').toStdString();
+        EXPECT_TRUE(log.lines()[0].startsWith("Playlist file corrupted: ")) << log.lines()[0].toStdString();
+        EXPECT_EQ(readFile(f.store.backupPath()), bytes);
+        EXPECT_EQ(f.names(), QStringList{"Playlist"});
+        EXPECT_EQ(f.store.currentPlaylistIndex(), 0);
+        EXPECT_EQ(f.root()["playlists"].toArray().size(), 1) << "a good file written";
+    }
 }
 
-class DamagedPlaylistFileTest : public ::testing::TestWithParam<DamagedFile> {};
-
-TEST_P(DamagedPlaylistFileTest, IsKeptInTheBackupAndTheStoreStartsAfresh)
+TEST(LTPlaylistStore, StoredSelectionIndexIsCorrectedOnlyAboveTheRange)
 {
-    QTemporaryDir dir;
-    LTPlaylistStore store(dir.path());
-    ASSERT_TRUE(fixtures::writeFile(store.playlistStorePath(), GetParam().bytes));
-    LogCapture log;
-    store.loadPlaylists();
-    ASSERT_EQ(log.lines().size(), 1) << log.lines().join('\n').toStdString();
-    EXPECT_TRUE(log.lines()[0].startsWith("Playlist file corrupted: ")) << log.lines()[0].toStdString();
-    EXPECT_EQ(readFile(store.backupPath()), GetParam().bytes);
-    EXPECT_EQ(names(store), QStringList{"Playlist"});
-    EXPECT_EQ(store.currentPlaylistIndex(), 0);
-    EXPECT_EQ(rootOf(store.playlistStorePath())["playlists"].toArray().size(), 1) << "a good file written";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, DamagedPlaylistFileTest,
-    ::testing::Values(
-        DamagedFile{"cut", R"({"version":1,"selectedPlaylistIndex":0,"playlists":[{"name":"Scales","ite)"},
-        DamagedFile{"noise", QByteArray("\x93\x0e\xfa\x01 RIFF\0\0 \xff\xfe", 15)},
-        DamagedFile{"empty", ""},
-        DamagedFile{"rootArray", R"([{"name":"Scales"}])"},
-        DamagedFile{"rootString", R"("playlists")"},
-        DamagedFile{"nameNumber", R"({"playlists":[{"name":7}]})"},
-        DamagedFile{"durationString", R"({"playlists":[{"items":[{"duration":"3:10"}]}]})"},
-        DamagedFile{"sourceTypeFraction", R"({"playlists":[{"items":[{"sourceType":0.5}]}]})"},
-        DamagedFile{"unavailableString", R"({"playlists":[{"items":[{"unavailable":"yes"}]}]})"},
-        DamagedFile{"indexString", R"({"selectedPlaylistIndex":"1","playlists":[]})"},
-        DamagedFile{"indexHuge", R"({"selectedPlaylistIndex":1e300,"playlists":[]})"},
-        DamagedFile{"dateHuge", R"({"playlists":[{"createdAt":1e300}]})"},
-        DamagedFile{"invalidUtf8", QByteArray("{\"playlists\":[{\"name\":\"\xc3\x28\xff\"}]}")},
-        DamagedFile{"deeplyNested", QByteArray(100000, '[') + QByteArray(100000, ']')}),
-    [](const ::testing::TestParamInfo<DamagedFile>& info) { return std::string(info.param.name); });
-
-TEST(LTPlaylistStoreTest, StoredSelectionIndexIsCorrectedOnlyAboveTheRange)
-{
-    struct Case {
-        const char* json;
-        qint64 index;
-        bool selectsOne;
-    };
+    struct Case { const char* json; qint64 index; bool selectsOne; };
     for (const Case& c : {Case{R"({"selectedPlaylistIndex":5,"playlists":[{},{}]})", 0, true},
                           Case{R"({"selectedPlaylistIndex":1,"playlists":[{},{}]})", 1, true},
                           Case{R"({"selectedPlaylistIndex":-1,"playlists":[{},{}]})", -1, false},
                           Case{R"({"playlists":[{},{}]})", 0, true},
                           Case{R"({"selectedPlaylistIndex":1,"playlists":{}})", 0, true}}) {
-        QTemporaryDir dir;
-        LTPlaylistStore store(dir.path());
-        ASSERT_TRUE(fixtures::writeFile(store.playlistStorePath(), c.json));
-        store.loadPlaylists();
-        EXPECT_EQ(store.currentPlaylistIndex(), c.index) << c.json;
-        EXPECT_EQ(store.selectedPlaylist() != nullptr, c.selectsOne) << c.json;
-        EXPECT_EQ(readFile(store.playlistStorePath()), c.json) << "a good file is not rewritten";
-        EXPECT_FALSE(QFile::exists(store.backupPath()));
+        Fresh f;
+        ASSERT_TRUE(fixtures::writeFile(f.store.playlistStorePath(), c.json));
+        f.store.loadPlaylists();
+        EXPECT_EQ(f.store.currentPlaylistIndex(), c.index) << c.json;
+        EXPECT_EQ(f.store.selectedPlaylist() != nullptr, c.selectsOne) << c.json;
+        EXPECT_EQ(readFile(f.store.playlistStorePath()), c.json) << "a good file is not rewritten";
+        EXPECT_FALSE(QFile::exists(f.store.backupPath()));
     }
 }
 
-TEST(LTPlaylistStoreTest, RemovalKeepsOnePlaylistAndClampsTheSelection)
+TEST(LTPlaylistStore, RemovalKeepsOnePlaylistAndClampsTheSelection)
 {
-    struct Case {
-        int count;
-        qint64 selected, remove;
-        QStringList after;
-        QString selectedName;
-    };
+    struct Case { int count; qint64 selected, remove; QStringList after; QString selectedName; };
     const Case cases[] = {
         {1, 0, 0, {"P0"}, "P0"},
         {3, 2, 2, {"P0", "P1"}, "P1"},
@@ -221,20 +169,20 @@ TEST(LTPlaylistStoreTest, RemovalKeepsOnePlaylistAndClampsTheSelection)
         {3, 1, 3, {"P0", "P1", "P2"}, "P1"},
     };
     for (const Case& c : cases) {
-        StoreWith s(c.count);
-        s.store.selectPlaylistAtIndex(c.selected);
-        s.store.removePlaylistAtIndex(c.remove);
-        EXPECT_EQ(names(s.store), c.after) << c.count << " remove " << c.remove;
-        EXPECT_EQ(s.store.selectedPlaylist()->name(), c.selectedName) << c.count << " remove " << c.remove;
+        Fresh f;
+        f.named(c.count).store.selectPlaylistAtIndex(c.selected);
+        f.store.removePlaylistAtIndex(c.remove);
+        EXPECT_EQ(f.names(), c.after) << c.count << " remove " << c.remove;
+        EXPECT_EQ(f.store.selectedPlaylist()->name(), c.selectedName) << c.count << " remove " << c.remove;
     }
-    StoreWith s(2);
-    s.store.selectPlaylistAtIndex(1);
+    Fresh f;
+    f.named(2).store.selectPlaylistAtIndex(1);
     for (qint64 outside : {-1LL, 2LL, LTPlaylistStore::NSNotFound})
-        s.store.selectPlaylistAtIndex(outside);
-    EXPECT_EQ(s.store.currentPlaylistIndex(), 1) << "an index outside the list is ignored";
+        f.store.selectPlaylistAtIndex(outside);
+    EXPECT_EQ(f.store.currentPlaylistIndex(), 1) << "an index outside the list is ignored";
 }
 
-TEST(LTPlaylistStoreTest, EquivalenceByLibraryIDPathOrURLString)
+TEST(LTPlaylistStore, EquivalenceByLibraryIDPathOrURLString)
 {
     const auto item = [](int sourceType, const char* url, const char* id) {
         auto i = std::make_shared<LTPlaylistItem>();
@@ -248,11 +196,7 @@ TEST(LTPlaylistStoreTest, EquivalenceByLibraryIDPathOrURLString)
         const QUrl url(i->fileURLString());
         return url.path().startsWith("/moved/") ? QUrl::fromLocalFile("/Music" + url.path().mid(6)) : QUrl();
     };
-    struct Case {
-        LTPlaylistItemPtr existing, candidate;
-        bool equivalent;
-        const char* why;
-    };
+    struct Case { LTPlaylistItemPtr existing, candidate; bool equivalent; const char* why; };
     const Case cases[] = {
         {item(1, "", "ABCDEF12"), item(1, "", "abcdef12"), true, "one library ID in any letter case"},
         {item(0, "file:///moved/Song.MP3", ""), item(0, "file:///Music/a/../song.mp3", ""), false, "unresolved candidate"},
@@ -271,16 +215,13 @@ TEST(LTPlaylistStoreTest, EquivalenceByLibraryIDPathOrURLString)
     EXPECT_FALSE(LTPlaylistStore::playlistContainsEquivalentItem(nullptr, item(0, "file:///a", ""), resolve));
 }
 
-TEST(LTPlaylistStoreTest, ADurationThatIsNoNumberLeavesTheFileAsItWas)
+TEST_F(LTPlaylistStoreTest, ADurationThatIsNoNumberLeavesTheFileAsItWas)
 {
-    QTemporaryDir dir;
-    LTPlaylistStore store(dir.path());
     store.loadPlaylists();
     const QByteArray before = readFile(store.playlistStorePath());
     auto item = std::make_shared<LTPlaylistItem>();
     item->setDuration(std::numeric_limits<double>::quiet_NaN());
     store.selectedPlaylist()->items().append(item);
-    LogCapture log;
     EXPECT_FALSE(store.savePlaylists());
     EXPECT_TRUE(log.anyStartsWith("Failed to serialize playlists: "));
     EXPECT_EQ(readFile(store.playlistStorePath()), before);

@@ -22,45 +22,36 @@ LoopMarker markerWith(const Loops& loops)
     return marker;
 }
 
-struct Change {
-    const char* name;
-    Loops before;
-    std::function<void(LoopMarker&)> change;
-    Loops after;
-};
-
-class LoopMarkerChangeTest : public ::testing::TestWithParam<Change> {};
-
 } // namespace
 
-TEST_P(LoopMarkerChangeTest, LeavesTheListInOrder)
+TEST(LoopMarkerTest, ChangesLeaveTheListInOrder)
 {
-    LoopMarker marker = markerWith(GetParam().before);
-    GetParam().change(marker);
-    EXPECT_EQ(marker.loopData(), GetParam().after);
-    EXPECT_EQ(marker.loopCount(), GetParam().after.size());
+    struct Change { const char* name; Loops before; std::function<void(LoopMarker&)> change; Loops after; };
+    const Change changes[] = {
+        {"EmptyIsRefused", {}, [](LoopMarker& m) { m.addLoop({0.5, 0.5}); }, {}},
+        {"NaNIsRefused", {}, [](LoopMarker& m) { m.addLoop({kNaN, 0.5}); m.addLoop({0.2, kNaN}); }, {}},
+        {"DuplicateIsStoredOnce", {{0.2, 0.3}}, [](LoopMarker& m) { m.addLoop({0.2, 0.3}); }, {{0.2, 0.3}}},
+        {"OverlapsAreKeptAndSortedByLeft", {{0.2, 0.9}, {0.3, 0.4}}, [](LoopMarker& m) { m.addLoop({0.1, 0.25}); },
+         {{0.1, 0.25}, {0.2, 0.9}, {0.3, 0.4}}},
+        {"LastBitMakesAnotherLoop", {{0.2, 0.3}}, [](LoopMarker& m) { m.addLoop({0.2, kOneBitOver}); }, {{0.2, 0.3}, {0.2, kOneBitOver}}},
+        // Lefts equal as floats keep the order they came in, however they compare as doubles.
+        {"FloatEqualLeftsKeepTheirOrder", {{kJustOverHalf, 0.6}, {0.9, 1.0}}, [](LoopMarker& m) { m.addLoop({0.5, 0.7}); },
+         {{kJustOverHalf, 0.6}, {0.5, 0.7}, {0.9, 1.0}}},
+        {"RightIsNoKey", {{0.3, 0.9}}, [](LoopMarker& m) { m.addLoop({0.3, 0.4}); }, {{0.3, 0.9}, {0.3, 0.4}}},
+        {"RemoveKeepsTheOthersInOrder", {{0.5, 0.9}, {0.1, 0.2}, {0.3, 0.4}}, [](LoopMarker& m) { m.removeLoop({0.3, 0.4}); },
+         {{0.1, 0.2}, {0.5, 0.9}}},
+        {"RemoveNeedsExactEquality", {{0.2, 0.3}}, [](LoopMarker& m) { m.removeLoop({0.2, kOneBitOver}); }, {{0.2, 0.3}}},
+        {"ToggleRemovesAStoredOne", {{0.1, 0.2}, {0.4, 0.6}}, [](LoopMarker& m) { m.addRemoveLoop({0.1, 0.2}); }, {{0.4, 0.6}}},
+        {"ToggleAddsAMissingOne", {{0.4, 0.6}}, [](LoopMarker& m) { m.addRemoveLoop({0.1, 0.2}); }, {{0.1, 0.2}, {0.4, 0.6}}},
+        {"ToggleOfEmptyIsNoChange", {{0.4, 0.6}}, [](LoopMarker& m) { m.addRemoveLoop({0.3, 0.3}); }, {{0.4, 0.6}}},
+        {"ClearEmptiesIt", {{0.1, 0.2}, {0.4, 0.6}}, [](LoopMarker& m) { m.clearLoops(); }, {}}};
+    for (const Change& c : changes) {
+        LoopMarker marker = markerWith(c.before);
+        c.change(marker);
+        EXPECT_EQ(marker.loopData(), c.after) << c.name;
+        EXPECT_EQ(marker.loopCount(), c.after.size()) << c.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Changes, LoopMarkerChangeTest, ::testing::Values(
-    Change{"EmptyIsRefused", {}, [](LoopMarker& m) { m.addLoop({0.5, 0.5}); }, {}},
-    Change{"NaNIsRefused", {}, [](LoopMarker& m) { m.addLoop({kNaN, 0.5}); m.addLoop({0.2, kNaN}); }, {}},
-    Change{"DuplicateIsStoredOnce", {{0.2, 0.3}}, [](LoopMarker& m) { m.addLoop({0.2, 0.3}); }, {{0.2, 0.3}}},
-    Change{"OverlapsAreKeptAndSortedByLeft", {{0.2, 0.9}, {0.3, 0.4}}, [](LoopMarker& m) { m.addLoop({0.1, 0.25}); },
-           {{0.1, 0.25}, {0.2, 0.9}, {0.3, 0.4}}},
-    Change{"LastBitMakesAnotherLoop", {{0.2, 0.3}}, [](LoopMarker& m) { m.addLoop({0.2, kOneBitOver}); },
-           {{0.2, 0.3}, {0.2, kOneBitOver}}},
-    // Lefts equal as floats keep the order they came in, however they compare as doubles.
-    Change{"FloatEqualLeftsKeepTheirOrder", {{kJustOverHalf, 0.6}, {0.9, 1.0}}, [](LoopMarker& m) { m.addLoop({0.5, 0.7}); },
-           {{kJustOverHalf, 0.6}, {0.5, 0.7}, {0.9, 1.0}}},
-    Change{"RightIsNoKey", {{0.3, 0.9}}, [](LoopMarker& m) { m.addLoop({0.3, 0.4}); }, {{0.3, 0.9}, {0.3, 0.4}}},
-    Change{"RemoveKeepsTheOthersInOrder", {{0.5, 0.9}, {0.1, 0.2}, {0.3, 0.4}}, [](LoopMarker& m) { m.removeLoop({0.3, 0.4}); },
-           {{0.1, 0.2}, {0.5, 0.9}}},
-    Change{"RemoveNeedsExactEquality", {{0.2, 0.3}}, [](LoopMarker& m) { m.removeLoop({0.2, kOneBitOver}); }, {{0.2, 0.3}}},
-    Change{"ToggleRemovesAStoredOne", {{0.1, 0.2}, {0.4, 0.6}}, [](LoopMarker& m) { m.addRemoveLoop({0.1, 0.2}); }, {{0.4, 0.6}}},
-    Change{"ToggleAddsAMissingOne", {{0.4, 0.6}}, [](LoopMarker& m) { m.addRemoveLoop({0.1, 0.2}); }, {{0.1, 0.2}, {0.4, 0.6}}},
-    Change{"ToggleOfEmptyIsNoChange", {{0.4, 0.6}}, [](LoopMarker& m) { m.addRemoveLoop({0.3, 0.3}); }, {{0.4, 0.6}}},
-    Change{"ClearEmptiesIt", {{0.1, 0.2}, {0.4, 0.6}}, [](LoopMarker& m) { m.clearLoops(); }, {}}),
-    [](const ::testing::TestParamInfo<Change>& info) { return std::string(info.param.name); });
 
 TEST(LoopMarkerTest, IndexAndLoopAnswerNothingOutsideTheList)
 {

@@ -62,17 +62,7 @@ struct WaveSelectionTest : WindowFixture {
     double rangeStart() const { return engine()->from() / frames(); }
     double rangeEnd() const { return (engine()->from() + engine()->len()) / frames(); }
 
-    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
-    {
-        QTest::keyClick(selection(), key, modifiers);
-        settle();
-    }
-    void keyText(char letter, Qt::KeyboardModifiers modifiers = {})
-    {
-        QKeyEvent press(QEvent::KeyPress, Qt::Key_L, modifiers, QString(QChar(letter)));
-        QCoreApplication::sendEvent(selection(), &press);
-        settle();
-    }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(selection(), key, modifiers), settle(); }
     void playFor(double seconds) { output().pull(int64_t(seconds * 44100)); }
 };
 
@@ -104,11 +94,7 @@ TEST_F(WaveSelectionTest, ADragSelectsAndTheEngineLoopsItWhileAClickOnlyMovesThe
         EXPECT_NEAR(container()->cursorView()->cursorPosition(), c.left, kNear) << "the overview's playhead follows";
         EXPECT_NEAR(overview()->selectionRight() - overview()->selectionLeft(), c.selects ? c.right - c.left : 0.0, kNear);
     }
-}
-
-TEST_F(WaveSelectionTest, WithLoopSelectionOffTheSelectionBoundsPlaybackWithoutLooping)
-{
-    defaults->setObject(0, QStringLiteral("LoopSelection"));
+    defaults->setObject(0, QStringLiteral("LoopSelection")); // off: the selection bounds playback without looping
     select(0.2, 0.5);
     EXPECT_FALSE(engine()->loop());
     EXPECT_NEAR(rangeEnd(), 0.5, kNear);
@@ -147,7 +133,7 @@ TEST_F(WaveSelectionTest, HandlesAndShiftMoveTheNearerEndAndAHandleDraggedPastTh
     }
 }
 
-TEST_F(WaveSelectionTest, TheBandButtonSavesThenRemovesALoopAndAHandleEditsTheSavedLoopInPlace)
+TEST_F(WaveSelectionTest, TheBandButtonSavesSelectsAndRemovesALoopAndAHandleEditsTheSavedLoopInPlace)
 {
     select(0.3, 0.5);
     hover(selection(), inBand(0.4));
@@ -166,25 +152,22 @@ TEST_F(WaveSelectionTest, TheBandButtonSavesThenRemovesALoopAndAHandleEditsTheSa
     EXPECT_NEAR(loops().loop(0).right, 0.7, kNear);
     EXPECT_EQ(loops().loop(0), selection()->loop());
 
+    // With nothing selected, the band over a saved loop selects it.
+    hover(selection(), inWave(0.9)); // away from the handle
+    click(selection(), inWave(0.1));
+    ASSERT_FALSE(selection()->hasSelection());
+    hover(selection(), inBand(0.5));
+    EXPECT_EQ(selection()->button(), SelectionView::SavedLoopButton);
+    click(selection(), inBand(0.5));
+    EXPECT_EQ(selection()->loop(), loops().loop(0));
+    EXPECT_TRUE(engine()->loop());
+    EXPECT_NEAR(rangeStart(), 0.3, kNear);
+
     hover(selection(), inBand(0.5));
     EXPECT_EQ(selection()->button(), SelectionView::RemoveButton);
     click(selection(), inBand(0.5));
     EXPECT_EQ(loops().loopCount(), 0u);
     EXPECT_FALSE(selection()->hasSelection()) << "the selection collapses at the play position";
-}
-
-TEST_F(WaveSelectionTest, AClickInTheBandOverASavedLoopSelectsIt)
-{
-    select(0.6, 0.8);
-    container()->addLoop();
-    click(selection(), inWave(0.1));
-    ASSERT_FALSE(selection()->hasSelection());
-    hover(selection(), inBand(0.7));
-    EXPECT_EQ(selection()->button(), SelectionView::SavedLoopButton);
-    click(selection(), inBand(0.7));
-    EXPECT_EQ(selection()->loop(), loops().loop(0));
-    EXPECT_TRUE(engine()->loop());
-    EXPECT_NEAR(rangeStart(), 0.6, kNear);
 }
 
 TEST_F(WaveSelectionTest, ArrowKeysMoveThePlayheadAndAltArrowsMoveTheSelectionByItsLength)
@@ -219,7 +202,11 @@ TEST_F(WaveSelectionTest, ArrowKeysMoveThePlayheadAndAltArrowsMoveTheSelectionBy
 
 TEST_F(WaveSelectionTest, TwoStrokesOfLCaptureALoopWhilePlayingAndSpaceKeepsAPendingCapture)
 {
-    const auto L = [&](Qt::KeyboardModifiers modifiers = {}, char letter = 'l') { keyText(letter, modifiers); };
+    const auto L = [&](Qt::KeyboardModifiers modifiers = {}, char letter = 'l') {
+        QKeyEvent event(QEvent::KeyPress, Qt::Key_L, modifiers, QString(QChar(letter)));
+        QCoreApplication::sendEvent(selection(), &event);
+        settle();
+    };
     press(Qt::Key_Space, {});
     ASSERT_TRUE(engine()->isPlaying());
     playFor(1.0);
@@ -273,8 +260,12 @@ TEST_F(WaveSelectionTest, TwoStrokesOfLCaptureALoopWhilePlayingAndSpaceKeepsAPen
     EXPECT_FALSE(vc->isLoopCapturePending());
 }
 
-TEST_F(WaveSelectionTest, AClickOnTheOverviewCentresTheZoomedWaveAndMovesThePlayhead)
+TEST_F(WaveSelectionTest, APinchZoomsAndAClickOnTheOverviewCentresTheZoomedWaveAndMovesThePlayhead)
 {
+    QNativeGestureEvent pinch(Qt::ZoomNativeGesture, QPointingDevice::primaryPointingDevice(), 2, QPointF(100, 100),
+                              QPointF(100, 100), selection()->mapToGlobal(QPointF(100, 100)), 1.0, QPointF());
+    QCoreApplication::sendEvent(selection(), &pinch);
+    EXPECT_EQ(container()->waveScrollView()->magnification(), 2.0);
     container()->waveScrollView()->zoom(4.0);
     ASSERT_EQ(container()->waveScrollView()->magnification(), 4.0);
     click(overview(), QPointF(0.6 * overview()->width(), overview()->height() / 2.0));
@@ -359,14 +350,6 @@ TEST_F(WaveSelectionTest, WhilePlayingZoomedTheViewJumpsAPageOnceThePlayheadLeav
     playFor(0.5);
     container()->updateCursor();
     EXPECT_EQ(scroll->scrollOffset(), 0.0) << "the user has taken the view";
-}
-
-TEST_F(WaveSelectionTest, APinchOverTheSelectionZoomsTheWave)
-{
-    QNativeGestureEvent pinch(Qt::ZoomNativeGesture, QPointingDevice::primaryPointingDevice(), 2, QPointF(100, 100),
-                              QPointF(100, 100), selection()->mapToGlobal(QPointF(100, 100)), 1.0, QPointF());
-    QCoreApplication::sendEvent(selection(), &pinch);
-    EXPECT_EQ(container()->waveScrollView()->magnification(), 2.0);
 }
 
 TEST_F(WaveSelectionTest, EdgeKeysMoveTheSelectionAndAPlayingLoopTakesItAtTheSeamWithoutStopping)

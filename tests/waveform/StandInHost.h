@@ -21,11 +21,7 @@ struct StandInHost : WaveViewHost {
     void setLoop(bool) override {}
     void selectionChanged() override { ++changes; }
     void setZoom(double) override {}
-    bool loadAudioFromURL(const QUrl& url) override
-    {
-        opened << url;
-        return true;
-    }
+    bool loadAudioFromURL(const QUrl& url) override { return opened << url, true; }
     void setSelection(const LoopPair& loop) override { selection = loop; }
     void updateCursorWithProgress(double progress) override { cursor = progress; }
     double cursorPosition() const override { return cursor; }

@@ -3,10 +3,7 @@
 #include "StandInHost.h"
 #include "waveform/WaveformData.h"
 
-#include <QImage>
 #include <QPainter>
-
-#include <cstdint>
 
 namespace {
 
