@@ -49,20 +49,13 @@ protected:
         ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath(".hidden.mp3")));
         dir.mkpath(".cache");
         ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath(".cache/one.mp3")));
-        ASSERT_EQ(fixtures::runProgram("ffmpeg", {"-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i",
-                                                  "testsrc=duration=1:size=64x64:rate=10", "-i", source, "-shortest",
-                                                  "-c:v", "mpeg4", "-metadata", "title=A Video",
-                                                  dir.filePath("clip.mp4")}),
-                  0);
-        ASSERT_TRUE(fixtures::writeFile(dir.filePath("Practice.m3u"), "#EXTM3U\n#EXTINF:1,Mara Quint - Late Train\nJazz/four.ogg\n\nRock/one.mp3\nnot/there.mp3\n"
-                  "http://radio.example/stream\n"));
+        ASSERT_EQ(fixtures::runProgram("ffmpeg", {"-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=duration=1:size=64x64:rate=10",
+                                                  "-i", source, "-shortest", "-c:v", "mpeg4", "-metadata", "title=A Video", dir.filePath("clip.mp4")}), 0);
+        ASSERT_TRUE(fixtures::writeFile(dir.filePath("Practice.m3u"),
+                                        "#EXTM3U\n#EXTINF:1,Mara Quint - Late Train\nJazz/four.ogg\n\nRock/one.mp3\nnot/there.mp3\nhttp://radio.example/stream\n"));
     }
 
-    static void TearDownTestSuite()
-    {
-        delete s_fixtures;
-        s_fixtures = nullptr;
-    }
+    static void TearDownTestSuite() { delete std::exchange(s_fixtures, nullptr); }
 
     void SetUp() override
     {
