@@ -91,15 +91,6 @@ struct LeftPanel : WindowFixture {
         return waitFor([&] { return title() == song + ".wav"; });
     }
 
-    // The modal dialog up now, once shown.
-    template <class Dialog>
-    static Dialog* modal()
-    {
-        Dialog* found = nullptr;
-        waitFor([&] { return (found = qobject_cast<Dialog*>(QApplication::activeModalWidget())) && found->isVisible(); });
-        return found;
-    }
-
     static void press(QWidget* dialog, const QString& text)
     {
         for (QPushButton* b : dialog->findChildren<QPushButton*>())
@@ -114,7 +105,7 @@ struct LeftPanel : WindowFixture {
     // Names a playlist through the real dialog, pressing `pressed`.
     void answerNameDialog(const QString& typed, const QString& pressed, const QString& expectedPrefill = {})
     {
-        auto* dialog = modal<QInputDialog>();
+        auto* dialog = shownDialog<QInputDialog>();
         ASSERT_NE(dialog, nullptr);
         auto* field = dialog->findChild<QLineEdit*>();
         ASSERT_NE(field, nullptr);
@@ -195,7 +186,7 @@ TEST_F(LeftPanel, PlaylistsAreMadeRenamedAndDeletedThroughTheirDialogs)
 
     // Cancel keeps it, Delete removes it; the last one can't go.
     click("Delete current playlist");
-    auto* alert = modal<QMessageBox>();
+    auto* alert = shownDialog<QMessageBox>();
     ASSERT_NE(alert, nullptr);
     EXPECT_EQ(alert->text(), "Delete Playlist");
     EXPECT_EQ(alert->informativeText(), "Are you sure you want to delete \"Etudes\"?");
@@ -203,7 +194,7 @@ TEST_F(LeftPanel, PlaylistsAreMadeRenamedAndDeletedThroughTheirDialogs)
     EXPECT_TRUE(playlistNames().contains("Etudes"));
     for (int left = int(playlistNames().size()); left > 1; --left) {
         click("Delete current playlist");
-        auto* next = modal<QMessageBox>();
+        auto* next = shownDialog<QMessageBox>();
         ASSERT_NE(next, nullptr);
         press(next, "Delete");
         EXPECT_EQ(playlistNames().size(), left - 1);

@@ -9,6 +9,7 @@
 #include "preferences/UserDefaults.h"
 
 #include <QAccessible>
+#include <QApplication>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -82,16 +83,12 @@ struct WindowFixture : ::testing::Test {
         QTest::keyClick(window, key, modifiers);
     }
 
-    // The dialog the window shows now, once it is up.
-    QFileDialog* shownDialog()
+    // The modal dialog up now, once it is shown.
+    template <class Dialog = QFileDialog>
+    static Dialog* shownDialog()
     {
-        QFileDialog* shown = nullptr;
-        waitFor([&] {
-            for (QFileDialog* dialog : window->findChildren<QFileDialog*>())
-                if (dialog->isVisible())
-                    shown = dialog;
-            return shown != nullptr;
-        }, 5000);
+        Dialog* shown = nullptr;
+        waitFor([&] { return (shown = qobject_cast<Dialog*>(QApplication::activeModalWidget())) && shown->isVisible(); }, 5000);
         return shown;
     }
 
@@ -122,10 +119,7 @@ struct WindowFixture : ::testing::Test {
         return {};
     }
 
-    static QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name)
-    {
-        return QAccessible::queryAccessibleInterface(widget)->text(text);
-    }
+    static QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name) { return QAccessible::queryAccessibleInterface(widget)->text(text); }
 
     // The item of a menu, or of the menu bar, that reads `text`.
     static QAction* itemShowing(QWidget* menu, const QString& text)
