@@ -6,12 +6,12 @@
 
 #include <QProcess>
 
-#include <SDL.h>
-
 #include <chrono>
 #include <csignal>
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 // Opening a device must leave Ctrl+C and a logout to the application.
 bool deviceAvailableLeavingSignalsAlone()
@@ -29,70 +29,56 @@ bool deviceAvailableLeavingSignalsAlone()
     return ok;
 }
 
-using Clock = std::chrono::steady_clock;
-
 // A null sink of this test's own, made the process's default before SDL connects, so that other
 // tests playing at the same time are not recorded with it.
-class PrivateSink {
-public:
-    PrivateSink() : m_name(QStringLiteral("lento-test-%1").arg(QCoreApplication::applicationPid()))
+struct PrivateSink {
+    const QString name = QStringLiteral("lento-test-%1").arg(QCoreApplication::applicationPid());
+    QByteArray module;
+    PrivateSink()
     {
         QProcess pactl;
-        pactl.start(QStringLiteral("pactl"), {"load-module", "module-null-sink", "sink_name=" + m_name, "rate=44100",
-                                              "channels=2", "format=float32le"});
-        if (pactl.waitForFinished(5000) && pactl.exitCode() == 0)
-            m_module = pactl.readAllStandardOutput().trimmed();
-        if (loaded())
-            qputenv("PULSE_SINK", m_name.toUtf8());
+        pactl.start("pactl", {"load-module", "module-null-sink", "sink_name=" + name, "rate=44100", "channels=2", "format=float32le"});
+        if (pactl.waitForFinished(5000) && pactl.exitCode() == 0 && !(module = pactl.readAllStandardOutput().trimmed()).isEmpty())
+            qputenv("PULSE_SINK", name.toUtf8());
     }
     ~PrivateSink()
     {
-        if (loaded())
-            QProcess::execute(QStringLiteral("pactl"), {"unload-module", QString::fromUtf8(m_module)});
+        if (!module.isEmpty())
+            QProcess::execute("pactl", {"unload-module", QString::fromUtf8(module)});
     }
-    bool loaded() const { return !m_module.isEmpty(); }
-    QString monitor() const { return m_name + ".monitor"; }
-
-private:
-    QString m_name;
-    QByteArray m_module;
 };
 
 // What a sink plays, read from its monitor as it arrives, each chunk stamped on the clock the
 // playhead is sampled on; parec's own buffering is kept to 5 ms.
-class SinkMonitor {
-public:
+struct SinkMonitor {
+    QProcess parec;
+    std::vector<float> samples;
+    std::vector<std::pair<size_t, Clock::time_point>> arrivals;
+
     bool start(const QString& source)
     {
-        m_parec.start(QStringLiteral("parec"), {"-d", source, "--raw", "--format=float32le", "--rate=44100",
-                                                "--channels=1", "--latency-msec=5"});
-        QObject::connect(&m_parec, &QProcess::readyReadStandardOutput, [this] {
-            const QByteArray bytes = m_parec.readAllStandardOutput();
-            const auto* samples = reinterpret_cast<const float*>(bytes.constData());
-            m_samples.insert(m_samples.end(), samples, samples + bytes.size() / int(sizeof(float)));
-            m_arrivals.push_back({m_samples.size(), Clock::now()});
+        parec.start("parec", {"-d", source, "--raw", "--format=float32le", "--rate=44100", "--channels=1", "--latency-msec=5"});
+        QObject::connect(&parec, &QProcess::readyReadStandardOutput, [this] {
+            const QByteArray bytes = parec.readAllStandardOutput();
+            const auto* data = reinterpret_cast<const float*>(bytes.constData());
+            samples.insert(samples.end(), data, data + bytes.size() / int(sizeof(float)));
+            arrivals.push_back({samples.size(), Clock::now()});
         });
-        return m_parec.waitForStarted(3000);
+        return parec.waitForStarted(3000);
     }
     ~SinkMonitor()
     {
-        m_parec.kill();
-        m_parec.waitForFinished(3000);
+        parec.kill();
+        parec.waitForFinished(3000);
     }
-    const std::vector<float>& samples() const { return m_samples; }
     // When sample `index` was at the sink: its chunk's arrival less what followed it in the chunk.
     Clock::time_point timeOf(size_t index) const
     {
-        for (const auto& [count, at] : m_arrivals)
+        for (const auto& [count, at] : arrivals)
             if (count > index)
                 return at - std::chrono::microseconds(int64_t(double(count - index) * 1e6 / 44100.0));
-        return Clock::time_point{};
+        return {};
     }
-
-private:
-    QProcess m_parec;
-    std::vector<float> m_samples;
-    std::vector<std::pair<size_t, Clock::time_point>> m_arrivals;
 };
 
 } // namespace
@@ -102,24 +88,15 @@ private:
 TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
 {
     const PrivateSink sink;
-    if (!sink.loaded() || !deviceAvailableLeavingSignalsAlone())
+    if (sink.module.isEmpty() || !deviceAvailableLeavingSignalsAlone())
         GTEST_SKIP() << "no PulseAudio server here; scripts/test-session.sh provides one";
-    QTemporaryDir dir;
-    const QString path = dir.filePath("clicks.wav");
     const std::vector<int64_t> clicks{22050, 44100, 66150};
-    ASSERT_TRUE(fixtures::writeWav(path, fixtures::synthesise(44100, 2, 4 * 44100, [&](int64_t f, int) {
-        for (int64_t at : clicks)
-            if (f >= at && f < at + 220)
-                return float(0.9 * std::sin(2 * M_PI * 2000.0 * double(f - at) / 44100.0));
-        return 0.0f;
-    })));
-    AudioEngine::Options options;
-    options.watchSystem = false;
-    AudioEngine engine(options);
-    ASSERT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path)));
+    EngineHarness h(AudioEngine::Options{.watchSystem = false});
+    ASSERT_TRUE(h.load(EngineHarness::burstTrack(4 * 44100, clicks)));
+    AudioEngine& engine = h.engine;
     for (float speed : {1.0f, 0.5f}) {
         SinkMonitor monitor;
-        ASSERT_TRUE(monitor.start(sink.monitor()));
+        ASSERT_TRUE(monitor.start(sink.name + ".monitor"));
         EngineHarness::runFor(300);
         engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
         engine.setSpeed(speed);
@@ -133,9 +110,7 @@ TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
             QThread::usleep(1000);
         }
         // What waits between the player and the ear bounds how soon a speed or pitch change is heard.
-        const double aheadSeconds =
-            double(engine.graph()->ring()->queuedFrames() + engine.graph()->output().latencyFrames()) / 44100.0;
-        EXPECT_LT(aheadSeconds, 0.12);
+        EXPECT_LT(double(engine.graph()->ring()->queuedFrames() + engine.graph()->output().latencyFrames()) / 44100.0, 0.12);
         EXPECT_FALSE(engine.playPause());
         const double pausedAt = engine.currentSampleTime();
         EngineHarness::runFor(200);
@@ -143,20 +118,16 @@ TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
         for (size_t i = 1; i < playhead.size(); ++i)
             ASSERT_GE(playhead[i].second, playhead[i - 1].second) << "a step back, speed " << speed;
 
-        size_t searchFrom = 0;
+        size_t at = 0;
         for (int64_t click : clicks) {
-            size_t at = searchFrom;
-            while (at < monitor.samples().size() && std::fabs(monitor.samples()[at]) < 0.3f)
+            while (at < monitor.samples.size() && std::fabs(monitor.samples[at]) < 0.3f)
                 ++at;
-            ASSERT_LT(at, monitor.samples().size()) << "click " << click << " never reached the sink, speed " << speed;
-            searchFrom = at + 4410;
-            const auto crossed = std::find_if(playhead.begin(), playhead.end(),
-                                              [&](const auto& sample) { return sample.second >= double(click); });
+            ASSERT_LT(at, monitor.samples.size()) << "click " << click << " never reached the sink, speed " << speed;
+            const auto crossed = std::find_if(playhead.begin(), playhead.end(), [&](const auto& sample) { return sample.second >= double(click); });
             ASSERT_NE(crossed, playhead.end());
             const double offsetMs = std::chrono::duration<double, std::milli>(crossed->first - monitor.timeOf(at)).count();
-            RecordProperty("speed_" + std::to_string(int(speed * 100)) + "_click_" + std::to_string(click) + "_ms",
-                           int(std::lround(offsetMs)));
             EXPECT_NEAR(offsetMs, 0.0, timing::scaled(20.0)) << "click at " << click << ", speed " << speed;
+            at += 4410;
         }
     }
 }

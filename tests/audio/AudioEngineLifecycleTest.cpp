@@ -24,12 +24,8 @@ AudioEngine::Options scriptedOutput(bool watchSystem)
 }
 
 struct LifecycleTest : ::testing::Test {
-    void SetUp() override
-    {
-        ScriptedOutput::refuseOpen = false;
-        ScriptedOutput::lost = false;
-    }
-    void TearDown() override { SetUp(); }
+    LifecycleTest() { ScriptedOutput::refuseOpen = ScriptedOutput::lost = false; }
+    ~LifecycleTest() override { ScriptedOutput::refuseOpen = ScriptedOutput::lost = false; }
 };
 
 const fixtures::Signal kTrack = fixtures::stereoSines(44100, 3 * 44100);
@@ -39,66 +35,55 @@ const fixtures::Signal kTrack = fixtures::stereoSines(44100, 3 * 44100);
 TEST_F(LifecycleTest, WithoutAnOutputDeviceATrackOpensAndExportsPlayTellsTheOwnerAndALaterDevicePlays)
 {
     EngineHarness h(scriptedOutput(false));
-    auto& engine = h.engine;
-    auto& delegate = h.delegate;
     ScriptedOutput::refuseOpen = true;
     LogCapture log;
     ASSERT_TRUE(h.load(kTrack));
-    ASSERT_NE(engine.graph(), nullptr);
-    EXPECT_GT(engine.waveData()->numBins(), 0);
-
+    ASSERT_NE(h.engine.graph(), nullptr);
+    EXPECT_GT(h.engine.waveData()->numBins(), 0);
     for (int attempt = 1; attempt <= 2; ++attempt) {
-        EXPECT_FALSE(engine.playPause());
-        EXPECT_EQ(delegate.noOutput, attempt);
-        EXPECT_FALSE(engine.isPlaying());
+        EXPECT_FALSE(h.engine.playPause());
+        EXPECT_EQ(h.delegate.noOutput, attempt);
+        EXPECT_FALSE(h.engine.isPlaying());
     }
     EXPECT_TRUE(log.contains("couldn't start engine, the output device could not be opened"));
-    EXPECT_EQ(delegate.setups, 0);
+    EXPECT_EQ(h.delegate.setups, 0);
 
-    engine.fillBufferFrom(0.0f, 0.5f, 0.0f);
-    engine.setSpeed(0.5f);
+    h.engine.fillBufferFrom(0.0f, 0.5f, 0.0f);
+    h.engine.setSpeed(0.5f);
     EXPECT_EQ(h.exportTo("out.wav").frames(), 3 * 44100) << "half the track at half speed";
 
     ScriptedOutput::refuseOpen = false;
-    EXPECT_TRUE(engine.playPause()) << "the device that appeared plays the same track";
-    EXPECT_EQ(delegate.setups, 1);
+    EXPECT_TRUE(h.engine.playPause()) << "the device that appeared plays the same track";
+    EXPECT_EQ(h.delegate.setups, 1);
     h.pull(22050);
-    EXPECT_GT(engine.currentSampleTime(), 0.0);
+    EXPECT_GT(h.engine.currentSampleTime(), 0.0);
 }
 
-TEST_F(LifecycleTest, ALostDeviceResetsTheGraphAndTellsTheOwner)
+// A lost device resets the graph and its rate; sleep stops it too but keeps the place.
+TEST_F(LifecycleTest, ALostDeviceOrASleepResetsTheGraphAndTellsTheOwner)
 {
     EngineHarness h(scriptedOutput(true));
-    auto& engine = h.engine;
-    auto& delegate = h.delegate;
+    AudioEngine& engine = h.engine;
     ASSERT_TRUE(h.load(kTrack));
     engine.setSpeed(0.5f);
     ASSERT_TRUE(engine.playPause());
-    EXPECT_EQ(delegate.setups, 1);
+    EXPECT_EQ(h.delegate.setups, 1);
 
     ScriptedOutput::lost = true;
-    EXPECT_TRUE(EngineHarness::waitFor([&] { return delegate.resets > 0; }, 3000));
+    EXPECT_TRUE(EngineHarness::waitFor([&] { return h.delegate.resets > 0; }, 3000));
     ScriptedOutput::lost = false;
-    EXPECT_EQ(delegate.resets, 1);
+    EXPECT_EQ(h.delegate.resets, 1);
     EXPECT_FALSE(engine.isEngineRunning());
     EXPECT_FALSE(engine.isPlaying());
     EXPECT_EQ(engine.speed(), 1.0f) << "a reset takes the rate back";
-    EXPECT_EQ(delegate.finished, 0) << "an interruption is not an end";
+    EXPECT_EQ(h.delegate.finished, 0) << "an interruption is not an end";
     EXPECT_TRUE(engine.playPause()) << "the next play starts the graph again";
-    EXPECT_EQ(delegate.setups, 2);
-}
+    EXPECT_EQ(h.delegate.setups, 2);
 
-TEST_F(LifecycleTest, SleepKeepsThePositionAndStopsTheGraph)
-{
-    EngineHarness h(scriptedOutput(false));
-    auto& engine = h.engine;
-    auto& delegate = h.delegate;
-    ASSERT_TRUE(h.load(kTrack));
-    ASSERT_TRUE(engine.playPause());
     h.pull(44100);
     const double heard = engine.currentSampleTime();
     engine.handleSleep();
-    EXPECT_EQ(delegate.resets, 1);
+    EXPECT_EQ(h.delegate.resets, 2);
     EXPECT_FALSE(engine.isEngineRunning());
     EXPECT_NEAR(engine.currentSampleTime(), heard, 1.0) << "the place is kept for the next play";
 }

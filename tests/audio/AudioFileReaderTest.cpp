@@ -31,8 +31,7 @@ Decoded decodeFile(const QString& path)
     if (!reader.open(path))
         return out;
     out.info = reader.info();
-    out.signal.sampleRate = int(out.info.sampleRate);
-    out.signal.channels = out.info.channelCount;
+    out.signal = {int(out.info.sampleRate), out.info.channelCount, {}};
     out.ok = reader.decode([&](const float* data, int64_t frames) {
         out.signal.interleaved.insert(out.signal.interleaved.end(), data, data + frames * out.info.channelCount);
         return true;
@@ -57,7 +56,7 @@ double correlation(const Signal& source, const Signal& decoded, int channel, int
 int64_t bestLag(const Signal& source, const Signal& decoded)
 {
     int64_t best = 0;
-    for (int64_t lag = -1200; lag <= 1200; lag += 1)
+    for (int64_t lag = -1200; lag <= 1200; ++lag)
         if (correlation(source, decoded, 0, lag) > correlation(source, decoded, 0, best))
             best = lag;
     return best;
@@ -72,14 +71,9 @@ QTemporaryDir& folder()
 // A file made by ffmpeg from a synthesised source of `rate` and `channels`, once per run.
 QString converted(const QString& name, const QStringList& args, int rate = 44100, int channels = 2)
 {
-    const QString source = folder().filePath(QStringLiteral("source-%1-%2.wav").arg(rate).arg(channels));
-    if (!QFile::exists(source)) {
-        EXPECT_TRUE(fixtures::writeWav(source, makeSource(rate, channels, rate * 5 / 2)));
-    }
-    const QString out = folder().filePath(name);
-    if (!QFile::exists(out)) {
-        EXPECT_TRUE(fixtures::ffmpegConvert(source, out, args)) << name.toStdString();
-    }
+    const QString source = folder().filePath(QStringLiteral("source-%1-%2.wav").arg(rate).arg(channels)), out = folder().filePath(name);
+    EXPECT_TRUE(QFile::exists(source) || fixtures::writeWav(source, makeSource(rate, channels, rate * 5 / 2)));
+    EXPECT_TRUE(QFile::exists(out) || fixtures::ffmpegConvert(source, out, args)) << name.toStdString();
     return out;
 }
 
@@ -126,7 +120,9 @@ INSTANTIATE_TEST_SUITE_P(
                       Format{"vorbis.ogg", {"-c:a", "libvorbis"}},
                       Format{"opus.opus", {"-c:a", "libopus"}, 48000, 2, false, 960},
                       Format{"mono22.mp3", {}, 22050, 1}, Format{"mono48.m4a", {}, 48000, 1},
-                      Format{"mono48.flac", {}, 48000, 1, true}),
+                      Format{"mono48.flac", {}, 48000, 1, true}, Format{"f64.wav", {"-c:a", "pcm_f64le"}, 44100, 2, true},
+                      Format{"hi.wav", {}, 96000, 2, true}, Format{"u8.wav", {"-c:a", "pcm_u8"}},
+                      Format{"mulaw.wav", {"-c:a", "pcm_mulaw"}}),
     [](const auto& info) { return std::string(QString::fromLatin1(info.param.name).replace('.', '_').toLatin1()); });
 
 // A file cut in the middle of a packet shows a short packet; one cut between packets (the PCM

@@ -62,6 +62,7 @@ struct EngineHarness {
         engine.setExportProgress(&progress);
     }
 
+
     // Exports the current range `passes` times and reads the file back.
     fixtures::Signal exportTo(const QString& name, int passes = 1)
     {
@@ -84,6 +85,7 @@ struct EngineHarness {
 
     // Interleaved stereo frames as the device would receive them.
     std::vector<float> pull(int64_t frames) { return output().pull(frames); }
+    std::vector<float> pullLeft(int64_t frames) { return channel(pull(frames), 0); }
 
     static std::vector<float> channel(const std::vector<float>& interleaved, int c)
     {
@@ -96,16 +98,10 @@ struct EngineHarness {
     // Runs posted main-queue work until `done` or a generous bound (longer in a sanitized build);
     // completions arrive from another thread.
     template <typename Predicate>
-    static bool waitFor(Predicate done, int timeoutMs = 3000)
-    {
-        return runUntil(done, timing::scaled(timeoutMs));
-    }
+    static bool waitFor(Predicate done, int timeoutMs = 3000) { return runUntil(done, timing::scaled(timeoutMs)); }
 
     // Runs posted main-queue work for `ms` of the clock, as long in every build: a test's own pause.
-    static void runFor(int ms)
-    {
-        runUntil([] { return false; }, ms);
-    }
+    static void runFor(int ms) { runUntil([] { return false; }, ms); }
 
 private:
     template <typename Predicate>
@@ -120,4 +116,3 @@ private:
         return done();
     }
 };
-

@@ -62,7 +62,6 @@ TEST(Equalizer, responseIsTheCookbookFilters)
             const double computed = cookbookMagnitude(true, 1520.0, 3.0, 0.0, hz) * cookbookMagnitude(false, 1520.0, 2.0, gain, hz);
             EXPECT_NEAR(dB(measuredGain(eq, hz)), dB(computed), 0.05) << hz << " Hz, gain " << gain;
         }
-    EXPECT_LT(cookbookMagnitude(true, 1520.0, 3.0, 0.0, 190.0), 0.5) << "190 Hz is three octaves down";
 }
 
 TEST(Equalizer, changesAndBypassSwitchesWhilePlayingMakeNoClick)
@@ -85,8 +84,7 @@ TEST(Equalizer, changesAndBypassSwitchesWhilePlayingMakeNoClick)
         out.insert(out.end(), buffer.begin(), buffer.end());
     }
     // A 440 Hz sine boosted at most 12 dB moves by at most 0.3 · 4 · 0.063 per sample.
-    const float worst = measure::largestStep(out);
-    EXPECT_LT(worst, 0.08f);
+    EXPECT_LT(measure::largestStep(out), 0.08f);
 }
 
 } // namespace

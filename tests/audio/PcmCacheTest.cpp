@@ -8,10 +8,7 @@
 namespace {
 
 // A value no other (frame, channel) has, exact in float.
-float sampleAt(int64_t frame, int channel)
-{
-    return float(frame * 8 + channel) * 0.25f;
-}
+float sampleAt(int64_t frame, int channel) { return float(frame * 8 + channel) * 0.25f; }
 
 std::vector<float> interleavedFrames(int64_t first, int64_t count, int channels)
 {
@@ -28,10 +25,8 @@ std::unique_ptr<PcmCache> filledCache(int channels, int64_t total, const std::ve
     QString error;
     auto cache = PcmCache::create(channels, 44100.0, &error);
     EXPECT_TRUE(cache) << error.toStdString();
-    if (!cache)
-        return nullptr;
     size_t next = 0;
-    for (int64_t done = 0; done < total;) {
+    for (int64_t done = 0; cache && done < total;) {
         const int64_t n = std::min(blockSizes[next++ % blockSizes.size()], total - done);
         const std::vector<float> block = interleavedFrames(done, n, channels);
         EXPECT_TRUE(cache->append(block.data(), n));
@@ -40,10 +35,7 @@ std::unique_ptr<PcmCache> filledCache(int channels, int64_t total, const std::ve
     return cache;
 }
 
-QStringList cacheFolderEntries()
-{
-    return QDir(PcmCache::folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-}
+QStringList cacheFolderEntries() { return QDir(PcmCache::folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot); }
 
 TEST(PcmCache, AppendsBecomeContiguousChannelsReadExactlyWithNothingLeftInTheFolder)
 {
@@ -115,9 +107,7 @@ TEST(PcmCache, RefusesWhatItCanNotHoldAndKeepsAFinishedTrackAsItIs)
     // A cache folder whose parent is a file can not be made.
     const QByteArray savedCache = qgetenv("XDG_CACHE_HOME");
     QTemporaryDir dir;
-    QFile blocker(dir.filePath("file"));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    ASSERT_TRUE(fixtures::writeFile(dir.filePath("file"), {}));
     qputenv("XDG_CACHE_HOME", QFile::encodeName(dir.filePath("file")));
     const auto refused = PcmCache::create(2, 44100.0, &error);
     qputenv("XDG_CACHE_HOME", savedCache);

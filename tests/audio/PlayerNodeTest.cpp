@@ -3,9 +3,6 @@
 #include "common/Testing.h"
 
 #include <numeric>
-#include <chrono>
-#include <string>
-#include <thread>
 
 namespace {
 
@@ -22,34 +19,30 @@ std::shared_ptr<AudioBuffer> codedBuffer(int64_t first, int64_t count, int chann
     return b;
 }
 
-class CodedSource : public FrameSource {
-public:
-    explicit CodedSource(int64_t length) : m_length(length) {}
+struct CodedSource : FrameSource {
+    explicit CodedSource(int64_t length) : length(length) {}
     int64_t read(int64_t start, int64_t count, float* const* out) const override
     {
-        const int64_t n = std::clamp<int64_t>(m_length - start, 0, count);
+        const int64_t n = std::clamp<int64_t>(length - start, 0, count);
         for (int c = 0; c < 2; ++c)
             for (int64_t i = 0; i < n; ++i)
                 out[c][i] = code(start + i, c);
         return n;
     }
-
-private:
-    int64_t m_length;
+    int64_t length;
 };
 
 // Pulls `total` frames in blocks of `block` and returns them per channel.
 std::vector<std::vector<float>> pull(PlayerNode& node, int64_t total, int block)
 {
-    std::vector<std::vector<float>> result(2);
-    std::vector<float> l(static_cast<size_t>(block)), r(static_cast<size_t>(block));
-    float* out[2] = {l.data(), r.data()};
+    // Filled with a value no frame has, so a frame the node leaves unwritten shows.
+    std::vector<std::vector<float>> result(2, std::vector<float>(size_t(total + block), -1.0f));
     for (int64_t done = 0; done < total; done += block) {
-        const int n = int(std::min<int64_t>(block, total - done));
-        node.render(out, n);
-        result[0].insert(result[0].end(), l.begin(), l.begin() + n);
-        result[1].insert(result[1].end(), r.begin(), r.begin() + n);
+        float* out[2] = {result[0].data() + done, result[1].data() + done};
+        node.render(out, int(std::min<int64_t>(block, total - done)));
     }
+    for (auto& c : result)
+        c.resize(size_t(total));
     return result;
 }
 
@@ -94,16 +87,11 @@ TEST_P(GaplessLoop, samplesAreTheSourceFramesInOrderAcrossHeadAndSeams)
     EXPECT_EQ(node.sampleTime(), int64_t(expected.size()));
 }
 
+// Ranges of one frame and more, with and without a head, in blocks that straddle every edge.
 INSTANTIATE_TEST_SUITE_P(RangesAndBlocks, GaplessLoop,
-                         ::testing::Values(LoopCase{10, 1, 0, 512}, LoopCase{10, 1, 1, 7},
-                                           LoopCase{100, 3, 2, 512}, LoopCase{100, 5, 0, 4},
-                                           LoopCase{1000, 5000, 0, 512}, LoopCase{1000, 5000, 1234, 512},
-                                           LoopCase{0, 4097, 4000, 1000}, LoopCase{7, 700, 699, 333}),
-                         [](const ::testing::TestParamInfo<LoopCase>& info) {
-                             const LoopCase& c = info.param;
-                             return "range" + std::to_string(c.length) + "_head" + std::to_string(c.head) + "_block" +
-                                    std::to_string(c.block);
-                         });
+                         ::testing::Values(LoopCase{10, 1, 0, 512}, LoopCase{10, 1, 1, 7}, LoopCase{100, 3, 2, 512},
+                                           LoopCase{100, 5, 0, 4}, LoopCase{1000, 5000, 0, 512}, LoopCase{1000, 5000, 1234, 512},
+                                           LoopCase{0, 4097, 4000, 1000}, LoopCase{7, 700, 699, 333}));
 
 // The run of source frames [first, first + count).
 std::vector<int64_t> run(int64_t first, int64_t count)
