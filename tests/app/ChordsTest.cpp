@@ -4,13 +4,6 @@
 
 #include "analysis/NoteAnalysisCache.h"
 #include "analysis/PreciseChordEstimator.h"
-#include "loops/WaveViewContainer.h"
-#include "preferences/PreferencesController.h"
-#include "waveform/WaveScrollView.h"
-#include "waveform/WaveView.h"
-
-#include <QComboBox>
-#include <QLabel>
 
 namespace {
 

@@ -29,7 +29,6 @@ TEST_F(CommandLineTest, InfoPrintsTheFormatAndWaveFiguresAsOneJsonObject)
     const QJsonObject info = QJsonDocument::fromJson(r.out).object();
     EXPECT_GE(info["numBins"].toInt() * info["binSize"].toInt(), 6 * 22050) << "the bins cover the track";
     EXPECT_NEAR(info["maxY"].toDouble(), 0.25, 0.01) << "the square of the peak";
-    EXPECT_EQ(info.keys().size(), 8);
     for (const auto& [key, value] : {std::pair{"path", QJsonValue(input)}, {"sampleRate", 22050}, {"channels", 2}, {"frames", 6 * 22050}, {"duration", 6.0}})
         EXPECT_EQ(info[key], value) << key;
 }

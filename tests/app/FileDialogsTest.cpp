@@ -1,17 +1,25 @@
-// Open as a user does it: the shortcut, Qt's own dialog, a typed path and Return or Escape.
+// Open and Export as a user does them: the shortcut, Qt's own dialog, a typed path and Return or
+// Escape; then the export's sheet.
 #include "WindowFixture.h"
+
+#include "app/ExportProgressWindowController.h"
 
 #include <QPointer>
 #include <QStandardPaths>
 
 namespace {
 
-QString canonical(const QString& path)
-{
-    return QDir(path).canonicalPath();
-}
+QString canonical(const QString& path) { return QDir(path).canonicalPath(); }
 
-struct FileDialogsTest : WindowFixture {};
+struct FileDialogsTest : WindowFixture {
+    bool exportItemsEnabled() const
+    {
+        const QList<QAction*> items = delegate->exportMenu()->actions();
+        return std::all_of(items.begin(), items.end(), [](QAction* item) { return item->isEnabled(); });
+    }
+    bool sheetGone() const { return delegate->progressWindowController() == nullptr; }
+    void cancel() const { delegate->progressWindowController()->findChild<QPushButton*>("cancelButton")->click(); }
+};
 
 } // namespace
 
@@ -46,4 +54,58 @@ TEST_F(FileDialogsTest, ATypedPathOpensTheTrackEscapeOpensNothingAndTheNextOpenS
     typeIntoDialog(panel, "other/second.wav");
     ASSERT_TRUE(waitFor([&] { return window->windowTitle() == "second.wav"; }, 5000));
     EXPECT_EQ(vc->player()->fileURL().toLocalFile(), second);
+}
+
+TEST_F(FileDialogsTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStartAndEndsItsSheet)
+{
+    EXPECT_FALSE(exportItemsEnabled());
+    delegate->saveDocumentAs();
+    settle();
+    EXPECT_EQ(window->findChild<QFileDialog*>(), nullptr) << "no track, no panel";
+
+    // Silence with one 10 ms burst at frame 1000.
+    const QString track = dir.filePath("burst.wav");
+    ASSERT_TRUE(fixtures::writeWav(track, fixtures::synthesise(44100, 2, 3 * 44100, [](int64_t f, int) {
+        return f >= 1000 && f < 1441 ? float(0.8 * std::sin(0.14 * double(f - 1000))) : 0.0f;
+    })));
+    ASSERT_TRUE(load(track));
+    AudioEngine* player = vc->player();
+    player->setLoop(true);
+    player->fillBufferFrom(0.25f, 0.75f, 0.5f);
+    ASSERT_TRUE(player->playPause());
+    output().pull(20000);
+    EXPECT_FALSE(player->playPause()) << "paused inside the loop";
+
+    const QString out = dir.filePath("export.wav");
+    press(Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+    QFileDialog* panel = shownDialog();
+    ASSERT_NE(panel, nullptr);
+    typeIntoDialog(panel, out);
+    ASSERT_NE(delegate->progressWindowController(), nullptr);
+    EXPECT_TRUE(delegate->progressWindowController()->isVisible());
+    EXPECT_FALSE(exportItemsEnabled()) << "the export menu waits while rendering";
+    ASSERT_TRUE(waitFor([&] { return sheetGone(); }));
+    EXPECT_TRUE(exportItemsEnabled());
+    fixtures::Signal written;
+    ASSERT_TRUE(fixtures::readSoundFile(out, written));
+    // With no selection the range goes back to the whole track from its start.
+    EXPECT_EQ(written.frames(), 3 * 44100);
+    EXPECT_NEAR(double(measure::onset(written.channel(0), 0.3f)), 1000.0, 512.0);
+}
+
+TEST_F(FileDialogsTest, CancelEndsTheExportAndASheetWhoseFileCannotBeWrittenWaitsForIt)
+{
+    ASSERT_TRUE(load(makeTrack("long.wav", 60.0)));
+    // What a cancelled file holds is the engine's business; here, that the sheet's button ends the export.
+    delegate->exportToURL(QUrl::fromLocalFile(dir.filePath("short.wav")));
+    cancel();
+    ASSERT_TRUE(waitFor([&] { return !vc->player()->isExporting() && sheetGone(); }));
+
+    delegate->exportToURL(QUrl::fromLocalFile(dir.filePath("missing/folder/out.wav")));
+    QTest::qWait(200);
+    ASSERT_NE(delegate->progressWindowController(), nullptr) << "the sheet waits for Cancel";
+    cancel();
+    EXPECT_TRUE(waitFor([&] { return sheetGone(); }));
+    EXPECT_TRUE(exportItemsEnabled());
+    EXPECT_TRUE(vc->player()->playPause()) << "the track plays on the device path again";
 }

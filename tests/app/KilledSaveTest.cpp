@@ -6,10 +6,7 @@
 #include <QProcess>
 
 // Names the row in failure messages.
-void PrintTo(const SavedStore& store, std::ostream* out)
-{
-    *out << store.name;
-}
+void PrintTo(const SavedStore& store, std::ostream* out) { *out << store.name; }
 
 namespace {
 

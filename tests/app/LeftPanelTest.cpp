@@ -2,19 +2,10 @@
 // rows, the playlist dialogs, adding the open track and stepping through the playlist.
 #include "WindowFixture.h"
 
-#include "library/LTMusicLibraryPlaylistManager.h"
-#include "waveform/WaveScrollView.h"
-#include "waveform/WaveView.h"
-
-#include <QAbstractButton>
-#include <QApplication>
-#include <QComboBox>
 #include <QDropEvent>
 #include <QInputDialog>
-#include <QLabel>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QPushButton>
 #include <QScopeGuard>
 #include <QSplitter>
 #include <QStandardPaths>

@@ -2,14 +2,8 @@
 
 #include "app/ControlFormats.h"
 #include "app/PracticePanel.h"
-#include "loops/SelectionView.h"
-#include "loops/WaveViewContainer.h"
 #include "audio/Equalizer.h"
-#include "controls/WDButtonCell.h"
 
-#include <QAbstractButton>
-#include <QComboBox>
-#include <QLabel>
 #include <QSpinBox>
 
 namespace {
@@ -39,8 +33,6 @@ TEST(ControlFormatsTest, TextsAtTheirBoundaries)
 TEST_F(MainWindowControlsTest, AssistiveTechnologyFindsEachSliderByNameAndItsMoveReachesLabelAndEngine)
 {
     EXPECT_EQ(vc->volumeLabel()->text(), "0.0 dB") << "the volume starts at full";
-    // The zoom acts on a loaded track only.
-    ASSERT_TRUE(load(makeTrack("zoom.wav")));
     const auto zoomed = [&] { return vc->waveViewContainer()->waveScrollView()->magnification(); };
     const auto pitchHeard = [&] { return vc->player()->graph()->pitchNode().pitch(); };
     struct SliderCase { WDSlider* slider; QLabel* label; double value; const char* name; const char* shown; std::function<double()> heard; double expected; };

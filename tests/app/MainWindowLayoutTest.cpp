@@ -2,9 +2,6 @@
 
 #include "app/SplitView.h"
 #include "app/WavePane.h"
-#include "controls/WDButtonCell.h"
-
-#include <QLabel>
 
 namespace {
 

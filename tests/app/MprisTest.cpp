@@ -2,19 +2,12 @@
 #include "WindowFixture.h"
 
 #include "app/MprisService.h"
-#include "library/LTMusicLibraryPlaylistManager.h"
 #include "library/LTPlaylistStore.h"
-#include "controls/WDButtonCell.h"
-#include "loops/SelectionView.h"
-#include "loops/WaveViewContainer.h"
 
+#include <QDBusArgument>
 #include <QDBusConnection>
-#include <QDBusInterface>
-#include <QDBusMetaType>
 #include <QDBusPendingCall>
-#include <QDBusReply>
 #include <QDBusVariant>
-#include <QLabel>
 #include <QProcess>
 
 namespace {

@@ -2,11 +2,6 @@
 // SDL's choice of driver, which SDL reads each time its audio starts.
 #include "WindowFixture.h"
 
-#include "controls/WDButtonCell.h"
-
-#include <QApplication>
-#include <QLabel>
-
 #include <cstdlib>
 
 namespace {

@@ -3,9 +3,7 @@
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
 
-#include <QLabel>
 #include <QMenu>
-#include <QPushButton>
 
 #include <sndfile.h>
 

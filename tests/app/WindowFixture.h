@@ -5,15 +5,26 @@
 #include "audio/VirtualOutput.h"
 #include "common/Testing.h"
 #include "common/Sanitizers.h"
+#include "controls/WDButtonCell.h"
 #include "controls/WDSlider.h"
+#include "library/LTMusicLibraryPlaylistManager.h"
+#include "loops/SelectionView.h"
+#include "loops/WaveViewContainer.h"
+#include "preferences/PreferencesController.h"
 #include "preferences/UserDefaults.h"
+#include "waveform/WaveScrollView.h"
+#include "waveform/WaveView.h"
 
 #include <QAccessible>
+#include <QAbstractButton>
 #include <QApplication>
+#include <QComboBox>
 #include <QFileDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
+#include <QPushButton>
 
 // The real window and controller over a defaults file of their own and an engine that renders
 // into a virtual output, so tests hear exactly what the graph gives out (or into what
