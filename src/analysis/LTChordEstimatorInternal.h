@@ -10,10 +10,6 @@
 
 #include <atomic>
 
-// Why a file the reader could not open is no use to an analysis, in the analysis's log line and
-// failure text (the reader logs its own reason).
-QString openFailureReason(const QString& path);
-
 // Number of whole frames in a signal of sampleCount samples (0 when shorter than one frame).
 int64_t chordFrameCount(int64_t sampleCount);
 
