@@ -1,14 +1,8 @@
 #include "analysis/ChordFrameAnalyzer.h"
 
-#include "analysis/RealFft.h"
-
-#include <fftw3.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <mutex>
 
 using namespace chordconst;
 
@@ -76,31 +70,8 @@ ChordFrameDecision decideChord(const ChordTemplateMatch& match)
 
 ChordFrameAnalyzer::ChordFrameAnalyzer()
 {
-    m_window = fftwf_alloc_real(kFrameSize);
-    m_frame = fftwf_alloc_real(kFrameSize);
-    m_spectrum = reinterpret_cast<float*>(fftwf_alloc_complex(kBinCount + 1));
-    m_power = fftwf_alloc_real(kBinCount);
-    if (!m_window || !m_frame || !m_spectrum || !m_power)
-        return;
-    std::memset(m_frame, 0, sizeof(float) * kFrameSize);
-    std::memset(m_spectrum, 0, sizeof(float) * 2 * (kBinCount + 1));
-    std::memset(m_power, 0, sizeof(float) * kBinCount);
     for (int n = 0; n < kFrameSize; ++n)
-        m_window[n] = float(kHannNorm * (1.0 - std::cos(2.0 * M_PI * double(n) / double(kFrameSize))));
-    std::lock_guard lock(fftwPlannerMutex());
-    m_plan = fftwf_plan_dft_r2c_1d(kFrameSize, m_frame, reinterpret_cast<fftwf_complex*>(m_spectrum), FFTW_ESTIMATE);
-}
-
-ChordFrameAnalyzer::~ChordFrameAnalyzer()
-{
-    if (m_plan) {
-        std::lock_guard lock(fftwPlannerMutex());
-        fftwf_destroy_plan(m_plan);
-    }
-    fftwf_free(m_window);
-    fftwf_free(m_frame);
-    fftwf_free(m_spectrum);
-    fftwf_free(m_power);
+        m_window[size_t(n)] = float(kHannNorm * (1.0 - std::cos(2.0 * M_PI * double(n) / double(kFrameSize))));
 }
 
 bool ChordFrameAnalyzer::passesRmsGate(const float* samples) const
@@ -111,15 +82,15 @@ bool ChordFrameAnalyzer::passesRmsGate(const float* samples) const
     return std::sqrt(squares / double(kFrameSize)) >= kRmsGate;
 }
 
-bool ChordFrameAnalyzer::foldChroma()
+bool ChordFrameAnalyzer::foldChroma(const float* spectrum)
 {
     m_chroma.fill(0.0f);
     float total = 0.0f;
     for (int k = kLowestBin; k <= kHighestBin; ++k) {
-        const float re = m_spectrum[2 * k] * kFftScale;
-        const float im = m_spectrum[2 * k + 1] * kFftScale;
+        const float re = spectrum[2 * k] * kFftScale;
+        const float im = spectrum[2 * k + 1] * kFftScale;
         const float power = re * re + im * im;
-        m_power[k] = power;
+        m_power[size_t(k)] = power;
         if (power > kBinPowerFloor) {
             m_chroma[size_t(chromaPitchClassOfBin(k))] += power;
             total += power;
@@ -138,10 +109,10 @@ ChordFrameDecision ChordFrameAnalyzer::analyseFrame(const float* samples)
     m_match = {};
     if (!passesRmsGate(samples))
         return {};
+    float* frame = m_fft.input();
     for (int n = 0; n < kFrameSize; ++n)
-        m_frame[n] = samples[n] * m_window[n];
-    fftwf_execute_dft_r2c(m_plan, m_frame, reinterpret_cast<fftwf_complex*>(m_spectrum));
-    if (!foldChroma())
+        frame[n] = samples[n] * m_window[size_t(n)];
+    if (!foldChroma(m_fft.transform()))
         return {};
     m_voiced = true;
     m_match = matchChordTemplates(m_chroma);

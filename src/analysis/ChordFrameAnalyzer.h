@@ -1,10 +1,9 @@
 #pragma once
 
 #include "analysis/ChordConstants.h"
+#include "analysis/RealFft.h"
 
 #include <array>
-
-struct fftwf_plan_s;
 
 using ChordChroma = std::array<float, 12>;
 
@@ -29,16 +28,13 @@ int chromaPitchClassOfBin(int bin);
 ChordTemplateMatch matchChordTemplates(const ChordChroma& chroma);
 ChordFrameDecision decideChord(const ChordTemplateMatch& match);
 
-// The per-frame decision: RMS gate, windowed FFT, chroma, templates. Owns its FFT plan and work
-// arrays for the life of one analysis; one instance per thread.
+// The per-frame decision: RMS gate, windowed FFT, chroma, templates. Owns its FFT and work arrays
+// for the life of one analysis; one instance per thread.
 class ChordFrameAnalyzer {
 public:
     ChordFrameAnalyzer();
-    ~ChordFrameAnalyzer();
-    ChordFrameAnalyzer(const ChordFrameAnalyzer&) = delete;
-    ChordFrameAnalyzer& operator=(const ChordFrameAnalyzer&) = delete;
 
-    bool isValid() const { return m_plan != nullptr; }
+    bool isValid() const { return m_fft.isValid(); }
 
     // samples: kFrameSize values. After the call, lastFrameVoiced() tells whether the frame had a
     // chroma (which then counts towards the whole-file mean).
@@ -48,18 +44,17 @@ public:
     const ChordChroma& lastChroma() const { return m_chroma; }
     const ChordTemplateMatch& lastMatch() const { return m_match; }
     // Power of a bin in the visited range, valid when the last frame passed the RMS gate.
-    float binPower(int bin) const { return m_power[bin]; }
-    float windowAt(int n) const { return m_window[n]; }
+    float binPower(int bin) const { return m_power[size_t(bin)]; }
+    float windowAt(int n) const { return m_window[size_t(n)]; }
 
 private:
     bool passesRmsGate(const float* samples) const;
-    bool foldChroma();
+    // spectrum: kBinCount + 1 interleaved complex values.
+    bool foldChroma(const float* spectrum);
 
-    fftwf_plan_s* m_plan = nullptr;
-    float* m_window = nullptr;
-    float* m_frame = nullptr;
-    float* m_spectrum = nullptr; // kBinCount + 1 interleaved complex values
-    float* m_power = nullptr;
+    RealFft m_fft{chordconst::kFrameSize};
+    std::array<float, chordconst::kFrameSize> m_window{};
+    std::array<float, chordconst::kBinCount> m_power{};
     ChordChroma m_chroma{};
     ChordTemplateMatch m_match;
     bool m_voiced = false;

@@ -4,12 +4,18 @@
 
 #include <cmath>
 #include <cstring>
+#include <mutex>
 
+namespace {
+
+// FFTW's planner is not thread-safe; executing a plan is.
 std::mutex& fftwPlannerMutex()
 {
     static std::mutex mutex;
     return mutex;
 }
+
+} // namespace
 
 RealFft::RealFft(int size)
     : m_size(size)
@@ -33,9 +39,15 @@ RealFft::~RealFft()
     fftwf_free(m_output);
 }
 
-void RealFft::magnitudes(float* out, int bins)
+const float* RealFft::transform()
 {
     fftwf_execute(m_plan);
+    return m_output;
+}
+
+void RealFft::magnitudes(float* out, int bins)
+{
+    const float* c = transform();
     for (int k = 0; k < bins; ++k)
-        out[k] = std::sqrt(m_output[2 * k] * m_output[2 * k] + m_output[2 * k + 1] * m_output[2 * k + 1]);
+        out[k] = std::sqrt(c[2 * k] * c[2 * k] + c[2 * k + 1] * c[2 * k + 1]);
 }

@@ -1,15 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 
 struct fftwf_plan_s;
 
-// FFTW's planner is not thread-safe; executing a plan is. Every plan in the process is made and
-// destroyed under this one lock.
-std::mutex& fftwPlannerMutex();
-
-// A forward real FFT of one size with its own aligned buffers, planned once (FFTW_ESTIMATE).
+// A forward real FFT of one size with its own aligned buffers, planned once (FFTW_ESTIMATE). Every
+// FFTW plan in the process is made here, so the planner, which is not thread-safe, is locked here.
 class RealFft {
 public:
     explicit RealFft(int size);
@@ -19,8 +15,10 @@ public:
 
     bool isValid() const { return m_plan != nullptr; }
     int size() const { return m_size; }
-    // size samples to fill before run().
+    // size samples to fill before transform() or magnitudes().
     float* input() { return m_input; }
+    // Transforms input(): size / 2 + 1 complex values, interleaved, unscaled; valid until the next call.
+    const float* transform();
     // Writes the magnitudes of the transform of input() for bins 0 .. bins - 1 (at most size / 2 + 1).
     void magnitudes(float* out, int bins);
 
