@@ -37,6 +37,12 @@ constexpr int64_t kPrefetchFrames = 1 << 17;
 
 bool olderThan(uint32_t a, uint32_t b) { return int32_t(a - b) < 0; }
 
+// A seam no longer than half the segment keeps the start of every pass untouched.
+int seamFramesFor(int asked, int64_t count)
+{
+    return int(std::clamp<int64_t>(asked, 0, std::min<int64_t>(kMaxSeamFrames, count / 2)));
+}
+
 } // namespace
 
 PlayerNode::PlayerNode(int channelCount, int maxScheduled)
@@ -103,8 +109,7 @@ bool PlayerNode::scheduleSegment(std::shared_ptr<const FrameSource> source, int6
     if (item->loops)
         seam.toFrame = item->start;
     item->askedSeamFrames = seam.frames;
-    // A seam no longer than half the segment keeps the start of every pass untouched.
-    seam.frames = int(std::clamp<int64_t>(seam.frames, 0, std::min<int64_t>(kMaxSeamFrames, item->count / 2)));
+    seam.frames = seamFramesFor(seam.frames, item->count);
     item->seam = seam.toFrame >= 0 ? seam : Seam{};
     item->completion = std::move(completion);
     item->source->prefetch(item->start, std::min<int64_t>(item->count, 1 << 16));
@@ -351,7 +356,7 @@ void PlayerNode::beginPass(Item& item, int64_t sampleTime)
         item.start = item.nextStart;
         item.count = item.nextCount;
         item.nextStart = -1;
-        item.seam.frames = int(std::clamp<int64_t>(item.askedSeamFrames, 0, std::min<int64_t>(kMaxSeamFrames, item.count / 2)));
+        item.seam.frames = seamFramesFor(item.askedSeamFrames, item.count);
     }
     takePlan();
     const double rate = m_plan.rateOfPass(m_passInRun++, m_handRate.load(std::memory_order_relaxed));
