@@ -216,11 +216,13 @@ void ViewController::applyPassPlan()
 
 void ViewController::followTrainer()
 {
+    // Asked on every playhead tick: the engine is only asked while a run goes on.
+    if (!m_practice || !m_practice->trainerRuns())
+        return;
     const double trained = m_player->trainedRateHeard();
-    if (!m_practice->trainerRuns() || !(trained > 0.0) || std::abs(trained - m_speed) < 1e-9)
+    if (!(trained > 0.0) || std::abs(trained - m_speed) < 1e-9)
         return;
     FlagScope following(m_followingTrainer, true);
-    FlagScope binding(m_bindingSpeed, false);
     setSpeed(trained);
 }
 
