@@ -41,7 +41,6 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
     makeConnections();
     setupMatrixMixer(true);
 
-    // The range twice, as a play would schedule it: once for the stretcher to study, once to render.
     const double rate = m_graph->pitchNode().rate();
     const bool followsPasses = m_loop && (m_passPlan.trains() || m_passPlan.leads());
     const int64_t total = followsPasses ? m_passPlan.outputFrames(m_len, m_exportPasses, format.sampleRate, rate)
@@ -51,25 +50,28 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
         ExportRenderer::Settings{format.sampleRate, format.channelCount, rate, m_graph->pitchNode().pitch(), followsPasses},
         m_graph->mixer(), m_graph->eqNode());
 
+    // The range as a play would schedule it, and once more for a stretcher that studies it first.
     const uint64_t generation = ++m_scheduleGeneration;
-    std::shared_ptr<PlayerNode> passes[2];
-    for (auto& node : passes) {
-        node = std::make_shared<PlayerNode>(m_inputFormat.channelCount);
+    const auto scheduled = [&] {
+        auto node = std::make_shared<PlayerNode>(m_inputFormat.channelCount);
         node->setSampleRate(format.sampleRate);
         node->setHandRate(rate);
         node->setPassPlan(m_passPlan);
         scheduleRange(*node, generation, false);
         node->play();
-    }
-    passes[1]->setClickTrack(renderer->clickTrack());
+        return node;
+    };
+    const std::shared_ptr<PlayerNode> input = scheduled();
+    const std::shared_ptr<PlayerNode> study = renderer->studies() ? scheduled() : input;
+    input->setClickTrack(renderer->clickTrack());
 
     m_renderAbort = false;
     m_exporting = true;
     m_renderLoopActive = true;
     std::weak_ptr<int> alive = m_lifetime;
-    QThreadPool::globalInstance()->start([this, alive, writer, renderer, passes, inputFrames, total] {
+    QThreadPool::globalInstance()->start([this, alive, writer, renderer, input, study, inputFrames, total] {
         // A cancel keeps what was rendered; a failed write keeps the file that was there before.
-        const bool rendered = renderer->run(*passes[0], *passes[1], inputFrames, total, *writer, m_renderAbort,
+        const bool rendered = renderer->run(*study, *input, inputFrames, total, *writer, m_renderAbort,
                                             [this](double fraction) { postExportProgress(fraction); });
         if (!rendered)
             writer->discard();

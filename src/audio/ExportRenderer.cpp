@@ -67,7 +67,8 @@ ExportRenderer::ExportRenderer(const Settings& settings, const MatrixMixer& mixe
     makeBuffers(m_out, m_outPointers, settings.channels);
     makeBuffers(m_mix, m_mixPointers, MatrixMixer::kChannels);
     m_offsetPointers.assign(size_t(settings.channels), nullptr);
-    m_clicks.prepare(settings.sampleRate);
+    if (settings.followsPasses)
+        m_clicks.prepare(settings.sampleRate);
     if (stretches() && !settings.followsPasses) {
         m_stretcher = std::make_unique<RubberBandStretcher>(
             size_t(settings.sampleRate), size_t(settings.channels),

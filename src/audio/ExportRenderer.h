@@ -42,6 +42,8 @@ public:
     // it); `total` frames are written, padded with silence or cut. False when a write failed.
     bool run(AudioRenderSource& study, AudioRenderSource& input, int64_t inputFrames, int64_t total,
              WavWriter& writer, const std::atomic<bool>& abort, const Progress& progress);
+    // Whether run() reads `study` at all: only a stretch studies its input first.
+    bool studies() const { return m_stretcher != nullptr; }
     // Where the player of a render that follows its passes puts its clicks.
     ClickTrack* clickTrack() { return &m_clicks; }
 
