@@ -7,6 +7,7 @@
 #include "app/WavePane.h"
 #include "loops/WaveViewContainer.h"
 #include "preferences/ColorTheme.h"
+#include "preferences/PreferencesController.h"
 #include "preferences/UserDefaults.h"
 #include "waveform/WaveScrollView.h"
 #include "waveform/WaveView.h"
@@ -18,7 +19,6 @@
 
 namespace {
 const QString kNoteOverlayKey = QStringLiteral("NoteOverlayEnabled");
-const QString kChordMethodKey = QStringLiteral("ChordMethod");
 } // namespace
 
 void ViewController::setupNoteAnalysis()
@@ -45,7 +45,8 @@ QString ViewController::noteAnalysisCachePath() const
 
 ChordMethod ViewController::chordMethod() const
 {
-    return chordMethodFromName(m_defaults.stringForKey(kChordMethodKey)).value_or(kDefaultChordMethod);
+    const QString name = m_defaults.stringForKey(PreferencesController::kChordMethodKey);
+    return chordMethodFromName(name).value_or(kDefaultChordMethod);
 }
 
 void ViewController::chordMethodChanged()
