@@ -208,7 +208,7 @@ bool sameTrack(const Row& a, const Tags& tags, qint64 size)
 } // namespace
 
 struct MusicLibraryIndex::Snapshot {
-    QStringList watchedFolders; // the roots and every folder holding a listed file
+    QSet<QString> watchedFolders; // the roots and every folder holding a listed file
     QList<MusicLibraryTrackPtr> tracks;
     QList<MusicLibraryPlaylistPtr> playlists;
     QHash<quint64, MusicLibraryTrackPtr> byID;
@@ -332,15 +332,17 @@ void MusicLibraryIndex::startScan()
     });
 }
 
-void MusicLibraryIndex::watchFolders(const QStringList& folders)
+void MusicLibraryIndex::watchFolders(const QSet<QString>& folders)
 {
+    // A library holds thousands of folders: each side is looked up in a set, not searched.
     const QStringList old = m_watcher.directories();
+    const QSet<QString> watching(old.begin(), old.end());
     QStringList gone, added;
     for (const QString& folder : old)
         if (!folders.contains(folder))
             gone << folder;
     for (const QString& folder : folders)
-        if (!old.contains(folder))
+        if (!watching.contains(folder))
             added << folder;
     if (!gone.isEmpty())
         m_watcher.removePaths(gone);
@@ -389,7 +391,7 @@ std::shared_ptr<MusicLibraryIndex::Snapshot> scanFolders(const QStringList& fold
             watched.insert(QDir::cleanPath(QFileInfo(folder).absoluteFilePath()));
     for (const FoundFile& file : audio + playlistFiles)
         watched.insert(QFileInfo(file.path).path());
-    snapshot->watchedFolders = QStringList(watched.begin(), watched.end());
+    snapshot->watchedFolders = std::move(watched);
 
     // Without a database the scan still lists the files, with new IDs each time.
     Database db;

@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -92,7 +93,7 @@ public:
 private:
     void startScan();
     void adopt(const std::shared_ptr<Snapshot>& snapshot);
-    void watchFolders(const QStringList& folders);
+    void watchFolders(const QSet<QString>& folders);
 
     static constexpr int kChangeSettleMs = 1000;
 
