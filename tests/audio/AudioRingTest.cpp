@@ -2,8 +2,6 @@
 
 #include "common/Testing.h"
 
-#include <atomic>
-#include <thread>
 
 namespace {
 
@@ -19,33 +17,6 @@ int writeCounting(AudioRing& ring, int64_t& next, int frames)
     const int n = ring.write(planar, frames);
     next += n;
     return n;
-}
-
-TEST(AudioRing, aProducerAndAConsumerThreadPassEveryFrameInOrderAcrossTheWrap)
-{
-    AudioRing ring(2, 300);
-    const int64_t total = 400000;
-    std::thread producer([&] {
-        int64_t next = 0;
-        while (next < total)
-            if (writeCounting(ring, next, int(std::min<int64_t>(128, total - next))) == 0)
-                std::this_thread::yield();
-    });
-    int64_t expected = 0;
-    bool inOrder = true;
-    std::vector<float> out(2 * 97);
-    while (expected < total && inOrder) {
-        uint64_t first = 0;
-        const int n = ring.read(out.data(), 97, &first);
-        inOrder = n == 0 || first == uint64_t(expected);
-        for (int i = 0; i < n; ++i, ++expected)
-            inOrder = inOrder && out[size_t(2 * i)] == float(expected) && out[size_t(2 * i + 1)] == -float(expected);
-        if (n == 0)
-            std::this_thread::yield();
-    }
-    producer.join();
-    EXPECT_TRUE(inOrder) << "at frame " << expected;
-    EXPECT_EQ(expected, total);
 }
 
 TEST(AudioRing, refusesToOverwritePadsWithSilenceWhenDryAndAFlushDropsOnlyWhatCameBefore)
