@@ -254,6 +254,7 @@ TEST_F(MainWindowControlsTest, TheSpeedControlFollowsTheTrainerUntilAStop)
     EXPECT_EQ(speedAfter(1.0), "50 %");
     EXPECT_EQ(speedAfter(1.5), "75 %");
     EXPECT_EQ(speedAfter(1.5), "100 %");
+    EXPECT_EQ(speedAfter(1.1), "100 %") << "the limit holds";
     EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.0);
     QTest::mouseClick(practice->slowerButton(), Qt::LeftButton);
     EXPECT_EQ(practice->startPercent()->value(), 75) << "a step below what plays";
