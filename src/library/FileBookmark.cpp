@@ -66,7 +66,9 @@ std::optional<Record> decode(const QByteArray& data)
     if (in.status() != QDataStream::Ok || version != formatVersion)
         return std::nullopt;
     in >> r.path >> r.identity.device >> r.identity.inode >> r.identity.size >> r.identity.mtimeNs;
-    if (in.status() != QDataStream::Ok || !in.atEnd() || !r.path.startsWith('/'))
+    // A NUL inside the path would cut it short at the file system, which would then name a
+    // different file from the one handed back.
+    if (in.status() != QDataStream::Ok || !in.atEnd() || !r.path.startsWith('/') || r.path.contains('\0'))
         return std::nullopt;
     return r;
 }

@@ -2,6 +2,8 @@
 
 #include "common/Testing.h"
 
+#include <QtEndian>
+
 #include <filesystem>
 
 namespace {
@@ -51,7 +53,13 @@ TEST_F(FileBookmarkTest, AnUnmovedFileResolvesToItselfAndADeletedFileOrDataThatI
 
     QByteArray wrongMagic = data;
     wrongMagic[0] = char(wrongMagic[0] ^ 0x20);
-    QList<QByteArray> bad = {QByteArray(), QByteArray("garbage"), data + 'x', wrongMagic};
+    // The same path with a NUL after it: the length ahead of the path grows by one.
+    QByteArray nulInPath = data;
+    const qsizetype lengthAt = 8 + 2, pathAt = lengthAt + 4;
+    const quint32 pathLength = qFromBigEndian<quint32>(nulInPath.constData() + lengthAt);
+    nulInPath.insert(pathAt + pathLength, '\0');
+    qToBigEndian<quint32>(pathLength + 1, nulInPath.data() + lengthAt);
+    QList<QByteArray> bad = {QByteArray(), QByteArray("garbage"), data + 'x', wrongMagic, nulInPath};
     for (qsizetype n = 1; n < data.size(); ++n)
         bad.append(data.left(n));
     for (const QByteArray& b : bad)
