@@ -1,7 +1,7 @@
 #pragma once
 
 #include "analysis/ChordConstants.h"
-#include "analysis/RealFft.h"
+#include "audio/RealFft.h"
 
 #include <array>
 

@@ -2,7 +2,7 @@
 
 #include "analysis/LTChordEstimator.h"
 #include "analysis/PreciseChordStages.h"
-#include "analysis/RealFft.h"
+#include "audio/RealFft.h"
 
 #include <atomic>
 #include <memory>

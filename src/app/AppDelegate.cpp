@@ -149,6 +149,7 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     soloItem(tr("Solo Left Channel"), vc->soloLeftButton(), Qt::Key_Left);
     soloItem(tr("Solo Right Channel"), vc->soloRightButton(), Qt::Key_Right);
     soloItem(tr("Cancel Centre"), vc->cancelCentreButton(), Qt::Key_C);
+    soloItem(tr("Centre Only"), vc->centreOnlyButton(), Qt::Key_M);
     playback->addSeparator();
     QAction* next = playback->addAction(tr("Next Track"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Down), vc,
                                         [vc] { vc->nextTrack(nullptr); });

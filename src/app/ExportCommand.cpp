@@ -93,11 +93,11 @@ bool parseOption(const QString& option, const QString& value, ExportSettings& s,
     if (option == QLatin1String("--bpm"))
         return set(s.plan.bpm, 20.0, 400.0);
     if (option == QLatin1String("--centre")) {
-        if (value == QLatin1String("cancel")) {
-            s.solo = AudioEngine::kCancelCentre;
+        if (value == QLatin1String("cancel") || value == QLatin1String("only")) {
+            s.solo = value == QLatin1String("cancel") ? AudioEngine::kCancelCentre : AudioEngine::kCentreOnly;
             return true;
         }
-        error = QStringLiteral("--centre takes cancel, not \"%1\"").arg(value);
+        error = QStringLiteral("--centre takes cancel or only, not \"%1\"").arg(value);
         return false;
     }
     if (option == QLatin1String("--from"))
@@ -208,6 +208,8 @@ void applySettings(AudioEngine& engine, const ExportSettings& s)
         engine.soloRight(true);
     else if (s.solo == AudioEngine::kCancelCentre)
         engine.cancelCentre(true);
+    else if (s.solo == AudioEngine::kCentreOnly)
+        engine.centreOnly(true);
     engine.setVolume(float(s.volume));
     engine.setExportPasses(s.loops);
 }

@@ -197,6 +197,7 @@ public:
     QAbstractButton* soloLeftButton() const { return m_soloLeft; }
     QAbstractButton* soloRightButton() const { return m_soloRight; }
     QAbstractButton* cancelCentreButton() const { return m_cancelCentre; }
+    QAbstractButton* centreOnlyButton() const { return m_centreOnly; }
     PracticePanel* practicePanel() const { return m_practice; }
     WDButtonCell* playButton() const { return m_playButton; }
     WDButtonCell* returnButton() const { return m_returnButton; }
@@ -385,6 +386,7 @@ private:
     QPushButton* m_soloLeft = nullptr;
     QPushButton* m_soloRight = nullptr;
     QPushButton* m_cancelCentre = nullptr;
+    QPushButton* m_centreOnly = nullptr;
     PracticePanel* m_practice = nullptr;
     WDButtonCell* m_playButton = nullptr;
     WDButtonCell* m_returnButton = nullptr;

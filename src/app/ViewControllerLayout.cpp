@@ -200,10 +200,18 @@ void ViewController::buildRightDrawer()
     soloRow->addWidget(m_soloLeft);
     soloRow->addWidget(m_soloRight);
     layout->addLayout(soloRow);
-    m_cancelCentre = makeToggle(tr("Cancel Centre"), m_rightDrawer);
+    QLabel* centreValue = nullptr;
+    section(tr("Centre"), nullptr, centreValue);
+    auto* centreRow = new QHBoxLayout;
+    m_cancelCentre = makeToggle(tr("Cancel"), m_rightDrawer);
     describeToggle(m_cancelCentre, tr("Cancel Centre"), tr("On"), tr("Off"));
     m_cancelCentre->setToolTip(tr("Removes what sounds in the middle, such as a lead voice or solo"));
-    layout->addWidget(m_cancelCentre);
+    m_centreOnly = makeToggle(tr("Only"), m_rightDrawer);
+    describeToggle(m_centreOnly, tr("Centre Only"), tr("On"), tr("Off"));
+    m_centreOnly->setToolTip(tr("Keeps only what sounds in the middle and leaves out what is on one side"));
+    centreRow->addWidget(m_cancelCentre);
+    centreRow->addWidget(m_centreOnly);
+    layout->addLayout(centreRow);
 
     QLabel* practiceValue = nullptr;
     section(tr("Practice"), nullptr, practiceValue);

@@ -77,7 +77,7 @@ void ViewController::setColorTheme()
         label->setStyleSheet(QStringLiteral("color: %1;").arg(c.icon.name()));
     for (QLabel* label : {m_toneLabel, m_pitchLabel, m_volumeLabel})
         label->setStyleSheet(QStringLiteral("color: %1;").arg(c.icon.lighter(250).name()));
-    for (QPushButton* toggle : {m_toneButton, m_pitchButton, m_soloLeft, m_soloRight, m_cancelCentre})
+    for (QPushButton* toggle : {m_toneButton, m_pitchButton, m_soloLeft, m_soloRight, m_cancelCentre, m_centreOnly})
         toggle->setStyleSheet(toggleStyle(c));
 
     const QString sideStyle = QStringLiteral("QPushButton { border: none; background: transparent; }");

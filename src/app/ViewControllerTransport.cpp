@@ -70,6 +70,7 @@ void ViewController::connectControls()
     connect(m_soloLeft, &QPushButton::clicked, this, [this] { soloChannel(m_soloLeft); });
     connect(m_soloRight, &QPushButton::clicked, this, [this] { soloChannel(m_soloRight); });
     connect(m_cancelCentre, &QPushButton::clicked, this, [this] { soloChannel(m_cancelCentre); });
+    connect(m_centreOnly, &QPushButton::clicked, this, [this] { soloChannel(m_centreOnly); });
     connect(m_practice, &PracticePanel::planChanged, this, &ViewController::applyPassPlan);
     connect(m_practice, &PracticePanel::slowerAsked, this, &ViewController::trainerSlower);
     connect(m_playButton, &QAbstractButton::clicked, this, [this] { play(m_playButton); });
@@ -313,16 +314,18 @@ void ViewController::pitchEnable(QObject*)
 
 void ViewController::soloChannel(QObject* sender)
 {
-    // One engine state serves all three, so the other buttons are only switched off here.
-    for (QPushButton* button : {m_soloLeft, m_soloRight, m_cancelCentre})
+    // One engine state serves all four, so the other buttons are only switched off here.
+    for (QPushButton* button : {m_soloLeft, m_soloRight, m_cancelCentre, m_centreOnly})
         if (button != sender)
             button->setChecked(false);
     if (sender == m_soloLeft)
         m_player->soloLeft(m_soloLeft->isChecked());
     else if (sender == m_soloRight)
         m_player->soloRight(m_soloRight->isChecked());
-    else
+    else if (sender == m_cancelCentre)
         m_player->cancelCentre(m_cancelCentre->isChecked());
+    else
+        m_player->centreOnly(m_centreOnly->isChecked());
 }
 
 // --- Zoom ---

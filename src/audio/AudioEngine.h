@@ -100,10 +100,13 @@ public:
     void setVolume(float volume);
     void soloLeft(bool on);
     void soloRight(bool on);
-    // Removes what left and right have in common; excludes either solo, as they exclude it.
+    // Removes what left and right have in common, or keeps only that; each excludes the others
+    // and either solo, as they exclude it.
     void cancelCentre(bool on);
+    void centreOnly(bool on);
     void setSolo();
     static constexpr int32_t kCancelCentre = 3;
+    static constexpr int32_t kCentreOnly = 4;
     void setPitch(float cents);
     void pitchEnable(bool enable);
     void setFilter(float hz);

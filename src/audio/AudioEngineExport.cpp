@@ -47,7 +47,8 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
                                         : int64_t(float(m_len) / float(rate)) * m_exportPasses;
     const int64_t inputFrames = int64_t(m_len) * m_exportPasses;
     auto renderer = std::make_shared<ExportRenderer>(
-        ExportRenderer::Settings{format.sampleRate, format.channelCount, rate, m_graph->pitchNode().pitch(), followsPasses},
+        ExportRenderer::Settings{format.sampleRate, format.channelCount, rate, m_graph->pitchNode().pitch(), followsPasses,
+                                 m_graph->centre().isEnabled()},
         m_graph->mixer(), m_graph->eqNode());
 
     // The range as a play would schedule it, and once more for a stretcher that studies it first.

@@ -42,20 +42,28 @@ void AudioEngine::cancelCentre(bool on)
     setSolo();
 }
 
+void AudioEngine::centreOnly(bool on)
+{
+    m_solo = on ? kCentreOnly : 0;
+    setSolo();
+}
+
 // A soloed channel reaches both outputs and the other is muted at its input; the crosspoint from
 // the muted channel to its own side stays at 1 and has no effect. Cancelling the centre sends
 // left less right to both sides: what the two share, a centre-panned voice, is gone exactly.
+// Keeping only the centre is the centre extractor's work; the mixer passes both sides straight.
 void AudioEngine::setSolo()
 {
-    if (m_solo < 0 || m_solo > kCancelCentre || !m_graph)
+    if (m_solo < 0 || m_solo > kCentreOnly || !m_graph)
         return;
-    static constexpr float crosspoints[4][2][2] = {
+    static constexpr float crosspoints[5][2][2] = {
         {{1.0f, 0.0f}, {0.0f, 1.0f}},
         {{1.0f, 1.0f}, {0.0f, 1.0f}},
         {{1.0f, 0.0f}, {1.0f, 1.0f}},
         {{1.0f, 1.0f}, {-1.0f, -1.0f}},
+        {{1.0f, 0.0f}, {0.0f, 1.0f}},
     };
-    static constexpr float finalInput[4][2] = {{1.0f, 1.0f}, {1.0f, 0.0f}, {0.0f, 1.0f}, {1.0f, 1.0f}};
+    static constexpr float finalInput[5][2] = {{1.0f, 1.0f}, {1.0f, 0.0f}, {0.0f, 1.0f}, {1.0f, 1.0f}, {1.0f, 1.0f}};
     MatrixMixer& mixer = m_graph->mixer();
     for (uint32_t in = 0; in < 2; ++in) {
         mixer.setParameter(MatrixMixer::Input, in, 1.0f);
@@ -67,6 +75,7 @@ void AudioEngine::setSolo()
     }
     for (uint32_t in = 0; in < 2; ++in)
         mixer.setParameter(MatrixMixer::Input, in, finalInput[m_solo][in]);
+    m_graph->centre().setEnabled(m_solo == kCentreOnly);
 }
 
 void AudioEngine::setPitch(float cents)

@@ -124,9 +124,12 @@ bool AudioGraph::renderBlock(float* const* out, int frames)
 {
     m_pitch.render(m_stagePointers.data(), frames);
     const bool started = m_pitch.startedStreamLastRender();
-    if (started)
+    if (started) {
         m_limiter.reset();
+        m_centre.reset();
+    }
     m_mixer.process(m_stagePointers.data(), m_downmix.channelCount(), out, frames);
+    m_centre.process(out, frames);
     m_eq.process(out, kOutputChannels, frames);
     m_clicks.mix(out, kOutputChannels, frames, m_pitch.lastRenderTime(), m_pitch.lastRenderRate());
     m_limiter.process(out, kOutputChannels, frames);
@@ -141,9 +144,11 @@ void AudioGraph::writeBlock()
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     if (seconds > m_worstBlockSeconds.load(std::memory_order_relaxed))
         m_worstBlockSeconds.store(seconds, std::memory_order_relaxed);
-    // The limiter's delay puts the block's first frame that far back on the time line.
+    // The delays of the limiter and the centre extractor put the block's first frame that far
+    // back on the time line.
     const double rate = m_pitch.lastRenderRate();
-    const double time = m_pitch.lastRenderTime() - double(m_limiter.latencyFrames()) * rate;
+    const int delay = m_limiter.latencyFrames() + m_centre.latencyFrames();
+    const double time = m_pitch.lastRenderTime() - double(delay) * rate;
     m_timeline.stampBlock(m_ring->writePosition(), time, rate, m_player.renderEpoch());
     m_ring->write(m_mixPointers.data(), kBlockFrames);
 }

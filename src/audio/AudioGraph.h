@@ -2,6 +2,7 @@
 
 #include "audio/AudioFormat.h"
 #include "audio/AudioRing.h"
+#include "audio/CentreExtractor.h"
 #include "audio/ChannelDownmix.h"
 #include "audio/ClickTrack.h"
 #include "audio/Equalizer.h"
@@ -19,7 +20,7 @@
 class AudioOutput;
 
 // The chain the engine drives: player node → (fold to stereo) → time-pitch → matrix mixer →
-// equaliser → count-in clicks → limiter → output. The chain renders on its own thread into a ring kept about 80 ms
+// centre extractor → equaliser → count-in clicks → limiter → output. The chain renders on its own thread into a ring kept about 80 ms
 // ahead, because the stretcher sometimes needs longer for one block than the block lasts; 80 ms
 // covers its slowest blocks while a speed change is still heard within 120 ms. The output's
 // callback only copies from the ring. With an inline output the callback renders directly.
@@ -46,6 +47,7 @@ public:
     TimePitchStage& pitchNode() { return m_pitch; }
     const TimePitchStage& pitchNode() const { return m_pitch; }
     MatrixMixer& mixer() { return m_mixer; }
+    CentreExtractor& centre() { return m_centre; }
     Equalizer& eqNode() { return m_eq; }
     AudioOutput& output() { return *m_output; }
     const AudioRing* ring() const { return m_ring.get(); }
@@ -95,6 +97,7 @@ private:
     ChannelDownmix m_downmix;
     TimePitchStage m_pitch;
     MatrixMixer m_mixer;
+    CentreExtractor m_centre;
     Equalizer m_eq;
     Limiter m_limiter;
     ClickTrack m_clicks;

@@ -58,6 +58,10 @@ ExportRenderer::ExportRenderer(const Settings& settings, const MatrixMixer& mixe
     : m_settings(settings)
 {
     copyMixer(mixer, m_mixer);
+    if (settings.centreOnly && settings.channels >= MatrixMixer::kChannels) {
+        m_centre = std::make_unique<CentreExtractor>();
+        m_centre->setEnabled(true);
+    }
     for (int first = 0; first < settings.channels; first += Equalizer::kMaxChannels)
         m_eqs.push_back(copyEqualizer(eq, settings.sampleRate));
     // Settled and bypassed, the filter is the identity for the whole export.
@@ -93,6 +97,10 @@ bool ExportRenderer::run(AudioRenderSource& study, AudioRenderSource& input, int
     m_written = 0;
     m_toDrop = m_limiter.latencyFrames();
     m_limiter.reset();
+    if (m_centre) {
+        m_toDrop += CentreExtractor::kLatencyFrames;
+        m_centre->reset();
+    }
     if (m_settings.followsPasses)
         return runFollowingPasses(input, writer, abort, progress);
     if (m_stretcher) {
@@ -167,7 +175,8 @@ void ExportRenderer::studyAll(AudioRenderSource& study, int64_t inputFrames, con
     }
 }
 
-// Shapes a block and writes what is due of it; the limiter's delay is dropped from the start.
+// Shapes a block and writes what is due of it; the delays of the limiter and the centre
+// extractor are dropped from the start.
 bool ExportRenderer::deliver(float* const* block, int frames, WavWriter& writer)
 {
     shape(block, frames);
@@ -189,6 +198,8 @@ void ExportRenderer::shape(float* const* block, int frames)
     const int channels = m_settings.channels;
     if (channels >= MatrixMixer::kChannels) {
         m_mixer.process(block, MatrixMixer::kChannels, block, frames);
+        if (m_centre)
+            m_centre->process(block, frames);
     } else {
         m_mixer.process(block, channels, m_mixPointers.data(), frames);
         std::memcpy(block[0], m_mixPointers[0], sizeof(float) * size_t(frames));

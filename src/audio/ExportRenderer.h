@@ -1,5 +1,6 @@
 #pragma once
 
+#include "audio/CentreExtractor.h"
 #include "audio/ClickTrack.h"
 #include "audio/Equalizer.h"
 #include "audio/Limiter.h"
@@ -30,6 +31,7 @@ public:
         // Passes whose speed or lead change as they go render through the playback stretcher,
         // which follows the player's passes; the clicks of a count-in join after the filter.
         bool followsPasses = false;
+        bool centreOnly = false;
     };
     using Progress = std::function<void(double fraction)>;
 
@@ -58,6 +60,7 @@ private:
     Settings m_settings;
     std::unique_ptr<RubberBand::RubberBandStretcher> m_stretcher;
     MatrixMixer m_mixer;
+    std::unique_ptr<CentreExtractor> m_centre; // for "Centre only"
     std::vector<std::unique_ptr<Equalizer>> m_eqs; // one per kMaxChannels channels
     bool m_filtering = true;
     Limiter m_limiter;

@@ -153,7 +153,7 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--export", input, "-o", out, "--speed", "2"}, "--speed needs a number from 0.25 to 1.5, not \"2\""},
         {{"--export", input, "-o", out, "--cents", "fast"}, "--cents needs a number"},
         {{"--export", input, "-o", out, "--solo", "middle"}, "--solo takes left or right"},
-        {{"--export", input, "-o", out, "--centre", "middle"}, "--centre takes cancel, not \"middle\""},
+        {{"--export", input, "-o", out, "--centre", "middle"}, "--centre takes cancel or only, not \"middle\""},
         {{"--export", input, "-o", out, "--from", "3", "--to", "2"}, "--to must lie after --from"},
         {{"--export", input, "-o", out, "--volume"}, "--volume needs a value"},
         {{"--export", input, "-o", out, "--bogus", "1"}, "unknown option --bogus"},

@@ -167,6 +167,7 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
         {vc->soloLeftButton(), "Solo Left", "Off", "On"},
         {vc->soloRightButton(), "Solo Right", "Off", "On"},
         {vc->cancelCentreButton(), "Cancel Centre", "Off", "On"},
+        {vc->centreOnlyButton(), "Centre Only", "Off", "On"},
         {vc->leftSidebarButton(), "Library & Playlist", "Hidden", "Shown"},
         {vc->sidebarButton(), "Tone & Pitch", "Hidden", "Shown"},
     };
@@ -184,9 +185,10 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOn)
     // The solo buttons were pressed in turn: each switches the others off, and all may be off.
     EXPECT_FALSE(vc->soloLeftButton()->isChecked());
     EXPECT_FALSE(vc->soloRightButton()->isChecked());
-    EXPECT_EQ(vc->player()->solo(), AudioEngine::kCancelCentre);
-    QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
     EXPECT_FALSE(vc->cancelCentreButton()->isChecked());
+    EXPECT_EQ(vc->player()->solo(), AudioEngine::kCentreOnly);
+    QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
+    EXPECT_FALSE(vc->centreOnlyButton()->isChecked());
     EXPECT_EQ(vc->player()->solo(), 1);
     EXPECT_TRUE(itemShowing(menuNamed("Playback"), "Solo Left Channel")->isChecked()) << "the menu follows";
     QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);

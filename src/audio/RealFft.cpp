@@ -1,4 +1,4 @@
-#include "analysis/RealFft.h"
+#include "audio/RealFft.h"
 
 #include <fftw3.h>
 
@@ -17,8 +17,9 @@ std::mutex& fftwPlannerMutex()
 
 } // namespace
 
-RealFft::RealFft(int size)
+RealFft::RealFft(int size, Directions directions)
     : m_size(size)
+    , m_wantsInverse(directions == Directions::ForwardAndInverse)
 {
     m_input = fftwf_alloc_real(size_t(size));
     m_output = reinterpret_cast<float*>(fftwf_alloc_complex(size_t(size / 2 + 1)));
@@ -26,15 +27,23 @@ RealFft::RealFft(int size)
         return;
     std::memset(m_input, 0, sizeof(float) * size_t(size));
     std::lock_guard lock(fftwPlannerMutex());
-    m_plan = fftwf_plan_dft_r2c_1d(size, m_input, reinterpret_cast<fftwf_complex*>(m_output), FFTW_ESTIMATE);
+    auto* spectrum = reinterpret_cast<fftwf_complex*>(m_output);
+    m_plan = fftwf_plan_dft_r2c_1d(size, m_input, spectrum, FFTW_ESTIMATE);
+    if (m_wantsInverse)
+        m_inversePlan = fftwf_plan_dft_c2r_1d(size, spectrum, m_input, FFTW_ESTIMATE);
+}
+
+bool RealFft::isValid() const
+{
+    return m_plan && (m_inversePlan || !m_wantsInverse);
 }
 
 RealFft::~RealFft()
 {
-    if (m_plan) {
-        std::lock_guard lock(fftwPlannerMutex());
-        fftwf_destroy_plan(m_plan);
-    }
+    std::lock_guard lock(fftwPlannerMutex());
+    for (fftwf_plan plan : {m_plan, m_inversePlan})
+        if (plan)
+            fftwf_destroy_plan(plan);
     fftwf_free(m_input);
     fftwf_free(m_output);
 }
@@ -43,6 +52,12 @@ const float* RealFft::transform()
 {
     fftwf_execute(m_plan);
     return m_output;
+}
+
+float* RealFft::inverse()
+{
+    fftwf_execute(m_inversePlan);
+    return m_input;
 }
 
 void RealFft::magnitudes(float* out, int bins)
