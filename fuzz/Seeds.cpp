@@ -8,6 +8,7 @@
 #include "preferences/UserDefaults.h"
 
 #include <QDateTime>
+#include <QJsonArray>
 #include <QDir>
 #include <QFile>
 
@@ -85,7 +86,9 @@ int main(int argc, char** argv)
     {
         LoopDataStore loops(out.filePath("loop_store/saved-loops.json"));
         ok = ok && loops.setLoopsForKey(QStringLiteral("a"), {{0.5, 0.75}, {0.1 + 0.2, 1.0 / 3}, {0.6, 0.7}})
-             && loops.setLoopsForKey(QStringLiteral("b"), {{0.0, 1.0}});
+             && loops.setLoopsForKey(QStringLiteral("b"), {{0.0, 1.0}})
+             && loops.setTrackForKey(QStringLiteral("a"), TrackIdentity{QStringLiteral("a"), QStringLiteral("AQAAAA"), 10.0},
+                                     QJsonObject{{QStringLiteral("speed"), 0.75}, {QStringLiteral("selection"), QJsonArray{0.1, 0.2}}});
         QFile::remove(out.filePath("loop_store/saved-loops.json.lock"));
     }
     // Chords of two files, one of them silence.

@@ -25,6 +25,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     LoopDataStore store(path);
     // Short names, which the seed holds, so that mutations reach the entries themselves.
     const std::vector<LoopPair> other = store.loopsForKey(QStringLiteral("a"));
+    const QJsonObject otherSettings = store.settingsForKey(QStringLiteral("a"));
+    const QString key = store.keyFor(TrackIdentity{QStringLiteral("b"), QStringLiteral("AQAAAA"), 10.0});
+    fuzz::require(!key.isEmpty(), "every track has a key");
     fuzz::require(allWithinTheTrack(other), "every loop read lies within the track");
     fuzz::require(allWithinTheTrack(store.loopsForKey(QStringLiteral("b"))), "every loop read lies within the track");
 
@@ -33,6 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const LoopDataStore reread(path);
     fuzz::require(reread.loopsForKey(QStringLiteral("b")) == ours, "the saved loops read back exactly");
     fuzz::require(reread.loopsForKey(QStringLiteral("a")) == other, "another track reads as it did before the save");
+    fuzz::require(reread.settingsForKey(QStringLiteral("a")) == otherSettings, "and so do its settings");
     QFile::remove(path + QStringLiteral(".bak"));
     return 0;
 }

@@ -7,7 +7,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6svg6 libgl-dev
   libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
   libsndfile1-dev librubberband-dev rubberband-cli libsdl2-dev libfftw3-dev
-  libsqlite3-dev libtag1-dev
+  libsqlite3-dev libtag1-dev libchromaprint-dev # acoustic fingerprints that keep a moved track's loops and settings
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg sox libsox-fmt-mp3 xvfb xauth x11-utils xdotool imagemagick pulseaudio pulseaudio-utils
   python3 time dbus-daemon # a private session bus for the media-player test

@@ -49,6 +49,8 @@ ViewController::~ViewController()
         disconnect(m_ownedView.get(), nullptr, this, nullptr);
     m_opener.reset();
     stopNoteAnalysis();
+    if (m_trackSettingsSave.isActive())
+        saveTrackSettings();
     if (m_waveViewContainer)
         m_waveViewContainer->stopCursor();
     // The engine goes before the views it reports to.
@@ -99,6 +101,7 @@ void ViewController::viewDidLoad()
     updateTime();
     updateDurationLabel();
     setupNoteAnalysis();
+    setupTrackSettings();
     loadPlaylists();
     reloadPlaylistUI();
     reloadMusicLibrary();
@@ -135,9 +138,14 @@ void ViewController::openDidEnd(const QUrl& url, std::shared_ptr<AudioSource> so
 bool ViewController::loadAudioSource(AudioSource&& source)
 {
     const QUrl url = source.url;
+    const TrackIdentity identity{url.fileName(), source.fingerprint,
+                                 source.inputFormat.sampleRate > 0 ? double(source.fileLength) / source.inputFormat.sampleRate : 0.0};
     // A refused source leaves the current track, its views and its loops as they are.
     if (!m_player->adoptSource(std::move(source)))
         return false;
+    if (m_trackSettingsSave.isActive())
+        saveTrackSettings(); // the last track's, before its controls are reset
+    m_trackKey.clear();
 
     clearPendingLoopCaptureState();
     ++m_trackGeneration;
@@ -151,7 +159,6 @@ bool ViewController::loadAudioSource(AudioSource&& source)
     m_wavePane->waveScrollView()->waveView()->setWaveData(m_player->waveData());
     m_wavePane->overView()->setWaveData(m_player->waveData());
     emit trackLoaded(url);
-    m_waveViewContainer->readLoopData(url.fileName());
     if (url.isLocalFile())
         noteNewRecentDocumentURL(url);
 
@@ -159,6 +166,7 @@ bool ViewController::loadAudioSource(AudioSource&& source)
     pitch(nullptr);
     setFilter(nullptr);
     resetView();
+    openTrackSettings(identity);
     scheduleNoteAnalysisForURL(url);
     rememberTrack(url);
     refreshSelectedPlaylistAvailability();

@@ -4,6 +4,7 @@
 #include "analysis/LTChordSegment.h"
 #include "analysis/NoteAnalysisCache.h"
 #include "audio/AudioPlayerDelegate.h"
+#include "loops/LoopDataStore.h"
 #include "loops/MainController.h"
 #include "preferences/ColorTheme.h"
 
@@ -328,6 +329,13 @@ private:
     void noteAnalysisDidEnd(uint64_t generation, const QString& key);
     void showCurrentChord();
     void stopNoteAnalysis();
+    // ViewControllerTrackSettings.cpp: speed, pitch, tone, solo and selection kept per track
+    void setupTrackSettings();
+    void openTrackSettings(const TrackIdentity& track);
+    QJsonObject trackSettings() const;
+    void applyTrackSettings(const QJsonObject& settings);
+    void trackSettingsChanged();
+    void saveTrackSettings();
 
     UserDefaults& m_defaults;
     AudioEngine::Options m_engineOptions;
@@ -356,6 +364,10 @@ private:
     QList<LTChordSegment> m_noteSegments;
     bool m_awaitingLoopCaptureEnd = false;
     uint64_t m_trackGeneration = 0;
+    TrackIdentity m_trackIdentity;
+    QString m_trackKey;
+    QTimer m_trackSettingsSave;
+    bool m_applyingTrackSettings = false;
     double m_lastShownTime = 0.0;
     float m_pendingLoopCaptureStart = 0.0f;
 

@@ -1,5 +1,6 @@
 #include "audio/AudioSource.h"
 
+#include "audio/AcousticFingerprint.h"
 #include "audio/AudioFileReader.h"
 #include "audio/PcmCache.h"
 #include "platform/Log.h"
@@ -79,6 +80,7 @@ AudioSource AudioSource::read(const QUrl& url, const std::atomic<bool>* cancel, 
     for (int c = 0; c < pcm->channelCount(); ++c)
         channels.push_back(pcm->channel(c));
     source.waveData.preprocessAudioData(channels.data(), int(channels.size()), source.fileLength);
+    source.fingerprint = AcousticFingerprint::of(*pcm);
     // The reduction read every page; playback brings back only what it reaches.
     pcm->releaseResident();
 

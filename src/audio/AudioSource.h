@@ -25,6 +25,7 @@ struct AudioSource {
     int64_t fileLength = 0;
     std::shared_ptr<const PcmCache> pcm;
     WaveformData waveData;
+    QString fingerprint; // of the sound, see AcousticFingerprint; empty when none could be made
 
     bool isReady() const { return status == Status::Ready; }
 

@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -18,6 +19,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 namespace {
@@ -36,6 +38,7 @@ struct Contents {
     // A damaged file is there and readable but not ours to read: it may be replaced, once kept.
     enum State { Usable, Unreadable, Damaged } state = Usable;
     QJsonObject tracks;
+    QJsonObject practice; // per key: "fingerprint", "seconds", "settings"
     QString whyNot;
 };
 
@@ -75,7 +78,22 @@ Contents readContents(const QString& path)
     if (!tracks.isObject())
         return fail(Contents::Damaged, QStringLiteral("its \"tracks\" is not an object"));
     contents.tracks = tracks.toObject();
+    // Written by a later part of the program than the loops: a file without it is still whole.
+    contents.practice = root.value(QLatin1String("practice")).toObject();
     return contents;
+}
+
+// What is known of the sound that owns `key`.
+bool ownedBy(const QJsonObject& practice, const QString& key, const TrackIdentity& track)
+{
+    const QJsonObject owner = practice.value(key).toObject();
+    return owner.value(QLatin1String("fingerprint")).toString() == track.fingerprint &&
+           std::abs(owner.value(QLatin1String("seconds")).toDouble() - track.seconds) < 0.5;
+}
+
+bool hasOwner(const QJsonObject& practice, const QString& key)
+{
+    return !practice.value(key).toObject().value(QLatin1String("fingerprint")).toString().isEmpty();
 }
 
 // Keeps the damaged file as "<path>.bak" before anything overwrites it, replacing an older copy.
@@ -207,18 +225,60 @@ std::vector<LoopPair> LoopDataStore::loopsForKey(const QString& key) const
 
 bool LoopDataStore::setLoopsForKey(const QString& key, const std::vector<LoopPair>& loops)
 {
-    const auto refuse = [&](const QString& why) {
-        Log::line(QStringLiteral("Saved loops of %1 are not written to %2: %3").arg(key, shown(m_path), why));
-        return false;
-    };
     QJsonArray array;
     for (const LoopPair& loop : loops) {
         // What the reader would skip is not written: it would cost the track all its loops.
-        if (!(0.0 <= loop.left && loop.left < loop.right && loop.right <= 1.0))
-            return refuse(QStringLiteral("(%1, %2) is not a stretch within the track").arg(loop.left).arg(loop.right));
+        if (!(0.0 <= loop.left && loop.left < loop.right && loop.right <= 1.0)) {
+            Log::line(QStringLiteral("Saved loops of %1 are not written to %2: (%3, %4) is not a stretch within the track")
+                          .arg(key, shown(m_path))
+                          .arg(loop.left)
+                          .arg(loop.right));
+            return false;
+        }
         array.append(QJsonObject{{QStringLiteral("left"), loop.left}, {QStringLiteral("right"), loop.right}});
     }
+    return change(QStringLiteral("Saved loops of %1").arg(key), [&](QJsonObject& tracks, QJsonObject&) {
+        if (array.isEmpty())
+            tracks.remove(key);
+        else
+            tracks.insert(key, array);
+    });
+}
 
+QString LoopDataStore::keyFor(const TrackIdentity& track) const
+{
+    const Contents contents = readContents(m_path);
+    if (!track.fingerprint.isEmpty())
+        for (auto it = contents.practice.constBegin(); it != contents.practice.constEnd(); ++it)
+            if (!it.key().isEmpty() && ownedBy(contents.practice, it.key(), track))
+                return it.key();
+    if (track.fingerprint.isEmpty() || !hasOwner(contents.practice, track.name))
+        return track.name;
+    // Another sound has the name; this one takes the name marked with a hash of its own sound.
+    const QByteArray mark = QCryptographicHash::hash(track.fingerprint.toLatin1(), QCryptographicHash::Sha1).toHex().left(8);
+    return QStringLiteral("%1 #%2").arg(track.name, QString::fromLatin1(mark));
+}
+
+QJsonObject LoopDataStore::settingsForKey(const QString& key) const
+{
+    return readContents(m_path).practice.value(key).toObject().value(QLatin1String("settings")).toObject();
+}
+
+bool LoopDataStore::setTrackForKey(const QString& key, const TrackIdentity& track, const QJsonObject& settings)
+{
+    return change(QStringLiteral("Settings of %1").arg(key), [&](QJsonObject&, QJsonObject& practice) {
+        practice.insert(key, QJsonObject{{QStringLiteral("fingerprint"), track.fingerprint},
+                                         {QStringLiteral("seconds"), track.seconds},
+                                         {QStringLiteral("settings"), settings}});
+    });
+}
+
+bool LoopDataStore::change(const QString& what, const std::function<void(QJsonObject&, QJsonObject&)>& edit)
+{
+    const auto refuse = [&](const QString& why) {
+        Log::line(QStringLiteral("%1 are not written to %2: %3").arg(what, shown(m_path), why));
+        return false;
+    };
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!QDir().mkpath(folder))
         return refuse(QStringLiteral("its folder cannot be made"));
@@ -232,12 +292,11 @@ bool LoopDataStore::setLoopsForKey(const QString& key, const std::vector<LoopPai
         return refuse(contents.whyNot);
     if (contents.state == Contents::Damaged && !keepDamagedCopy(m_path, contents.whyNot))
         return refuse(QStringLiteral("the damaged file would be lost"));
-    if (array.isEmpty())
-        contents.tracks.remove(key);
-    else
-        contents.tracks.insert(key, array);
+    edit(contents.tracks, contents.practice);
 
-    const QJsonObject root{{QStringLiteral("version"), kVersion}, {QStringLiteral("tracks"), contents.tracks}};
+    QJsonObject root{{QStringLiteral("version"), kVersion}, {QStringLiteral("tracks"), contents.tracks}};
+    if (!contents.practice.isEmpty())
+        root.insert(QStringLiteral("practice"), contents.practice);
     const QByteArray bytes = QJsonDocument(root).toJson(QJsonDocument::Indented);
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly))

@@ -296,7 +296,7 @@ void WaveViewContainer::removeAllLoops(QObject*)
     redrawLoops();
 }
 
-void WaveViewContainer::selectSavedLoop(const LoopPair& loop)
+void WaveViewContainer::selectRange(const LoopPair& loop)
 {
     if (loop.left == loop.right)
         return; // no saved loops
@@ -308,12 +308,12 @@ void WaveViewContainer::selectSavedLoop(const LoopPair& loop)
 
 void WaveViewContainer::nextLoop(QObject*)
 {
-    selectSavedLoop(LoopMarker::sharedLoops().next(m_selectionView->loop()));
+    selectRange(LoopMarker::sharedLoops().next(m_selectionView->loop()));
 }
 
 void WaveViewContainer::lastLoop(QObject*)
 {
-    selectSavedLoop(LoopMarker::sharedLoops().last(m_selectionView->loop()));
+    selectRange(LoopMarker::sharedLoops().last(m_selectionView->loop()));
 }
 
 bool WaveViewContainer::storeLoopData()

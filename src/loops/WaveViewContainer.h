@@ -37,6 +37,7 @@ public:
     CursorView* cursorView() const { return m_cursorView; }
     void setDelegate(WaveViewContainerDelegate* delegate) { m_delegate = delegate; }
     void setLoopStore(std::unique_ptr<LoopDataStore> store);
+    LoopDataStore* loopStore() const { return m_loopStore.get(); }
 
     void setupContainer();
     void setColorTheme();
@@ -76,6 +77,8 @@ public:
     void addRemoveLoop(const LoopPair& loop);
     bool storeLoopData();
     bool readLoopData(const QString& key);
+    // Selects `loop` and plays it as a loop; nothing for an empty one.
+    void selectRange(const LoopPair& loop);
 
 signals:
     // The saved loops changed: the menu's items follow.
@@ -83,7 +86,6 @@ signals:
 
 private:
     void redrawLoops();
-    void selectSavedLoop(const LoopPair& loop);
 
     QTimer m_cursorUpdateTimer;
     bool m_audioLoaded = false;

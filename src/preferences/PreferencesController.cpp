@@ -18,6 +18,7 @@
 
 const QString PreferencesController::kMusicFoldersKey = QStringLiteral("MusicLibraryFolders");
 const QString PreferencesController::kChordMethodKey = QStringLiteral("ChordMethod");
+const QString PreferencesController::kRestoreTrackSettingsKey = QStringLiteral("RestoreTrackSettings");
 
 void PreferencesController::initialize(UserDefaults& defaults)
 {
@@ -25,7 +26,8 @@ void PreferencesController::initialize(UserDefaults& defaults)
                                {QStringLiteral("LoopSelection"), true},
                                {QStringLiteral("DontShowSplash"), false},
                                {QStringLiteral("ExtendedSpeedRange"), false},
-                               {kChordMethodKey, QStringLiteral("precise")}});
+                               {kChordMethodKey, QStringLiteral("precise")},
+                               {kRestoreTrackSettingsKey, true}});
 }
 
 QStringList PreferencesController::themeNames()
@@ -78,6 +80,13 @@ QWidget* PreferencesController::makeGeneralPreferenceView()
         setExtendedSpeed(m_extendedSpeed);
     });
     form->addRow(QString(), m_extendedSpeed);
+
+    m_restoreTrackSettings = new QCheckBox(tr("Bring back a track's speed, pitch, tone, solo and selection"), view);
+    m_restoreTrackSettings->setChecked(m_defaults.boolForKey(kRestoreTrackSettingsKey));
+    m_restoreTrackSettings->setToolTip(tr("When a track is opened again, even after it was renamed or moved"));
+    connect(m_restoreTrackSettings, &QCheckBox::toggled, this,
+            [this](bool on) { m_defaults.setObject(on, kRestoreTrackSettingsKey); });
+    form->addRow(QString(), m_restoreTrackSettings);
 
     // The words are the setting's values, so the command line's --method reads the same.
     m_chordMethod = new QComboBox(view);

@@ -26,6 +26,7 @@ public:
     };
     static const QString kMusicFoldersKey;
     static const QString kChordMethodKey;
+    static const QString kRestoreTrackSettingsKey;
 
     // Registers the defaults of the keys the panes set.
     static void initialize(UserDefaults& defaults);
@@ -38,6 +39,7 @@ public:
     QCheckBox* loopControl() const { return m_loop; }
     QCheckBox* extendedSpeedControl() const { return m_extendedSpeed; }
     QComboBox* chordMethodControl() const { return m_chordMethod; }
+    QCheckBox* restoreTrackSettingsControl() const { return m_restoreTrackSettings; }
     QListWidget* folderList() const { return m_folders; }
 
     void setColorTheme(QObject* sender = nullptr);
@@ -61,6 +63,7 @@ private:
     QComboBox* m_theme = nullptr;
     QCheckBox* m_loop = nullptr;
     QCheckBox* m_extendedSpeed = nullptr;
+    QCheckBox* m_restoreTrackSettings = nullptr;
     QComboBox* m_chordMethod = nullptr;
     QListWidget* m_folders = nullptr;
 };

@@ -1,0 +1,104 @@
+// What the window keeps per track: a track opened again, even renamed and moved, comes back as it
+// was left; another sound under the same name starts afresh.
+#include "app/WindowFixture.h"
+
+#include "loops/LoopMarker.h"
+
+#include <QCheckBox>
+
+#include <filesystem>
+
+namespace {
+
+struct TrackSettingsTest : WindowFixture {
+    // Six seconds of two notes taking turns every half second: `low` and `high` tell sounds apart.
+    QString makeSound(const QString& name, double low, double high)
+    {
+        const QString path = dir.filePath(name);
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        EXPECT_TRUE(fixtures::writeWav(path, fixtures::synthesise(44100, 2, 6 * 44100, [=](int64_t f, int) {
+            const double hz = (f / 22050) % 2 ? high : low;
+            return float(0.3 * std::sin(2 * M_PI * hz * double(f) / 44100));
+        })));
+        return path;
+    }
+
+    WaveViewContainer* container() const { return vc->waveViewContainer(); }
+    const std::vector<LoopPair>& loops() const { return LoopMarker::sharedLoops().loopData(); }
+    LoopPair selection() const { return container()->selectionView()->loop(); }
+
+    // What a user sees of the settings kept. The solo is kept too, but a new track leaves it as
+    // it was, so it is looked at apart.
+    struct Shown {
+        QString speed, pitch, tone;
+        bool toneOn, pitchOn;
+        LoopPair selection;
+        size_t loops;
+        bool operator==(const Shown&) const = default;
+    };
+    Shown shown() const
+    {
+        return {vc->speedLabel()->text(),    vc->pitchLabel()->text(),      vc->toneLabel()->text(),
+                vc->toneButton()->isChecked(), vc->pitchButton()->isChecked(), selection(), loops().size()};
+    }
+    static Shown fresh() { return {"100 %", "0 Ct", "1.5 kHz", false, false, {}, 0}; }
+};
+
+void PrintTo(const TrackSettingsTest::Shown& s, std::ostream* os)
+{
+    *os << s.speed.toStdString() << ", " << s.pitch.toStdString() << (s.pitchOn ? " on, " : " off, ") << s.tone.toStdString()
+        << (s.toneOn ? " on" : " off") << ", selection " << s.selection.left << "-"
+        << s.selection.right << ", " << s.loops << " loops";
+}
+
+} // namespace
+
+TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsAndSettingsBackAndAnotherSoundOfTheSameNameDoesNot)
+{
+    const QString first = makeSound("one/song.wav", 440.0, 660.0);
+    ASSERT_TRUE(load(first));
+    ASSERT_EQ(shown(), fresh());
+    clickAt(vc->speedSlider(), 0.75);
+    clickAt(vc->pitchCoarseSlider(), 0.75);
+    clickAt(vc->toneSlider(), 0.7);
+    QTest::mouseClick(vc->soloRightButton(), Qt::LeftButton);
+    container()->selectRange({0.25, 0.5});
+    press(Qt::Key_L, Qt::ControlModifier);
+    container()->selectRange({0.1, 0.2});
+    const Shown left = shown();
+    ASSERT_EQ(left.loops, 1u);
+    ASSERT_NE(left.speed, fresh().speed);
+
+    const QString other = makeSound("two/song.wav", 523.0, 784.0);
+    ASSERT_TRUE(load(other));
+    EXPECT_EQ(shown(), fresh()) << "another sound of the same name";
+    QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
+    ASSERT_EQ(vc->player()->solo(), 1);
+
+    start(); // what is kept is on disk, not in this window
+    std::filesystem::create_directories(dir.filePath("three").toStdString());
+    const QString moved = dir.filePath("three/renamed take.wav");
+    std::filesystem::rename(first.toStdString(), moved.toStdString());
+    ASSERT_TRUE(load(moved));
+    EXPECT_EQ(shown(), left) << "renamed and moved";
+    EXPECT_EQ(vc->player()->solo(), 2);
+    EXPECT_TRUE(vc->soloRightButton()->isChecked());
+    EXPECT_EQ(loops(), (std::vector<LoopPair>{{0.25, 0.5}}));
+
+    ASSERT_TRUE(load(other));
+    EXPECT_EQ(vc->player()->solo(), 1) << "the other sound's own settings";
+    EXPECT_TRUE(loops().empty());
+
+    itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
+    settle();
+    auto* preferences = window->findChild<PreferencesController*>();
+    ASSERT_NE(preferences, nullptr);
+    QTest::mouseClick(preferences->restoreTrackSettingsControl(), Qt::LeftButton);
+    ASSERT_FALSE(preferences->restoreTrackSettingsControl()->isChecked());
+    preferences->close();
+    ASSERT_TRUE(load(moved));
+    Shown loopsOnly = fresh();
+    loopsOnly.loops = 1;
+    EXPECT_EQ(shown(), loopsOnly) << "with the preference off only the loops come back";
+    EXPECT_EQ(vc->player()->solo(), 1);
+}
