@@ -107,6 +107,12 @@ void AppDelegate::buildMainMenu(QMenuBar* bar)
     });
     rescan->setObjectName(QStringLiteral("rescanMusicLibrary"));
     file->addSeparator();
+    for (QAction* item : {file->addAction(tr("Export Practice Data…"), this, &AppDelegate::exportPracticeData),
+                          file->addAction(tr("Import Practice Data…"), this, &AppDelegate::importPracticeData)}) {
+        item->setEnabled(false);
+        connect(m_viewController, &ViewController::trackLoaded, item, [item] { item->setEnabled(true); });
+    }
+    file->addSeparator();
     file->addAction(tr("&Close Window"), QKeySequence::Close, this, [this] {
         if (m_window)
             m_window->close();
@@ -375,6 +381,76 @@ void AppDelegate::saveDocumentAs()
             exportToURL(urls.first());
     });
     panel->open();
+}
+
+void AppDelegate::exportPracticeData()
+{
+    if (m_viewController->player()->fileURL().isEmpty() || !m_window)
+        return;
+    auto* panel = new QFileDialog(m_window, tr("Export Practice Data"));
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setAcceptMode(QFileDialog::AcceptSave);
+    panel->setNameFilter(tr("Lento practice data (*.json)"));
+    panel->setDefaultSuffix(QStringLiteral("json"));
+    panel->selectFile(QFileInfo(m_viewController->player()->fileURL().fileName()).completeBaseName() +
+                      tr(" practice.json"));
+    panel->setWindowModality(Qt::WindowModal);
+    connect(panel, &QDialog::accepted, this, [this, panel] {
+        const QString path = panel->selectedFiles().value(0);
+        QString error;
+        if (!path.isEmpty() && !PracticeDataFile::write(path, m_viewController->practiceData(), &error))
+            showAlert(tr("The practice data could not be saved."), QStringLiteral("%1: %2").arg(path, error));
+    });
+    panel->open();
+}
+
+void AppDelegate::importPracticeData()
+{
+    if (m_viewController->player()->fileURL().isEmpty() || !m_window)
+        return;
+    auto* panel = new QFileDialog(m_window, tr("Import Practice Data"));
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setFileMode(QFileDialog::ExistingFile);
+    panel->setNameFilter(tr("Lento practice data (*.json)"));
+    panel->setWindowModality(Qt::WindowModal);
+    connect(panel, &QDialog::accepted, this, [this, panel] {
+        const QString path = panel->selectedFiles().value(0);
+        QString error;
+        const std::optional<PracticeData> data = PracticeDataFile::read(path, &error);
+        if (!data) {
+            showAlert(tr("The practice data could not be imported."), QStringLiteral("%1: %2").arg(path, error));
+            return;
+        }
+        // Loops are fractions of a track: on another sound they would mark other places.
+        const QString own = m_viewController->practiceData().track.fingerprint;
+        if (data->track.fingerprint.isEmpty() || own.isEmpty() || data->track.fingerprint == own) {
+            m_viewController->importPracticeData(*data);
+            return;
+        }
+        auto* ask = new QMessageBox(QMessageBox::Question, tr("Import Practice Data"),
+                                    tr("This practice data was saved for another track, “%1”.").arg(data->track.name),
+                                    QMessageBox::Cancel, m_window);
+        ask->setAttribute(Qt::WA_DeleteOnClose);
+        ask->setObjectName(QStringLiteral("otherTrackQuestion"));
+        ask->setInformativeText(tr("Its loops may not fit this track."));
+        QPushButton* anyway = ask->addButton(tr("Import Anyway"), QMessageBox::AcceptRole);
+        ask->setWindowModality(Qt::WindowModal);
+        connect(ask, &QMessageBox::buttonClicked, this, [this, anyway, data](QAbstractButton* clicked) {
+            if (clicked == anyway)
+                m_viewController->importPracticeData(*data);
+        });
+        ask->open();
+    });
+    panel->open();
+}
+
+void AppDelegate::showAlert(const QString& text, const QString& detail)
+{
+    auto* alert = new QMessageBox(QMessageBox::Warning, QStringLiteral("Lento"), text, QMessageBox::Ok, m_window);
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->setInformativeText(detail);
+    alert->setWindowModality(Qt::WindowModal);
+    alert->open();
 }
 
 void AppDelegate::exportToURL(const QUrl& url)

@@ -64,6 +64,9 @@ public slots:
     void openDocument();
     // Export's entry; nothing to do without a track.
     void saveDocumentAs();
+    // A track's saved loops and settings to and from a small file of their own.
+    void exportPracticeData();
+    void importPracticeData();
     void rebuildOpenRecentMenu();
     void openPreferences();
     // The Loops menu's items are enabled where they would act.
@@ -73,6 +76,8 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    // A window-modal warning that does not hold up the caller.
+    void showAlert(const QString& text, const QString& detail);
     void buildLoopsMenu(QMenu* menu);
     void showWindowTitle(const QUrl& url);
     void buildMainMenu(QMenuBar* menuBar);

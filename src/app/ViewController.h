@@ -6,6 +6,7 @@
 #include "audio/AudioPlayerDelegate.h"
 #include "loops/LoopDataStore.h"
 #include "loops/MainController.h"
+#include "loops/PracticeDataFile.h"
 #include "preferences/ColorTheme.h"
 
 #include <QMenuBar>
@@ -185,6 +186,12 @@ public:
     // The folders the music library reads besides the Music folder.
     void setMusicLibraryFolders(const QStringList& folders);
     const ColorTheme& colors() const override { return m_colors; }
+
+    // --- Practice data (ViewControllerTrackSettings.cpp) ---
+    // The open track's saved loops and settings.
+    PracticeData practiceData() const;
+    // Adds the loops not saved yet and takes the settings, whatever the preference says.
+    void importPracticeData(const PracticeData& data);
 
     // The controls, for the window's wiring and for tests.
     WDSlider* speedSlider() const { return m_speedSlider; }

@@ -4,6 +4,7 @@
 
 #include "app/WavePane.h"
 #include "controls/WDSlider.h"
+#include "loops/LoopMarker.h"
 #include "loops/SelectionView.h"
 #include "loops/WaveViewContainer.h"
 #include "preferences/PreferencesController.h"
@@ -46,6 +47,22 @@ void ViewController::openTrackSettings(const TrackIdentity& track)
     if (store && m_defaults.boolForKey(PreferencesController::kRestoreTrackSettingsKey))
         applyTrackSettings(store->settingsForKey(m_trackKey));
     // The key is claimed for this sound now, so a rename right away keeps it.
+    saveTrackSettings();
+}
+
+PracticeData ViewController::practiceData() const
+{
+    return {m_trackIdentity, LoopMarker::sharedLoops().loopData(), trackSettings()};
+}
+
+void ViewController::importPracticeData(const PracticeData& data)
+{
+    LoopMarker& loops = LoopMarker::sharedLoops();
+    for (const LoopPair& loop : data.loops)
+        if (!loops.loopExist(loop))
+            loops.addLoop(loop);
+    m_waveViewContainer->storeLoopData();
+    applyTrackSettings(data.settings);
     saveTrackSettings();
 }
 

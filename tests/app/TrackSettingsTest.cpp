@@ -5,6 +5,7 @@
 #include "loops/LoopMarker.h"
 
 #include <QCheckBox>
+#include <QMessageBox>
 
 #include <filesystem>
 
@@ -101,4 +102,54 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsAndSettingsBackAndAno
     loopsOnly.loops = 1;
     EXPECT_EQ(shown(), loopsOnly) << "with the preference off only the loops come back";
     EXPECT_EQ(vc->player()->solo(), 1);
+}
+
+TEST_F(TrackSettingsTest, PracticeDataGoesToAFileAndComesBackOnAnotherTrackWhenTheUserAgrees)
+{
+    ASSERT_TRUE(load(makeSound("song.wav", 440.0, 660.0)));
+    clickAt(vc->speedSlider(), 0.75);
+    container()->selectRange({0.25, 0.5});
+    press(Qt::Key_L, Qt::ControlModifier);
+    const Shown left = shown();
+    const QString saved = dir.filePath("song practice.json");
+    itemShowing(menuNamed("File"), "Export Practice Data…")->trigger();
+    QFileDialog* dialog = shownDialog();
+    ASSERT_NE(dialog, nullptr);
+    typeIntoDialog(dialog, saved);
+    ASSERT_TRUE(waitFor([&] { return QFileInfo::exists(saved); }));
+
+    const QString damaged = dir.filePath("damaged.json");
+    ASSERT_TRUE(fixtures::writeFile(damaged, "{\"format\": \"lento-practice\", \"version\": 1, \"loops\": [{\"left\": 0.5}]}"));
+    ASSERT_TRUE(load(makeSound("other.wav", 523.0, 784.0)));
+    const struct {
+        QString file;
+        const char* answer; // the button pressed in the message that comes up
+        Shown after;
+    } imports[] = {
+        {damaged, "OK", fresh()},
+        {saved, "Cancel", fresh()},
+        {saved, "Import Anyway", left},
+    };
+    for (const auto& i : imports) {
+        SCOPED_TRACE(i.answer);
+        itemShowing(menuNamed("File"), "Import Practice Data…")->trigger();
+        QFileDialog* open = shownDialog();
+        ASSERT_NE(open, nullptr);
+        typeIntoDialog(open, i.file);
+        auto* message = shownDialog<QMessageBox>();
+        ASSERT_NE(message, nullptr);
+        if (i.file == damaged)
+            EXPECT_TRUE(message->informativeText().contains("loop 1 is not a stretch within the track"))
+                << message->informativeText().toStdString();
+        else
+            EXPECT_TRUE(message->text().contains("another track, “song.wav”")) << message->text().toStdString();
+        QAbstractButton* answer = nullptr;
+        for (QAbstractButton* b : message->buttons())
+            if (b->text().remove('&') == i.answer)
+                answer = b;
+        ASSERT_NE(answer, nullptr);
+        QTest::mouseClick(answer, Qt::LeftButton);
+        settle();
+        EXPECT_EQ(shown(), i.after);
+    }
 }
