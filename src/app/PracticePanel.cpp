@@ -142,6 +142,48 @@ double PracticePanel::trainerStep() const
     return m_step->value() / 100.0;
 }
 
+namespace {
+
+const char* const kStart = "start";
+const char* const kStep = "step";
+const char* const kEvery = "every";
+const char* const kLimit = "limit";
+const char* const kLead = "lead";
+const char* const kGap = "gap";
+const char* const kClicks = "clicks";
+const char* const kBpm = "bpm";
+
+} // namespace
+
+QJsonObject PracticePanel::values(Fields fields) const
+{
+    QJsonObject values{{kStart, m_start->value()}, {kStep, m_step->value()}, {kEvery, m_every->value()}, {kLimit, m_limit->value()}};
+    if (fields == Fields::All) {
+        values.insert(kLead, m_lead->currentIndex());
+        values.insert(kGap, m_gap->value());
+        values.insert(kClicks, m_clicks->value());
+        values.insert(kBpm, m_bpm->value());
+    }
+    return values;
+}
+
+void PracticePanel::setValues(const QJsonObject& values)
+{
+    const auto take = [&](const char* key, auto* box) {
+        if (const QJsonValue v = values.value(QLatin1String(key)); v.isDouble())
+            box->setValue(static_cast<decltype(box->value())>(v.toDouble())); // the box clamps to its range
+    };
+    take(kStart, m_start);
+    take(kStep, m_step);
+    take(kEvery, m_every);
+    take(kLimit, m_limit);
+    take(kGap, m_gap);
+    take(kClicks, m_clicks);
+    take(kBpm, m_bpm);
+    if (const int lead = values.value(QLatin1String(kLead)).toInt(-1); lead >= NoLead && lead <= CountIn)
+        m_lead->setCurrentIndex(lead);
+}
+
 void PracticePanel::tap()
 {
     if (!m_tapClock.isValid())

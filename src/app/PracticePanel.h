@@ -3,6 +3,7 @@
 #include "audio/PassPlan.h"
 
 #include <QElapsedTimer>
+#include <QJsonObject>
 #include <QWidget>
 
 #include <vector>
@@ -31,6 +32,12 @@ public:
     double trainerStep() const;
     // One beat tapped: the tempo is that of the last four taps.
     void tap();
+
+    // The fields' values, to keep; the trainer's four alone, or all of them.
+    enum class Fields { Trainer, All };
+    QJsonObject values(Fields fields) const;
+    // Takes the values given; fields missing stay as they are.
+    void setValues(const QJsonObject& values);
 
     QPushButton* trainerToggle() const { return m_trainer; }
     QPushButton* slowerButton() const { return m_slower; }

@@ -16,6 +16,7 @@
 #include <QString>
 #include <QTimer>
 #include <QFutureWatcher>
+#include <QJsonArray>
 #include <QUrl>
 
 #include <atomic>
@@ -343,6 +344,9 @@ private:
     void applyTrackSettings(const QJsonObject& settings);
     void trackSettingsChanged();
     void saveTrackSettings();
+    void takeLoopTrainers(const QJsonObject& settings);
+    void showLoopTrainer();
+    void keepLoopTrainer();
 
     UserDefaults& m_defaults;
     AudioEngine::Options m_engineOptions;
@@ -374,6 +378,7 @@ private:
     TrackIdentity m_trackIdentity;
     QString m_trackKey;
     QTimer m_trackSettingsSave;
+    QJsonArray m_loopTrainers; // per saved loop: "left", "right" and the trainer's values
     bool m_applyingTrackSettings = false;
     double m_lastShownTime = 0.0;
     float m_pendingLoopCaptureStart = 0.0f;

@@ -2,6 +2,7 @@
 // back when the track is opened again, under a new name or in a new folder too.
 #include "app/ViewController.h"
 
+#include "app/PracticePanel.h"
 #include "app/WavePane.h"
 #include "controls/WDSlider.h"
 #include "loops/LoopMarker.h"
@@ -20,6 +21,14 @@ namespace {
 
 // Changes come in bursts (a slider drag); one write after the burst.
 constexpr int kSaveDelayMs = 1000;
+// The practice section's values as last left, for the next launch.
+const QString kPracticeSectionKey = QStringLiteral("PracticeSection");
+
+bool isLoop(const QJsonObject& entry, const LoopPair& loop)
+{
+    return entry.value(QLatin1String("left")).toDouble() == loop.left &&
+           entry.value(QLatin1String("right")).toDouble() == loop.right;
+}
 
 } // namespace
 
@@ -35,6 +44,53 @@ void ViewController::setupTrackSettings()
     for (QPushButton* button : {m_toneButton, m_pitchButton, m_soloLeft, m_soloRight, m_cancelCentre, m_centreOnly})
         connect(button, &QPushButton::clicked, this, &ViewController::trackSettingsChanged);
     connect(qApp, &QCoreApplication::aboutToQuit, this, &ViewController::saveTrackSettings);
+
+    m_practice->setValues(QJsonObject::fromVariantMap(m_defaults.objectForKey(kPracticeSectionKey).toMap()));
+    connect(m_practice, &PracticePanel::planChanged, this, [this] {
+        m_defaults.setObject(m_practice->values(PracticePanel::Fields::All).toVariantMap(), kPracticeSectionKey);
+        keepLoopTrainer();
+    });
+    connect(this, &ViewController::selectionDidChange, this, &ViewController::showLoopTrainer);
+}
+
+void ViewController::takeLoopTrainers(const QJsonObject& settings)
+{
+    const QJsonValue trainers = settings.value(QLatin1String("loopTrainers"));
+    if (trainers.isArray())
+        m_loopTrainers = trainers.toArray();
+}
+
+// A saved loop selected brings its trainer's values into the practice section.
+void ViewController::showLoopTrainer()
+{
+    const LoopPair selection = m_waveViewContainer->selectionView()->loop();
+    if (!LoopMarker::sharedLoops().loopExist(selection))
+        return;
+    for (const QJsonValue& entry : std::as_const(m_loopTrainers))
+        if (isLoop(entry.toObject(), selection)) {
+            QScopedValueRollback applying(m_applyingTrackSettings, true);
+            m_practice->setValues(entry.toObject());
+            return;
+        }
+}
+
+// The trainer's values set while a saved loop is selected are that loop's.
+void ViewController::keepLoopTrainer()
+{
+    const LoopPair selection = m_waveViewContainer->selectionView()->loop();
+    if (m_applyingTrackSettings || !m_audioLoaded || !LoopMarker::sharedLoops().loopExist(selection))
+        return;
+    QJsonObject entry = m_practice->values(PracticePanel::Fields::Trainer);
+    entry.insert(QStringLiteral("left"), selection.left);
+    entry.insert(QStringLiteral("right"), selection.right);
+    for (qsizetype i = 0; i < m_loopTrainers.size(); ++i)
+        if (isLoop(m_loopTrainers.at(i).toObject(), selection)) {
+            m_loopTrainers.replace(i, entry);
+            trackSettingsChanged();
+            return;
+        }
+    m_loopTrainers.append(entry);
+    trackSettingsChanged();
 }
 
 // At a track's open, after the controls were reset: its loops, then its settings.
@@ -44,8 +100,11 @@ void ViewController::openTrackSettings(const TrackIdentity& track)
     m_trackIdentity = track;
     m_trackKey = store ? store->keyFor(track) : track.name;
     m_waveViewContainer->readLoopData(m_trackKey);
-    if (store && m_defaults.boolForKey(PreferencesController::kRestoreTrackSettingsKey))
-        applyTrackSettings(store->settingsForKey(m_trackKey));
+    const QJsonObject settings = store ? store->settingsForKey(m_trackKey) : QJsonObject();
+    m_loopTrainers = {};
+    takeLoopTrainers(settings);
+    if (m_defaults.boolForKey(PreferencesController::kRestoreTrackSettingsKey))
+        applyTrackSettings(settings);
     // The key is claimed for this sound now, so a rename right away keeps it.
     saveTrackSettings();
 }
@@ -62,6 +121,7 @@ void ViewController::importPracticeData(const PracticeData& data)
         if (!loops.loopExist(loop))
             loops.addLoop(loop);
     m_waveViewContainer->storeLoopData();
+    takeLoopTrainers(data.settings);
     applyTrackSettings(data.settings);
     saveTrackSettings();
 }
@@ -91,6 +151,13 @@ QJsonObject ViewController::trackSettings() const
         {QStringLiteral("toneOn"), m_toneButton->isChecked()},
         {QStringLiteral("solo"), int(m_player->solo())},
     };
+    QJsonArray trainers;
+    for (const QJsonValue& entry : m_loopTrainers)
+        for (const LoopPair& loop : LoopMarker::sharedLoops().loopData())
+            if (isLoop(entry.toObject(), loop))
+                trainers.append(entry);
+    if (!trainers.isEmpty())
+        settings.insert(QStringLiteral("loopTrainers"), trainers);
     const SelectionView* view = m_waveViewContainer->selectionView();
     const LoopPair selection = view ? view->loop() : LoopPair{};
     if (!selection.isEmpty())

@@ -2,10 +2,13 @@
 // was left; another sound under the same name starts afresh.
 #include "app/WindowFixture.h"
 
+#include "app/PracticePanel.h"
 #include "loops/LoopMarker.h"
 
 #include <QCheckBox>
 #include <QMessageBox>
+#include <QComboBox>
+#include <QSpinBox>
 
 #include <filesystem>
 
@@ -151,5 +154,34 @@ TEST_F(TrackSettingsTest, PracticeDataGoesToAFileAndComesBackOnAnotherTrackWhenT
         QTest::mouseClick(answer, Qt::LeftButton);
         settle();
         EXPECT_EQ(shown(), i.after);
+    }
+}
+
+TEST_F(TrackSettingsTest, EachSavedLoopKeepsItsTrainerAndThePracticeSectionIsAsLeftAtTheNextLaunch)
+{
+    const QString song = makeSound("song.wav", 440.0, 660.0);
+    ASSERT_TRUE(load(song));
+    const auto practice = [&] { return vc->practicePanel(); };
+    const auto trainer = [&] { return std::pair{practice()->startPercent()->value(), practice()->everyPasses()->value()}; };
+    container()->selectRange({0.1, 0.2});
+    press(Qt::Key_L, Qt::ControlModifier);
+    practice()->startPercent()->setValue(50);
+    container()->selectRange({0.5, 0.7});
+    press(Qt::Key_L, Qt::ControlModifier);
+    practice()->startPercent()->setValue(70);
+    practice()->everyPasses()->setValue(3);
+    practice()->leadChoice()->setCurrentIndex(PracticePanel::CountIn);
+    practice()->bpm()->setValue(90);
+
+    start();
+    EXPECT_EQ(trainer(), std::pair(70, 3)) << "as left, before any track";
+    EXPECT_EQ(practice()->leadChoice()->currentIndex(), PracticePanel::CountIn);
+    EXPECT_EQ(practice()->bpm()->value(), 90);
+    ASSERT_TRUE(load(song));
+    const std::pair<int, int> expected[] = {{50, 2}, {70, 3}, {50, 2}};
+    for (const auto& e : expected) {
+        press(Qt::Key_BracketRight, Qt::ControlModifier);
+        settle();
+        EXPECT_EQ(trainer(), e) << "at " << selection().left;
     }
 }
