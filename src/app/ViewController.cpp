@@ -50,7 +50,7 @@ ViewController::~ViewController()
     m_opener.reset();
     stopNoteAnalysis();
     if (m_trackSettingsSave.isActive())
-        saveTrackSettings();
+        savePendingTrackSettings(); // the controls may be gone with the window
     if (m_waveViewContainer)
         m_waveViewContainer->stopCursor();
     // The engine goes before the views it reports to.

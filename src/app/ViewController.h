@@ -344,6 +344,7 @@ private:
     void applyTrackSettings(const QJsonObject& settings);
     void trackSettingsChanged();
     void saveTrackSettings();
+    void savePendingTrackSettings();
     void takeLoopTrainers(const QJsonObject& settings);
     void showLoopTrainer();
     void keepLoopTrainer();
@@ -378,6 +379,7 @@ private:
     TrackIdentity m_trackIdentity;
     QString m_trackKey;
     QTimer m_trackSettingsSave;
+    QJsonObject m_pendingTrackSettings;
     QJsonArray m_loopTrainers; // per saved loop: "left", "right" and the trainer's values
     bool m_applyingTrackSettings = false;
     double m_lastShownTime = 0.0;

@@ -126,18 +126,27 @@ void ViewController::importPracticeData(const PracticeData& data)
     saveTrackSettings();
 }
 
+// Taken now, while the controls are there: a save still due when the window goes reads no control.
 void ViewController::trackSettingsChanged()
 {
-    if (m_audioLoaded && !m_applyingTrackSettings)
-        m_trackSettingsSave.start();
+    if (!m_audioLoaded || m_applyingTrackSettings)
+        return;
+    m_pendingTrackSettings = trackSettings();
+    m_trackSettingsSave.start();
 }
 
 void ViewController::saveTrackSettings()
 {
+    m_pendingTrackSettings = trackSettings();
+    savePendingTrackSettings();
+}
+
+void ViewController::savePendingTrackSettings()
+{
     m_trackSettingsSave.stop();
     LoopDataStore* store = m_waveViewContainer ? m_waveViewContainer->loopStore() : nullptr;
     if (store && !m_trackKey.isEmpty())
-        store->setTrackForKey(m_trackKey, m_trackIdentity, trackSettings());
+        store->setTrackForKey(m_trackKey, m_trackIdentity, m_pendingTrackSettings);
 }
 
 QJsonObject ViewController::trackSettings() const
