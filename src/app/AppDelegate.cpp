@@ -363,45 +363,41 @@ void AppDelegate::openDocument()
     panel->open();
 }
 
-void AppDelegate::saveDocumentAs()
+// A save panel for something of the open track's, named after it with `ending`; `save` gets the
+// chosen file. Nothing without a track.
+void AppDelegate::openSavePanel(const QString& title, const QString& filter, const QString& ending,
+                                std::function<void(const QUrl&)> save)
 {
-    if (m_viewController->player()->fileURL().isEmpty() || !m_window)
+    const QUrl track = m_viewController->player()->fileURL();
+    if (track.isEmpty() || !m_window)
         return;
-    auto* panel = new QFileDialog(m_window, tr("Export"));
+    auto* panel = new QFileDialog(m_window, title);
     panel->setAttribute(Qt::WA_DeleteOnClose);
     panel->setAcceptMode(QFileDialog::AcceptSave);
-    panel->setNameFilter(tr("WAV audio (*.wav)"));
-    panel->setDefaultSuffix(QStringLiteral("wav"));
-    panel->selectFile(QFileInfo(m_viewController->player()->fileURL().fileName()).completeBaseName()
-                      + QStringLiteral(".wav"));
+    panel->setNameFilter(filter);
+    panel->setDefaultSuffix(ending.section(QLatin1Char('.'), -1));
+    panel->selectFile(QFileInfo(track.fileName()).completeBaseName() + ending);
     panel->setWindowModality(Qt::WindowModal);
-    connect(panel, &QDialog::accepted, this, [this, panel] {
+    connect(panel, &QDialog::accepted, this, [panel, save = std::move(save)] {
         const QList<QUrl> urls = panel->selectedUrls();
         if (!urls.isEmpty())
-            exportToURL(urls.first());
+            save(urls.first());
     });
     panel->open();
 }
 
+void AppDelegate::saveDocumentAs()
+{
+    openSavePanel(tr("Export"), tr("WAV audio (*.wav)"), QStringLiteral(".wav"), [this](const QUrl& url) { exportToURL(url); });
+}
+
 void AppDelegate::exportPracticeData()
 {
-    if (m_viewController->player()->fileURL().isEmpty() || !m_window)
-        return;
-    auto* panel = new QFileDialog(m_window, tr("Export Practice Data"));
-    panel->setAttribute(Qt::WA_DeleteOnClose);
-    panel->setAcceptMode(QFileDialog::AcceptSave);
-    panel->setNameFilter(tr("Lento practice data (*.json)"));
-    panel->setDefaultSuffix(QStringLiteral("json"));
-    panel->selectFile(QFileInfo(m_viewController->player()->fileURL().fileName()).completeBaseName() +
-                      tr(" practice.json"));
-    panel->setWindowModality(Qt::WindowModal);
-    connect(panel, &QDialog::accepted, this, [this, panel] {
-        const QString path = panel->selectedFiles().value(0);
+    openSavePanel(tr("Export Practice Data"), tr("Lento practice data (*.json)"), tr(" practice.json"), [this](const QUrl& url) {
         QString error;
-        if (!path.isEmpty() && !PracticeDataFile::write(path, m_viewController->practiceData(), &error))
-            showAlert(tr("The practice data could not be saved."), QStringLiteral("%1: %2").arg(path, error));
+        if (!PracticeDataFile::write(url.toLocalFile(), m_viewController->practiceData(), &error))
+            showAlert(tr("The practice data could not be saved."), QStringLiteral("%1: %2").arg(url.toLocalFile(), error));
     });
-    panel->open();
 }
 
 void AppDelegate::importPracticeData()

@@ -9,6 +9,7 @@
 
 #include "audio/ExportProgress.h"
 
+#include <functional>
 #include <memory>
 
 #include "app/ExportProgressWindowController.h"
@@ -76,6 +77,8 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void openSavePanel(const QString& title, const QString& filter, const QString& ending,
+                       std::function<void(const QUrl&)> save);
     // A window-modal warning that does not hold up the caller.
     void showAlert(const QString& text, const QString& detail);
     void buildLoopsMenu(QMenu* menu);
