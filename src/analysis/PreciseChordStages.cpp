@@ -12,8 +12,18 @@ namespace {
 
 constexpr int kHalfOctaveBins = 6 * kBinsPerSemitone;
 constexpr double kWhiteningFloor = 0.01; // of the frame's largest bin
-constexpr int kPartials = 20;
+// A profile's partials fall by this much each from MIDI 60 up. Below, the decay eases to none at
+// MIDI 36: a low string's upper partials are about as strong as its fundamental, and after the
+// whitening they stand as high as it up to the top of the axis. Profiles that miss them leave
+// them to higher notes; a piano's low root then adds its fifth partial, the major third.
 constexpr double kPartialDecay = 0.7;
+constexpr double kFlatPartialsBelow = 36.0;
+constexpr double kDecayingPartialsFrom = 60.0;
+
+// The bass is what sounds below middle C, where a left hand plays; the treble fades out over
+// MIDI 84-96, where most of what the transcription finds is the lower notes' upper partials.
+constexpr int kBassBelow = 60;
+constexpr double kTrebleFadesFrom = 84.0, kTrebleGoneAt = 96.0;
 
 // Chord tones take 0.75 of a chord's treble profile; the other nine share the rest.
 constexpr double kToneShare = 0.25;
@@ -141,8 +151,9 @@ NoteDictionary::NoteDictionary(double rate, int fftSize, const LogFrequencyMap& 
     for (int n = 0; n < kNotes; ++n) {
         std::fill(line.begin(), line.end(), 0.0f);
         const double f0 = midiToHz(kLowestNote + n);
+        const double decay = 1.0 - (1.0 - kPartialDecay) * ramp(kLowestNote + n, kFlatPartialsBelow, kDecayingPartialsFrom);
         double amplitude = 1.0;
-        for (int h = 1; h <= kPartials && f0 * h < topHz; ++h, amplitude *= kPartialDecay) {
+        for (int h = 1; f0 * h < topHz; ++h, amplitude *= decay) {
             const double at = f0 * h / binHz;
             for (int j = std::max(0, int(at) - 2); j <= std::min(map.stftBins() - 1, int(at) + 3); ++j)
                 line[size_t(j)] += float(amplitude * hannLobe(j - at));
@@ -214,9 +225,9 @@ Chroma chromaFromNotes(const Notes& activations)
     Chroma chroma;
     for (int n = 0; n < kNotes; ++n) {
         const int midi = kLowestNote + n;
-        const double treble = ramp(midi, 45.0, 53.0) * (1.0 - ramp(midi, 96.0, 108.0));
+        const double treble = ramp(midi, 45.0, 53.0) * (1.0 - ramp(midi, kTrebleFadesFrom, kTrebleGoneAt));
         chroma.treble[size_t(midi % 12)] += float(treble * activations[size_t(n)]);
-        if (midi < 55)
+        if (midi < kBassBelow)
             chroma.bass[size_t(midi % 12)] += activations[size_t(n)];
     }
     return chroma;

@@ -87,7 +87,8 @@ void shiftSpectrum(const Spectrum& in, double semitones, Spectrum& out);
 // deviation there (at least a hundredth of the largest bin), and clips what falls below zero.
 void whiten(const Spectrum& in, Spectrum& out);
 
-// The profiles of the 77 notes (20 partials decaying by 0.7, mapped like the spectrum, unit norm)
+// The profiles of the 77 notes (partials up to the top of the axis, decaying by 0.7 each from
+// MIDI 60 up and less below, mapped like the spectrum, unit norm)
 // and their Gram matrix, for the non-negative least-squares transcription.
 class NoteDictionary {
 public:

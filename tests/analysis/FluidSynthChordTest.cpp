@@ -100,8 +100,25 @@ struct Piece {
 
 void PrintTo(const Piece& piece, std::ostream* out) { *out << piece.name; }
 
-// Two arrangements with the least margin: held strings under a melody, and a band with drums.
+// The arrangements with the least margin: held strings under a melody, a band with drums, and a
+// piano with a low root, whose fifth partial is the major third that a minor chord lacks.
 const Piece kPieces[] = {
+    {"piano with the root in octaves", {0},
+     [](MidiSong& song, const Chord& chord, double bar) {
+         for (int key : chord.voicing(60))
+             song.note(0, key, bar, 4.0, 80);
+         song.note(0, 36 + chord.root, bar, 4.0, 85);
+         song.note(0, 48 + chord.root, bar, 4.0, 70);
+     }},
+    {"piano with a moving left hand", {0},
+     [](MidiSong& song, const Chord& chord, double bar) {
+         for (int key : chord.voicing(60))
+             song.note(0, key, bar, 4.0, 80);
+         song.note(0, 36 + chord.root, bar, 2.0, 85);
+         song.note(0, 48 + chord.root, bar + 2.0, 2.0, 75);
+         for (int key : chord.voicing(60))
+             song.note(0, key, bar + 2.0, 2.0, 70);
+     }},
     {"strings and a melody", {48, 73},
      [](MidiSong& song, const Chord& chord, double bar) {
          for (int key : chord.voicing(55))
