@@ -170,7 +170,6 @@ private:
     std::vector<float> m_converted;
     double m_reported = 0.0;
     bool m_firstPacket = true;
-    bool m_stopped = false; // the sink refused or a cancel came: no further line to log
 };
 
 bool DecodeRun::run()
@@ -320,7 +319,6 @@ bool DecodeRun::deliver(const float* interleaved, int64_t frames)
             return false;
         const int64_t block = std::min(kBlockFrames, frames - done);
         if (!m_sink(interleaved + done * channels, block)) {
-            m_stopped = true;
             Log::line(QStringLiteral("Decoding of audio file %1 stopped: its receiver took no more")
                           .arg(QDir::toNativeSeparators(m_reader.path)));
             return false;
@@ -371,17 +369,13 @@ bool DecodeRun::cancelRequested()
     if (!m_cancel || !m_cancel->load(std::memory_order_relaxed))
         return false;
     m_reader.cancelled = true;
-    m_stopped = true;
     Log::line(QStringLiteral("Decoding of audio file %1 was cancelled").arg(QDir::toNativeSeparators(m_reader.path)));
     return true;
 }
 
 bool DecodeRun::fail(const QString& reason)
 {
-    if (!m_stopped)
-        Log::line(QStringLiteral("Audio file %1 is truncated or corrupt: %2")
-                      .arg(QDir::toNativeSeparators(m_reader.path), reason));
-    m_stopped = true;
+    Log::line(QStringLiteral("Audio file %1 is truncated or corrupt: %2").arg(QDir::toNativeSeparators(m_reader.path), reason));
     return false;
 }
 

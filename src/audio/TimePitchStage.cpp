@@ -80,10 +80,10 @@ void TimePitchStage::render(float* const* out, int frames)
 {
     const bool bypass = m_bypass.load(std::memory_order_relaxed) || !m_stretcher;
     if (bypass) {
-        renderInput(out, frames);
-        m_blockTime = m_input ? m_input->lastRenderTime() : 0.0;
-        m_blockRate = m_input ? m_input->lastRenderRate() : 0.0;
-        m_blockStarted = m_input && m_input->startedStreamLastRender();
+        m_input->render(out, frames);
+        m_blockTime = m_input->lastRenderTime();
+        m_blockRate = m_input->lastRenderRate();
+        m_blockStarted = m_input->startedStreamLastRender();
         m_idle = true;
         return;
     }
@@ -115,22 +115,13 @@ void TimePitchStage::render(float* const* out, int frames)
     m_blockRate = (m_givenOutPos - m_blockStartPos) / double(frames);
 }
 
-void TimePitchStage::renderInput(float* const* out, int frames)
-{
-    if (m_input)
-        m_input->render(out, frames);
-    else
-        for (int c = 0; c < m_channels; ++c)
-            std::memset(out[c], 0, sizeof(float) * size_t(frames));
-}
-
 // While idle the input is probed a whole block at a time: silence passes through, and the first
 // played block starts the stretcher, so the stream's first frame is the first it is fed.
 bool TimePitchStage::startIfPlayed(float* const* out, int frames)
 {
-    renderInput(out, frames);
-    if (!m_input || !m_input->playedLastRender()) {
-        m_blockTime = m_input ? m_input->lastRenderTime() : 0.0;
+    m_input->render(out, frames);
+    if (!m_input->playedLastRender()) {
+        m_blockTime = m_input->lastRenderTime();
         m_blockRate = 0.0;
         return false;
     }
@@ -146,7 +137,7 @@ bool TimePitchStage::startIfPlayed(float* const* out, int frames)
 void TimePitchStage::applyParameters(double inputTime)
 {
     double rate = m_rate.load(std::memory_order_relaxed);
-    if (m_input && m_input->passRate() > 0.0)
+    if (m_input->passRate() > 0.0)
         rate = m_input->passRateSince() <= inputTime ? std::clamp(m_input->passRate(), kMinRate, kMaxRate)
                                                      : (m_appliedRate > 0.0 ? m_appliedRate : rate);
     const double cents = m_cents.load(std::memory_order_relaxed);
@@ -216,24 +207,23 @@ bool TimePitchStage::feed()
     size_t n = m_stretcher->getSamplesRequired();
     n = std::clamp<size_t>(std::max(n == 0 ? 256 : n, size_t(m_minimumFeed)), 1, kMaxProcessFrames);
     // A pass that may change the speed ends a piece, so the new speed starts on its first frame.
-    if (m_input)
-        n = size_t(std::clamp<int64_t>(m_input->framesToPassEnd(), 1, int64_t(n)));
-    renderInput(m_inPointers.data(), int(n));
-    const double inputTime = m_input ? m_input->lastRenderTime() : 0.0;
+    n = size_t(std::clamp<int64_t>(m_input->framesToPassEnd(), 1, int64_t(n)));
+    m_input->render(m_inPointers.data(), int(n));
+    const double inputTime = m_input->lastRenderTime();
     applyParameters(inputTime);
     bool restarted = false;
-    if (m_input && m_input->startedStreamLastRender()) {
+    if (m_input->startedStreamLastRender()) {
         // A new stream began while the old one was still in the stretcher.
         restart(m_input->lastRenderTime());
         m_blockStartPos = 0.0;
         m_blockStarted = true;
         restarted = true;
-    } else if (m_input && !m_input->playedLastRender()) {
+    } else if (!m_input->playedLastRender()) {
         m_idle = true; // halted: the next block waits for a new stream
     }
     // The stretcher would apply a new speed to what it still holds, cutting the pass short: it
     // gives out the whole pass first and starts the next one afresh.
-    const bool endsPass = m_input && m_input->passRate() > 0.0 && m_input->passRateSince() == inputTime + double(n) &&
+    const bool endsPass = m_input->passRate() > 0.0 && m_input->passRateSince() == inputTime + double(n) &&
                           std::clamp(m_input->passRate(), kMinRate, kMaxRate) != m_appliedRate;
     process(m_inPointers.data(), int(n), endsPass);
     if (endsPass)

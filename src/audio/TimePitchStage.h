@@ -38,7 +38,8 @@ public:
     // Makes the stretcher and every buffer for the whole rate and pitch range. False for a
     // channel count or rate the stage cannot take.
     bool prepare(double sampleRate, int channels);
-    // Non-owning; set while nothing renders. Its channel count must be the prepared one.
+    // Non-owning, and needed before the first render; set while nothing renders. Its channel
+    // count must be the prepared one.
     void setInput(AudioRenderSource* input) { m_input = input; }
     int channelCount() const override { return m_channels; }
 
@@ -67,7 +68,6 @@ private:
     void applyParameters(double inputTime);
     void restart(double inputTime);
     bool startIfPlayed(float* const* out, int frames);
-    void renderInput(float* const* out, int frames);
     int retrieve(float* const* out, int offset, int frames);
     bool feed();
     void process(float* const* in, int frames, bool final = false);
