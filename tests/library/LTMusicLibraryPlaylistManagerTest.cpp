@@ -58,29 +58,26 @@ TEST_F(LTMusicLibraryPlaylistManagerTest, ItemsResolveByBookmarkThenURLThenLibra
         QString resolvedName; // in the Music folder; empty: not resolved
         bool unavailable;
         QString reason;
-        bool urlStringHealed, bookmarkRenewed;
+        bool healed; // the URL string (if it was a library track's) and the bookmark renewed
     };
-    const auto fileItem = [this](const char* name) { return LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music(name))); };
-    // A library item that also stores a URL (`name` in the Music folder, or `url` as it is).
+    const auto fileItem = [this] { return LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music("moved.wav"))); };
+    // A library item that also stores a URL: `name` in the Music folder, or `url` as it is.
     const auto libraryAt = [this](const char* title, const QString& name, const char* url = "") {
         auto i = libraryItem(title);
         i->setFileURLString(name.isEmpty() ? QString(url) : QUrl::fromLocalFile(music(name)).toString(QUrl::FullyEncoded));
         return i;
     };
-    const auto rename = [this](const char* from, const char* to) { ASSERT_TRUE(QFile::rename(music(from), music(to))); };
+    const auto moveAgain = [this] { ASSERT_TRUE(QFile::rename(music("moved.wav"), music("moved again.wav"))); };
     const auto remove = [this] { QFile::remove(music("moved.wav")); };
     const Case cases[] = {
-        {"a moved file is found by its bookmark", [&] { return fileItem("moved.wav"); },
-         [&] { rename("moved.wav", "moved again.wav"); }, false, "moved again.wav", false, "", false, false},
-        {"a stale bookmark is renewed when asked", [&] { return fileItem("moved.wav"); },
-         [&] { rename("moved.wav", "moved again.wav"); }, true, "moved again.wav", false, "", false, true},
-        {"a deleted plain file is left to the caller",
-         [&] { auto i = fileItem("moved.wav"); i->setUnavailableReason("as it was"); return i; },
-         remove, true, "", false, "as it was", false, false},
+        {"a moved file is found by its bookmark", fileItem, moveAgain, false, "moved again.wav", false, "", false},
+        {"a stale bookmark is renewed when asked", fileItem, moveAgain, true, "moved again.wav", false, "", true},
+        {"a deleted plain file is left to the caller", [&] { auto i = fileItem(); i->setUnavailableReason("as it was"); return i; },
+         remove, true, "", false, "as it was", false},
         {"a library track the library no longer knows",
          [&] { auto i = libraryAt("kept", "", "file:///old/place/kept.wav"); i->setMusicPersistentID("77"); return i; },
-         [] {}, true, "", true, "Missing media item", false, false},
-        {"a protected library track", [&] { return libraryItem("bought"); }, [] {}, true, "", true, "DRM protected", false, false},
+         [] {}, true, "", true, "Missing media item", false},
+        {"a protected library track", [&] { return libraryItem("bought"); }, [] {}, true, "", true, "DRM protected", false},
         {"a library track moved and rescanned heals its URL and bookmark",
          [&] { auto i = libraryAt("moved", "moved.wav"); i->setUnavailable(true); return i; },
          [&] { // copied, so no bookmark of the old file could follow it
@@ -88,36 +85,34 @@ TEST_F(LTMusicLibraryPlaylistManagerTest, ItemsResolveByBookmarkThenURLThenLibra
              remove();
              rescan();
          },
-         true, "renamed.wav", false, "", true, true},
-        {"a library track whose file was deleted", [&] { return libraryAt("moved", "moved.wav"); },
-         remove, true, "", true, "Missing local file", false, false},
+         true, "renamed.wav", false, "", true},
+        {"a library track whose file was deleted", [&] { return libraryAt("moved", "moved.wav"); }, remove, true, "", true,
+         "Missing local file", false},
         {"a kept file resolves by its stored URL alone",
          [&] { auto i = libraryAt("kept", "kept.wav"); i->setBookmarkData(QByteArray("not a bookmark")); return i; },
-         [] {}, true, "kept.wav", false, "", false, false},
+         [] {}, true, "kept.wav", false, "", false},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
         SetUp();
         const LTPlaylistItemPtr item = c.make();
         const QString urlBefore = item->fileURLString();
         const QByteArray bookmarkBefore = item->bookmarkData();
         c.change();
         const QUrl url = m_manager->resolvedURLForPlaylistItem(item, c.wantBookmark);
-        const QString resolvedPath = c.resolvedName.isEmpty() ? QString() : music(c.resolvedName);
-        EXPECT_EQ(url.toLocalFile(), resolvedPath) << c.what;
-        EXPECT_EQ(item->isUnavailable(), c.unavailable) << c.what;
-        EXPECT_EQ(item->unavailableReason(), c.reason) << c.what;
-        EXPECT_EQ(item->fileURLString() != urlBefore, c.urlStringHealed) << c.what;
-        EXPECT_EQ(item->bookmarkData() != bookmarkBefore, c.bookmarkRenewed) << c.what;
-        if (c.urlStringHealed) {
-            EXPECT_EQ(QUrl(item->fileURLString()).toLocalFile(), resolvedPath) << c.what;
-        }
-        if (c.bookmarkRenewed) {
-            EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(item->bookmarkData(), nullptr, nullptr), url) << c.what;
-        }
+        EXPECT_EQ(url.toLocalFile(), c.resolvedName.isEmpty() ? QString() : music(c.resolvedName));
+        EXPECT_EQ(std::tuple(item->isUnavailable(), item->unavailableReason()), std::tuple(c.unavailable, c.reason));
+        EXPECT_EQ(item->bookmarkData() != bookmarkBefore, c.healed);
+        const bool urlHealed = c.healed && item->sourceType() == 1; // a plain file's URL is its own
+        EXPECT_EQ(item->fileURLString() != urlBefore, urlHealed);
+        if (urlHealed)
+            EXPECT_EQ(QUrl(item->fileURLString()).toLocalFile(), url.toLocalFile());
+        if (c.healed)
+            EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(item->bookmarkData(), nullptr, nullptr), url);
     }
 }
 
-TEST_F(LTMusicLibraryPlaylistManagerTest, EntriesResolveThroughTheLibraryKeepingTheirBookmark)
+TEST_F(LTMusicLibraryPlaylistManagerTest, EntriesResolveThroughTheLibraryKeepingTheirBookmarkAndComparingNeverRewritesOne)
 {
     const LTMusicLibraryEntryPtr kept = entry("kept");
     kept->setBookmarkData(QByteArray("made earlier"));
@@ -128,25 +123,22 @@ TEST_F(LTMusicLibraryPlaylistManagerTest, EntriesResolveThroughTheLibraryKeeping
     const LTMusicLibraryEntryPtr moved = entry("moved");
     EXPECT_FALSE(m_manager->resolveLocationForMusicEntry(moved, true).isEmpty());
     EXPECT_FALSE(moved->bookmarkData().isEmpty()) << "a bookmark is made when there is none";
-    ASSERT_TRUE(QFile::remove(music("moved.wav")));
-    moved->setMediaItem(nullptr); // looked up again by its ID
-    EXPECT_TRUE(m_manager->resolveLocationForMusicEntry(moved, true).isEmpty());
-    EXPECT_FALSE(moved->isAvailable());
-    EXPECT_EQ(moved->unavailableReason(), "Missing local file");
-    EXPECT_TRUE(m_manager->resolveLocationForMusicEntry(nullptr, true).isEmpty());
-}
 
-TEST_F(LTMusicLibraryPlaylistManagerTest, ComparingItemsNeverRewritesTheirBookmarks)
-{
+    // An item added by hand, its file then renamed: found through its stale bookmark, which stays as it was.
     const LTPlaylistPtr playlist = m_manager->selectedPlaylist();
     const LTPlaylistItemPtr byHand = LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music("moved.wav")));
     playlist->items() << byHand;
     ASSERT_TRUE(QFile::rename(music("moved.wav"), music("Moved.WAV")));
     const QByteArray stale = byHand->bookmarkData();
-
-    const LTPlaylistItemPtr fromLibrary = libraryItem("kept");
-    EXPECT_FALSE(m_manager->playlistContainsEquivalentItem(playlist, fromLibrary));
-    const LTPlaylistItemPtr sameFile = LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music("Moved.WAV")));
-    EXPECT_TRUE(m_manager->playlistContainsEquivalentItem(playlist, sameFile)) << "one file, found through the stale bookmark";
+    EXPECT_FALSE(m_manager->playlistContainsEquivalentItem(playlist, libraryItem("kept")));
+    EXPECT_TRUE(m_manager->playlistContainsEquivalentItem(
+        playlist, LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music("Moved.WAV")))));
     EXPECT_EQ(byHand->bookmarkData(), stale);
+
+    ASSERT_TRUE(QFile::remove(music("Moved.WAV")));
+    moved->setMediaItem(nullptr); // looked up again by its ID
+    EXPECT_TRUE(m_manager->resolveLocationForMusicEntry(moved, true).isEmpty());
+    EXPECT_FALSE(moved->isAvailable());
+    EXPECT_EQ(moved->unavailableReason(), "Missing local file");
+    EXPECT_TRUE(m_manager->resolveLocationForMusicEntry(nullptr, true).isEmpty());
 }

@@ -43,14 +43,10 @@ TEST_F(LTPlaylistStoreTest, FirstStartWritesOnePlaylistSelectedAndAFolderInItsPl
     LTPlaylistStore deep(dir.filePath(QStringLiteral("not/yet/there")));
     deep.loadPlaylists();
     const QJsonObject written = QJsonDocument::fromJson(readFile(deep.playlistStorePath())).object();
-    EXPECT_EQ(written.value("version").toInt(), 1);
     EXPECT_EQ(written.value("selectedPlaylistIndex").toInt(-1), 0);
-    const QJsonArray playlists = written.value("playlists").toArray();
-    ASSERT_EQ(playlists.size(), 1);
-    EXPECT_EQ(playlists[0].toObject().value("name").toString(), "Playlist");
-    EXPECT_TRUE(playlists[0].toObject().value("items").toArray().isEmpty());
+    ASSERT_EQ(written.value("playlists").toArray().size(), 1);
+    EXPECT_EQ(written["playlists"][0]["name"].toString(), "Playlist");
     EXPECT_FALSE(QFile::exists(deep.backupPath()));
-    EXPECT_TRUE(readFile(deep.playlistStorePath()).contains("\n    ")) << "pretty-printed";
 
     ASSERT_TRUE(QDir(dir.path()).mkdir("playlists.json"));
     store.loadPlaylists();
@@ -60,7 +56,7 @@ TEST_F(LTPlaylistStoreTest, FirstStartWritesOnePlaylistSelectedAndAFolderInItsPl
     EXPECT_FALSE(store.savePlaylists()) << "a failed write is reported to the caller";
 }
 
-TEST_F(LTPlaylistStoreTest, EveryFieldSurvivesASaveAndALoad)
+TEST_F(LTPlaylistStoreTest, EveryFieldSurvivesASaveAndALoadAndADurationThatIsNoNumberLeavesTheFileAsItWas)
 {
     store.loadPlaylists();
     const LTPlaylistPtr playlist = store.selectedPlaylist();
@@ -79,18 +75,18 @@ TEST_F(LTPlaylistStoreTest, EveryFieldSurvivesASaveAndALoad)
     full->setUnavailableReason(QStringLiteral("Missing local file"));
     playlist->items() = {full, LTPlaylistStore::playlistItemFromFileURL(QUrl(QStringLiteral("file:///nowhere/take%202.wav")))};
     ASSERT_TRUE(store.savePlaylists());
-
-    const QJsonArray items = root()["playlists"][0]["items"].toArray();
-    EXPECT_TRUE(items[0].toObject().contains("bookmarkData"));
-    EXPECT_FALSE(items[1].toObject().contains("bookmarkData")) << "no key without a bookmark";
+    EXPECT_FALSE(root()["playlists"][0]["items"][1].toObject().contains("bookmarkData")) << "no key without a bookmark";
 
     LTPlaylistStore again(dir.path());
     again.loadPlaylists();
-    const LTPlaylistPtr read = again.selectedPlaylist();
-    EXPECT_EQ(read->toDictionary(), playlist->toDictionary());
-    ASSERT_EQ(read->items().size(), 2);
-    EXPECT_EQ(read->items()[0]->bookmarkData(), full->bookmarkData());
-    EXPECT_EQ(read->items()[1]->displayName(), "take 2.wav");
+    EXPECT_EQ(again.selectedPlaylist()->toDictionary(), playlist->toDictionary());
+    EXPECT_EQ(again.selectedPlaylist()->items().value(1)->displayName(), "take 2.wav");
+
+    const QByteArray before = readFile(store.playlistStorePath());
+    full->setDuration(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_FALSE(store.savePlaylists());
+    EXPECT_TRUE(log.anyStartsWith("Failed to serialize playlists: "));
+    EXPECT_EQ(readFile(store.playlistStorePath()), before);
 }
 
 TEST_F(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDropped)
@@ -106,8 +102,7 @@ TEST_F(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDroppe
     for (const LTPlaylistItemPtr& item : first->items()) {
         EXPECT_FALSE(item->uuid().isEmpty());
         EXPECT_TRUE(item->bookmarkData().isNull());
-        EXPECT_EQ(item->fileURLString(), "");
-        EXPECT_EQ(item->sourceType(), 0);
+        EXPECT_EQ(std::tuple(item->fileURLString(), item->sourceType()), std::tuple(QString(""), 0));
         EXPECT_FALSE(item->isUnavailable()) << "a song is playable unless the file says otherwise";
     }
     LTPlaylistStore again(dir.path());
@@ -213,16 +208,4 @@ TEST(LTPlaylistStore, EquivalenceByLibraryIDPathOrURLString)
         EXPECT_EQ(LTPlaylistStore::playlistContainsEquivalentItem(playlist, c.candidate, resolve), c.equivalent) << c.why;
     }
     EXPECT_FALSE(LTPlaylistStore::playlistContainsEquivalentItem(nullptr, item(0, "file:///a", ""), resolve));
-}
-
-TEST_F(LTPlaylistStoreTest, ADurationThatIsNoNumberLeavesTheFileAsItWas)
-{
-    store.loadPlaylists();
-    const QByteArray before = readFile(store.playlistStorePath());
-    auto item = std::make_shared<LTPlaylistItem>();
-    item->setDuration(std::numeric_limits<double>::quiet_NaN());
-    store.selectedPlaylist()->items().append(item);
-    EXPECT_FALSE(store.savePlaylists());
-    EXPECT_TRUE(log.anyStartsWith("Failed to serialize playlists: "));
-    EXPECT_EQ(readFile(store.playlistStorePath()), before);
 }

@@ -111,65 +111,40 @@ protected:
 
 } // namespace
 
-TEST_F(MusicLibraryTest, ListsEveryTrackWithItsTagsAndLeavesOutHiddenFilesAndVideo)
+TEST_F(MusicLibraryTest, TheScanListsEachTrackWithItsTagsThePlaylistFilesAsSourcesAndTheFilterNarrowsThem)
 {
     const auto browser = scannedBrowser();
     for (const Tagged& t : kTagged) {
         const LTMusicLibraryEntryPtr e = entryTitled(*browser, t.title);
         ASSERT_TRUE(e) << t.file;
-        EXPECT_EQ(e->artist(), t.artist) << t.file;
-        EXPECT_EQ(e->album(), t.album) << t.file;
+        EXPECT_EQ(std::tuple(e->artist(), e->album(), e->isAvailable()), std::tuple(QString(t.artist), QString(t.album), true));
         EXPECT_NEAR(e->duration(), 1.0, 0.1) << t.file;
-        EXPECT_TRUE(e->isAvailable()) << t.file;
         EXPECT_EQ(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(e->mediaItem(), nullptr),
                   QUrl::fromLocalFile(QDir(music()).filePath(t.file)));
     }
-    const LTMusicLibraryEntryPtr untagged = entryTitled(*browser, "Untagged Take");
-    ASSERT_TRUE(untagged) << "the file name stands in for a missing title";
-    EXPECT_EQ(untagged->artist(), "");
-    EXPECT_EQ(browser->musicAllEntries().size(), 7) << titles(*browser).join(", ").toStdString();
-    int protectedCount = 0;
-    for (const LTMusicLibraryEntryPtr& e : browser->musicAllEntries())
-        if (e->unavailableReason() == "DRM protected") {
-            ++protectedCount;
-            EXPECT_FALSE(e->isAvailable());
-            EXPECT_TRUE(e->mediaItem()->path.endsWith("bought.m4p"));
-        }
-    EXPECT_EQ(protectedCount, 1);
-}
+    ASSERT_TRUE(entryTitled(*browser, "Untagged Take")) << "the file name stands in for a missing title";
+    EXPECT_EQ(browser->musicAllEntries().size(), 7) << "no hidden files, no video: " << titles(*browser).join(", ").toStdString();
+    const LTMusicLibraryEntryPtr bought = entryTitled(*browser, "Bought Song");
+    ASSERT_TRUE(bought);
+    EXPECT_EQ(std::tuple(bought->isAvailable(), bought->unavailableReason()), std::tuple(false, QString("DRM protected")));
 
-TEST_F(MusicLibraryTest, PlaylistFilesAreSourcesWithTheirTracksInFileOrder)
-{
-    const auto browser = scannedBrowser();
     EXPECT_EQ(browser->librarySourceTitles(), QStringList({"Library", "Practice"}));
     browser->selectMusicSourceAtIndex(1);
-    EXPECT_EQ(titles(*browser), QStringList({"Late Train", "Opening Riff"}));
+    EXPECT_EQ(titles(*browser), QStringList({"Late Train", "Opening Riff"})) << "in the playlist file's order";
     browser->selectMusicSourceAtIndex(2);
     EXPECT_EQ(browser->selectedMusicSourceIndex(), 0) << "an index past the playlists falls back to the library";
     EXPECT_EQ(browser->musicFilteredEntries().size(), 7);
-}
 
-TEST_F(MusicLibraryTest, FilterMatchesOneSubstringOfNameArtistAndAlbum)
-{
-    const auto browser = scannedBrowser();
-    struct Case {
-        const char* query;
-        QStringList titles;
-    };
-    const Case cases[] = {
-        {"ALDERS", {"Opening Riff", "Second Wind"}},
-        {"night sessions", {"Blue Hour", "Late Train"}},
-        {"quint night", {"Blue Hour", "Late Train"}}, // from the artist into the album
-        {"riff the", {"Opening Riff"}},               // from the name into the artist
-        {"alders first light", {"Opening Riff"}},
-        {"light alders", {}},
-        {"zzz", {}},
-    };
-    for (const Case& c : cases) {
-        browser->applyMusicFilterWithQuery(QString::fromUtf8(c.query));
+    // One substring of name, artist and album together, in any letter case.
+    const std::pair<const char*, QStringList> queries[] = {
+        {"ALDERS", {"Opening Riff", "Second Wind"}}, {"quint night", {"Blue Hour", "Late Train"}},
+        {"riff the", {"Opening Riff"}},             {"alders first light", {"Opening Riff"}},
+        {"light alders", {}},                       {"zzz", {}}};
+    for (const auto& [query, expected] : queries) {
+        browser->applyMusicFilterWithQuery(QString::fromUtf8(query));
         QStringList got = titles(*browser);
         got.sort();
-        EXPECT_EQ(got, c.titles) << c.query;
+        EXPECT_EQ(got, expected) << query;
     }
     browser->applyMusicFilterWithQuery(QString());
     EXPECT_EQ(browser->musicFilteredEntries(), browser->musicAllEntries()) << "clearing restores the source order";
@@ -178,49 +153,39 @@ TEST_F(MusicLibraryTest, FilterMatchesOneSubstringOfNameArtistAndAlbum)
     EXPECT_EQ(titles(*browser), QStringList{"Late Train"}) << "the query holds across a change of source";
 }
 
-TEST_F(MusicLibraryTest, ARenamedOrMovedFileKeepsItsPersistentID)
+TEST_F(MusicLibraryTest, ARenamedFileKeepsItsIDAndADeletedOneResolvesToMissingLocalFileBeforeAndAfterARescan)
 {
     const auto browser = scannedBrowser();
     const QString id = entryTitled(*browser, "Field Song")->persistentID();
-    const QString other = entryTitled(*browser, "Late Train")->persistentID();
     const QString untagged = entryTitled(*browser, "Untagged Take")->persistentID();
-    QDir(music()).mkpath("Folk");
-    ASSERT_TRUE(QFile::rename(QDir(music()).filePath("five.wav"), QDir(music()).filePath("Folk/field song (take 2).wav")));
-    ASSERT_TRUE(QFile::rename(QDir(music()).filePath("Untagged Take.wav"), QDir(music()).filePath("Take Two.wav")));
+    const LTMusicLibraryEntryPtr deleted = entryTitled(*browser, "Second Wind");
+    const QDir dir(music());
+    dir.mkpath("Folk");
+    ASSERT_TRUE(QFile::rename(dir.filePath("five.wav"), dir.filePath("Folk/field song (take 2).wav")));
+    ASSERT_TRUE(QFile::rename(dir.filePath("Untagged Take.wav"), dir.filePath("Take Two.wav")));
+    ASSERT_TRUE(QFile::remove(deleted->mediaItem()->path));
+    QString reason;
+    EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(deleted->mediaItem(), &reason).isEmpty());
+    EXPECT_EQ(reason, "Missing local file");
+    EXPECT_EQ(LTMusicLibraryBrowser::availabilityReasonForMediaItem(deleted->mediaItem()), "") << "the cheap check reads no disk";
 
     const MusicLibraryScanReport report = scan(*browser->musicLibrary());
-    EXPECT_EQ(std::tuple(report.renamed, report.added, report.tagsRead), std::tuple(2, 0, 2));
+    EXPECT_EQ(std::tuple(report.renamed, report.added, report.tagsRead, report.vanished), std::tuple(2, 0, 2, 1));
     browser->reloadMusicLibrary();
     const LTMusicLibraryEntryPtr moved = entryTitled(*browser, "Field Song");
     ASSERT_TRUE(moved);
     EXPECT_EQ(moved->persistentID(), id);
     EXPECT_TRUE(moved->mediaItem()->path.endsWith("Folk/field song (take 2).wav"));
-    EXPECT_EQ(entryTitled(*browser, "Late Train")->persistentID(), other);
     ASSERT_TRUE(entryTitled(*browser, "Take Two")) << "an untagged file shows its new name";
     EXPECT_EQ(entryTitled(*browser, "Take Two")->persistentID(), untagged);
-    EXPECT_NE(id, other);
-    EXPECT_GT(id.toULongLong(), 0u);
-}
+    EXPECT_NE(id, untagged);
 
-TEST_F(MusicLibraryTest, ADeletedFileResolvesToMissingLocalFileBeforeAndAfterARescan)
-{
-    const auto browser = scannedBrowser();
-    const LTMusicLibraryEntryPtr entry = entryTitled(*browser, "Second Wind");
-    ASSERT_TRUE(QFile::remove(entry->mediaItem()->path));
-    QString reason;
-    EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(entry->mediaItem(), &reason).isEmpty());
-    EXPECT_EQ(reason, "Missing local file");
-    EXPECT_EQ(LTMusicLibraryBrowser::availabilityReasonForMediaItem(entry->mediaItem()), "") << "the cheap check reads no disk";
-
-    EXPECT_EQ(scan(*browser->musicLibrary()).vanished, 1);
-    browser->reloadMusicLibrary();
     EXPECT_FALSE(entryTitled(*browser, "Second Wind")) << "no longer listed";
-    const MusicLibraryTrackPtr known = browser->mediaItemForPersistentID(entry->persistentID());
+    const MusicLibraryTrackPtr known = browser->mediaItemForPersistentID(deleted->persistentID());
     ASSERT_TRUE(known) << "its ID still answers";
     reason.clear();
     EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(known, &reason).isEmpty());
     EXPECT_EQ(reason, "Missing local file");
-    reason.clear();
     LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(browser->mediaItemForPersistentID("12345"), &reason);
     EXPECT_EQ(reason, "Missing media item");
 }
@@ -229,34 +194,28 @@ TEST_F(MusicLibraryTest, FilesAddedOrRemovedWhileRunningShowWithoutACommand)
 {
     auto index = makeIndex();
     scan(*index);
-    const auto paths = [&] {
-        QStringList out;
-        for (const MusicLibraryTrackPtr& track : index->allMediaItems())
-            out << QDir(music()).relativeFilePath(track->path);
-        return out;
+    const auto has = [&](const QString& relative) {
+        const auto items = index->allMediaItems();
+        return std::any_of(items.begin(), items.end(), [&](const MusicLibraryTrackPtr& t) { return t->path == QDir(music()).filePath(relative); });
     };
-    ASSERT_TRUE(paths().contains("Rock/one.mp3"));
+    ASSERT_TRUE(has("Rock/one.mp3"));
     QSignalSpy changed(index.get(), &MusicLibraryIndex::libraryChanged);
     ASSERT_TRUE(QFile::copy(QDir(music()).filePath("Rock/one.mp3"), QDir(music()).filePath("Rock/encore.mp3"))); // into a subfolder
-    EXPECT_TRUE(changed.wait(10000));
-    EXPECT_TRUE(paths().contains("Rock/encore.mp3"));
+    EXPECT_TRUE(changed.wait(10000) && has("Rock/encore.mp3"));
     ASSERT_TRUE(QFile::remove(QDir(music()).filePath("Rock/one.mp3")));
-    EXPECT_TRUE(changed.wait(10000));
-    EXPECT_FALSE(paths().contains("Rock/one.mp3"));
+    EXPECT_TRUE(changed.wait(10000) && !has("Rock/one.mp3"));
 }
 
 TEST_F(MusicLibraryTest, AMissingMusicFolderLogsAndGivesAnEmptyLibrary)
 {
     LogCapture log;
-    const QString gone = m_dir.filePath("no such folder");
-    const auto browser = scannedBrowser({gone});
-    EXPECT_TRUE(log.contains(QStringLiteral("Music library unavailable: the folder \"%1\" does not exist").arg(gone)))
-        << log.lines().join('\n').toStdString();
+    const auto browser = scannedBrowser({m_dir.filePath("no such folder")});
+    EXPECT_TRUE(log.anyStartsWith("Music library unavailable: the folder ")) << log.lines().join('\n').toStdString();
     EXPECT_TRUE(browser->musicFilteredEntries().isEmpty());
     EXPECT_EQ(browser->librarySourceTitles(), QStringList{"Library"});
 }
 
-TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnly)
+TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnlyAndADamagedIndexIsRebuilt)
 {
     const auto ids = [](const MusicLibraryIndex& index) {
         QStringList out;
@@ -270,41 +229,34 @@ TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnly)
     EXPECT_EQ(scan(*index).tagsRead, 0) << "a rescan with no change";
     const QStringList before = ids(*index);
     index.reset();
-    auto restarted = makeIndex(); // as at the next start of the program
-    const MusicLibraryScanReport again = scan(*restarted);
-    EXPECT_EQ(std::tuple(again.tagsRead, again.playlistsRead), std::tuple(0, 0));
-    EXPECT_EQ(ids(*restarted), before);
-    ASSERT_EQ(restarted->allPlaylists().size(), 1);
-    EXPECT_EQ(restarted->allPlaylists()[0]->name, "Practice");
-    EXPECT_EQ(restarted->allPlaylists()[0]->items.size(), 2) << "the stored playlist still names its tracks";
+    index = makeIndex(); // as at the next start of the program
+    EXPECT_EQ(std::tuple(scan(*index).tagsRead, index->lastScanReport().playlistsRead), std::tuple(0, 0));
+    EXPECT_EQ(ids(*index), before);
+    ASSERT_EQ(index->allPlaylists().size(), 1);
+    EXPECT_EQ(index->allPlaylists()[0]->name, "Practice");
+    EXPECT_EQ(index->allPlaylists()[0]->items.size(), 2) << "the stored playlist still names its tracks";
 
     // One file grows; another is retagged in place to a title of the same length, which only
     // its modification time tells.
     QFile touched(QDir(music()).filePath("Untagged Take.wav"));
-    ASSERT_TRUE(touched.open(QIODevice::Append));
-    touched.write(QByteArray(4, '\0'));
+    ASSERT_TRUE(touched.open(QIODevice::Append) && touched.write(QByteArray(4, '\0')) == 4);
     touched.close();
     const QString five = QDir(music()).filePath("five.wav");
-    const QByteArray tagged = fixtures::readFile(five);
-    ASSERT_TRUE(tagged.contains("Field Song"));
-    ASSERT_TRUE(fixtures::writeFile(five, QByteArray(tagged).replace("Field Song", "Field Sang")));
+    ASSERT_TRUE(fixtures::writeFile(five, fixtures::readFile(five).replace("Field Song", "Field Sang")));
     QFile retagged(five);
     ASSERT_TRUE(retagged.open(QIODevice::ReadWrite));
     ASSERT_TRUE(retagged.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime));
     retagged.close();
-    const MusicLibraryScanReport changed = scan(*restarted);
-    EXPECT_EQ(changed.tagsRead, 2);
-    EXPECT_EQ(changed.added, 0) << "a changed file keeps its ID";
-    const auto items = restarted->allMediaItems();
+    EXPECT_EQ(std::tuple(scan(*index).tagsRead, index->lastScanReport().added), std::tuple(2, 0)) << "a changed file keeps its ID";
+    const auto items = index->allMediaItems();
     EXPECT_TRUE(std::any_of(items.begin(), items.end(), [](const MusicLibraryTrackPtr& t) { return t->title == "Field Sang"; }));
-}
 
-TEST_F(MusicLibraryTest, ADamagedIndexIsRebuiltWithALogLine)
-{
-    QDir().mkpath(QFileInfo(database()).path());
+    index.reset();
+    QDir data(QFileInfo(database()).path());
+    ASSERT_TRUE(data.removeRecursively() && data.mkpath("."));
     ASSERT_TRUE(fixtures::writeFile(database(), QByteArray(8192, '\x5a')));
     LogCapture log;
-    auto index = makeIndex();
+    index = makeIndex();
     EXPECT_EQ(scan(*index).filesSeen, 7);
     EXPECT_TRUE(log.anyStartsWith("Music library index unreadable, rebuilding it: ")) << log.lines().join('\n').toStdString();
     EXPECT_EQ(index->allMediaItems().size(), 7);
