@@ -4,6 +4,7 @@
 #include "common/Testing.h"
 
 #include <QProcess>
+#include <QHash>
 #include <QProcessEnvironment>
 #include <QRect>
 
@@ -55,20 +56,10 @@ inline QString launchShowing(QProcess& lento, QProcessEnvironment env, const QSt
 // The window's rectangle on the screen; empty when xdotool cannot tell.
 inline QRect windowGeometry(const QString& window)
 {
-    QRect r;
-    for (const QString& line : xdotool({"getwindowgeometry", "--shell", window}).split('\n')) {
-        const QString key = line.section('=', 0, 0);
-        const int value = line.section('=', 1).toInt();
-        if (key == QLatin1String("X"))
-            r.moveLeft(value);
-        else if (key == QLatin1String("Y"))
-            r.moveTop(value);
-        else if (key == QLatin1String("WIDTH"))
-            r.setWidth(value);
-        else if (key == QLatin1String("HEIGHT"))
-            r.setHeight(value);
-    }
-    return r;
+    QHash<QString, int> v;
+    for (const QString& line : xdotool({"getwindowgeometry", "--shell", window}).split('\n'))
+        v[line.section('=', 0, 0)] = line.section('=', 1).toInt();
+    return {v["X"], v["Y"], v["WIDTH"], v["HEIGHT"]};
 }
 
 // A left-button drag from `from` to `to` in screen pixels, through enough steps for the program
