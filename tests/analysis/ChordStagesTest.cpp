@@ -1,3 +1,4 @@
+// The basic estimator's stages one by one: collecting samples, deciding a frame, smoothing and segments.
 #include "analysis/LTChordEstimatorInternal.h"
 #include "common/Testing.h"
 
@@ -64,7 +65,7 @@ TEST(ChordPostProcessing, EachFrameIsSmoothedToTheMajorityOfConfidentLabelsTwoFr
         EXPECT_EQ(smoothChordLabels(c.labels, c.confidences), c.expected) << ::testing::PrintToString(c.labels);
 }
 
-TEST(ChordPostProcessing, LongConfidentRunsBecomeSegmentsAndNearbyRunsOfOneChordMerge)
+TEST(ChordPostProcessing, LongConfidentRunsBecomeSegmentsNearbyRunsOfOneChordMergeAndCoverageCountsEachLength)
 {
     const double hop = kHopSeconds;
     // voiced: frames behind a C major mean chroma.
@@ -95,10 +96,7 @@ TEST(ChordPostProcessing, LongConfidentRunsBecomeSegmentsAndNearbyRunsOfOneChord
         t.chromaSum = chroma({{0, 1.0f}, {4, 0.6f}, {7, 0.4f}});
         EXPECT_EQ(chordSegmentsFromFrames(t, c.duration), c.expected) << ::testing::PrintToString(t.labels);
     }
-}
-
-TEST(ChordPostProcessing, AGapOfAQuarterSecondStillMergesAndCoverageCountsEachSegmentsLength)
-{
+    // A gap of a quarter second still merges; coverage counts each segment's length.
     EXPECT_EQ(mergeChordSegments({segment(0, 1, C), segment(1.25, 2, C), segment(2.1, 3, G)}),
               (QList{segment(0, 2, C), segment(2.1, 3, G)}));
     EXPECT_EQ(mergeChordSegments({segment(0, 1, C), segment(std::nextafter(1.25, 2.0), 2, C)}).size(), 2);
@@ -123,4 +121,88 @@ TEST(ChordPostProcessing, TheWholeFileFallbackNeedsATriadShareOf045AndKeepsTheFi
     };
     for (const Case& c : cases)
         EXPECT_EQ(wholeFileChordFallback(c.sum, c.voiced, 30.0), c.expected) << ::testing::PrintToString(c.sum);
+}
+TEST(ChordFrameAnalyzer, AFrameNeedsATriadShareOf038AndAMarginOf0015OverTheRunnerUp)
+{
+    // C, D#, E, G equal: C major and C minor tie exactly; the first tried stays, with a margin of zero.
+    ChordChroma tie{};
+    tie[0] = tie[3] = tie[4] = tie[7] = 0.25f;
+    const ChordTemplateMatch t = matchChordTemplates(tie);
+    EXPECT_EQ(std::tuple(t.bestIndex, t.secondScore, decideChord(t).label), std::tuple(0, t.bestScore, -1));
+    // C major scores high first; A minor, tried much later, beats it and leaves it second.
+    ChordChroma chroma{};
+    chroma[0] = chroma[4] = chroma[9] = 0.3f;
+    chroma[7] = 0.1f;
+    const ChordTemplateMatch m = matchChordTemplates(chroma);
+    EXPECT_EQ(std::tuple(m.bestIndex, m.bestScore, m.secondScore), std::tuple(21, m.scores[21], m.scores[0]));
+    EXPECT_FLOAT_EQ(m.bestShare, 0.9f);
+    // The template's weights: the triad, its added tones, and what lies outside.
+    EXPECT_FLOAT_EQ(m.scores[0], 0.7f + 0.22f * 0.3f - 0.32f * 0.3f);
+    EXPECT_FLOAT_EQ(m.scores[21], 0.9f + 0.20f * 0.1f - 0.32f * 0.1f);
+
+    const float share = 0.38f, margin = 0.015f;
+    struct Case { int index; float share, best, second; int label; float confidence; };
+    for (const Case& c : {Case{0, share, margin, 0.0f, 0, 1.5f * (share - 0.30f) + 4.0f * margin}, // both at their limits
+                          Case{0, share, std::nextafter(margin, 0.0f), 0.0f, -1, 0.0f},
+                          Case{0, std::nextafter(share, 0.0f), 0.1f, 0.0f, -1, 0.0f},
+                          Case{7, 0.9f, 0.1f, 0.0f, 7, 1.0f}, // clamped
+                          Case{7, 0.5f, 0.1f, 0.08f, 7, 1.5f * 0.2f + 4.0f * 0.02f}}) {
+        const ChordFrameDecision d = decideChord({.bestScore = c.best, .secondScore = c.second, .bestShare = c.share, .bestIndex = c.index});
+        EXPECT_EQ(d.label, c.label) << c.share << " " << c.best;
+        EXPECT_NEAR(d.confidence, c.confidence, 1e-6f) << c.share << " " << c.best;
+    }
+}
+
+TEST(ChordSampleStore, GrowsAcrossChunksWithoutLosingSamples)
+{
+    ChordSampleStore store;
+    const int64_t n = 2 * ChordSampleStore::kChunkSamples + 10'000;
+    for (int64_t i = 0; i < n; ++i)
+        store.append(float(i % 100'003));
+    ASSERT_EQ(store.byteCount(), n * 4);
+    std::vector<float> span(5000);
+    const int64_t start = ChordSampleStore::kChunkSamples * 2 - 2500; // straddles the second boundary
+    store.copy(start, 5000, span.data());
+    for (int64_t i = 0; i < 5000; ++i)
+        ASSERT_EQ(span[size_t(i)], float((start + i) % 100'003)) << i;
+}
+
+TEST(ChordSampleCollector, KeepsFramesAtTheTargetRateWhereverTheBlocksAreCutUpToTheCap)
+{
+    // Frame f carries the value f on both channels, so kept samples tell which frames were kept.
+    std::vector<float> stereo(2 * 100'003);
+    for (size_t i = 0; i < stereo.size(); ++i)
+        stereo[i] = float(i / 2);
+    auto collect = [&stereo](double rate, int64_t block) {
+        ChordSampleStore store;
+        ChordSampleCollector collector(rate, 2, QStringLiteral("x.wav"), store);
+        for (int64_t at = 0; at < 100'003; at += block)
+            collector.appendInterleaved(stereo.data() + at * 2, std::min<int64_t>(block, 100'003 - at));
+        std::vector<float> out(size_t(store.size()));
+        store.copy(0, store.size(), out.data());
+        return out;
+    };
+    for (const auto& [rate, firstKept] : {std::pair{44100.0, std::vector<float>{1, 3, 5, 7, 9, 11}}, {48000.0, {2, 4, 6, 8, 10, 13}}, {11025.0, {0, 1, 2, 3, 4, 5}}}) {
+        const std::vector<float> whole = collect(rate, 100'003);
+        ASSERT_GE(whole.size(), 6u);
+        EXPECT_EQ(std::vector<float>(whole.begin(), whole.begin() + 6), firstKept) << rate;
+        EXPECT_NEAR(double(whole.size()), 100'003 * std::min(1.0, 22050.0 / rate), 1.0) << rate;
+        for (int64_t block : {1, 7, 4095})
+            EXPECT_EQ(collect(rate, block), whole) << rate << " in blocks of " << block;
+    }
+
+    // An hour stops at the cap with one line; the block that reached it is refused.
+    const std::vector<float> block(8192, 0.5f);
+    LogCapture log;
+    ChordSampleStore store;
+    ChordSampleCollector collector(chordconst::kTargetRate, 1, QStringLiteral("hour.flac"), store);
+    int64_t fed = 0;
+    while (fed < 3600 * 22050 && collector.appendInterleaved(block.data(), int64_t(block.size())))
+        fed += int64_t(block.size());
+    const int64_t capSamples = chordconst::kSampleCapBytes / 4; // 2,400 s
+    EXPECT_EQ(store.size(), capSamples);
+    EXPECT_EQ(fed, capSamples / 8192 * 8192);
+    EXPECT_FALSE(collector.appendInterleaved(block.data(), 1));
+    EXPECT_EQ(store.size(), capSamples);
+    EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] analysis sample limit reached for hour.flac"});
 }

@@ -1,0 +1,400 @@
+// Both estimators on recordings written as files and decoded like any track: synthesised notes, and
+// MIDI songs rendered by FluidSynth with the General MIDI soundfont.
+#include "analysis/LTChordEstimatorInternal.h"
+#include "analysis/PreciseChordEstimator.h"
+#include "common/Testing.h"
+
+#include <QStandardPaths>
+#include <QtEndian>
+#include <optional>
+#include <random>
+
+using chordconst::kTargetRate;
+using precisechord::Options;
+
+namespace {
+
+struct Note { double midi, start, length, level = 0.12; };
+
+// Notes struck and left to ring: harmonic partials whose strength falls by `partialDecay` each, the
+// whole note dying away with `ringSeconds`. `side` is added to the left and taken from the right,
+// so the channels' mean holds only `notes`.
+struct Recording {
+    std::vector<Note> notes;
+    double seconds = 0.0, partialDecay = 0.6, ringSeconds = 1.2, cents = 0.0, noise = 0.0, rate = 44100.0;
+    int partials = 8;
+    std::vector<Note> side = {};
+
+    std::vector<float> mono(const std::vector<Note>& which) const
+    {
+        std::vector<float> out(size_t(seconds * rate), 0.0f);
+        for (const Note& note : which) {
+            const double hz = 440.0 * std::pow(2.0, (note.midi + cents / 100.0 - 69.0) / 12.0);
+            const auto from = int64_t(note.start * rate), to = std::min(int64_t(out.size()), int64_t((note.start + note.length) * rate));
+            for (int h = 1; h <= partials && hz * h < 0.45 * rate; ++h)
+                for (int64_t n = from; n < to; ++n) {
+                    const double t = double(n - from) / rate, envelope = std::min(1.0, t / 0.005) * std::min(1.0, double(to - n) / (0.01 * rate));
+                    out[size_t(n)] += float(note.level * std::pow(partialDecay, h - 1) * envelope * std::exp(-t / ringSeconds) * std::sin(2.0 * M_PI * hz * h * t));
+                }
+        }
+        return out;
+    }
+    fixtures::Signal render() const
+    {
+        const std::vector<float> m = mono(notes), s = mono(side);
+        std::mt19937 random(7);
+        std::normal_distribution<float> gauss(0.0f, float(noise));
+        return fixtures::synthesise(int(rate), 2, int64_t(m.size()), [&](int64_t f, int c) {
+            return m[size_t(f)] + (c == 0 ? s[size_t(f)] : -s[size_t(f)]) + (noise > 0.0 && c == 0 ? gauss(random) : 0.0f);
+        });
+    }
+};
+
+struct Chord {
+    int root; // pitch class
+    bool minor;
+    double start = 0.0;
+    int index() const { return minor ? 12 + root : root; }
+    QString name() const { return LTChordEstimator::chordName(index()); }
+    // The triad's notes nearest above `floor`, in close position.
+    std::vector<int> voicing(int floor) const
+    {
+        std::vector<int> keys;
+        for (int interval : {0, minor ? 3 : 4, 7})
+            keys.push_back(floor + ((root + interval - floor) % 12 + 12) % 12);
+        std::sort(keys.begin(), keys.end());
+        return keys;
+    }
+};
+
+// Chords struck one after another, each ringing until the next (plus `overlap` seconds); with a
+// bass line, the root and then the fifth two octaves down under each.
+Recording progression(const std::vector<Chord>& chords, double seconds, bool bassLine = false, double overlap = 0.0)
+{
+    Recording r{{}, seconds};
+    for (size_t i = 0; i < chords.size(); ++i) {
+        const Chord& c = chords[i];
+        const double end = i + 1 < chords.size() ? chords[i + 1].start : seconds, half = (end - c.start) / 2.0;
+        const double base = 60 + c.root - (c.root > 6 ? 12 : 0); // closed position around middle C
+        for (double midi : {base, base + (c.minor ? 3 : 4), base + 7})
+            r.notes.push_back({midi, c.start, end - c.start + overlap});
+        if (bassLine)
+            r.notes.insert(r.notes.end(), {{36.0 + c.root, c.start, half}, {43.0 + c.root, c.start + half, half}});
+    }
+    return r;
+}
+
+struct Expected { QString name; double start, end; };
+
+std::vector<Expected> expectedOf(const std::vector<Chord>& chords, double seconds)
+{
+    std::vector<Expected> expected;
+    for (size_t i = 0; i < chords.size(); ++i)
+        expected.push_back({chords[i].name(), chords[i].start, i + 1 < chords.size() ? chords[i + 1].start : seconds});
+    return expected;
+}
+
+std::string found(const QList<LTChordSegment>& segments)
+{
+    std::string out = "found ";
+    for (const LTChordSegment& s : segments)
+        out += QStringLiteral("%1 %2-%3, ").arg(s.noteName).arg(s.startSec, 0, 'f', 2).arg(s.endSec, 0, 'f', 2).toStdString();
+    return out;
+}
+
+// "" when the names agree one to one and every boundary is within `tolerance` seconds.
+std::string mismatch(const QList<LTChordSegment>& segments, const std::vector<Expected>& expected, double tolerance = 0.1)
+{
+    bool same = size_t(segments.size()) == expected.size();
+    for (size_t i = 0; same && i < expected.size(); ++i) {
+        const LTChordSegment& s = segments[qsizetype(i)];
+        same = s.noteName == expected[i].name && std::abs(s.startSec - expected[i].start) <= tolerance && std::abs(s.endSec - expected[i].end) <= tolerance;
+    }
+    return same ? std::string() : found(segments);
+}
+
+// Mono samples at the target rate, collected as "test.wav" in blocks of 8,192, through the basic estimator's stages.
+QList<LTChordSegment> analyse(const std::vector<float>& mono, ChordFrameTrack* track, const LTChordEstimator::Progress& progress = {})
+{
+    ChordSampleStore store;
+    ChordSampleCollector collector(kTargetRate, 1, QStringLiteral("test.wav"), store);
+    for (int64_t at = 0; at < int64_t(mono.size()); at += 8192)
+        collector.appendInterleaved(mono.data() + at, std::min<int64_t>(8192, int64_t(mono.size()) - at));
+    return analyseChordSamples(store, QStringLiteral("test.wav"), progress, nullptr, track);
+}
+
+struct ChordRecordings : ::testing::Test {
+    QTemporaryDir dir;
+    int count = 0;
+
+    QUrl write(const Recording& recording)
+    {
+        const QString path = dir.filePath(QStringLiteral("take%1.wav").arg(++count));
+        EXPECT_TRUE(fixtures::writeWav(path, recording.render(), true));
+        return QUrl::fromLocalFile(path);
+    }
+    static QList<LTChordSegment> precise(const QUrl& url, Options options = {})
+    {
+        QString failure;
+        const auto segments = PreciseChordEstimator::estimateChordSegmentsForFileURL(url, {}, nullptr, &failure, options);
+        EXPECT_TRUE(failure.isEmpty()) << failure.toStdString();
+        return segments;
+    }
+};
+
+// C Am F G C at uneven times.
+const std::vector<Chord> kPopSong{{0, false, 0.0}, {9, true, 1.7}, {5, false, 3.9}, {7, false, 5.6}, {0, false, 7.5}};
+constexpr double kPopSongSeconds = 9.5;
+
+} // namespace
+
+TEST_F(ChordRecordings, TheBasicEstimatorGivesEachChordOfTheChannelsMeanWithItsBoundariesProgressAndCancel)
+{
+    const std::vector<Chord> chords{{0, false, 0.0}, {9, true, 2.0}, {5, false, 4.0}, {7, false, 6.0}, {4, true, 8.0},
+                                    {2, false, 10.0}, {11, true, 12.0}, {1, false, 14.5}, {6, true, 16.5}};
+    Recording song = progression(chords, 18.0);
+    song.ringSeconds = 1e9;
+    song.partials = 4;
+    song.side = {{63, 0.0, 18.0, 0.18}, {66, 0.0, 18.0, 0.18}, {70, 0.0, 18.0, 0.18}};
+    const QUrl url = write(song);
+    std::vector<double> reports;
+    const QList<LTChordSegment> segments = LTChordEstimator::estimateChordSegmentsForFileURL(url, [&](double f) { reports.push_back(f); });
+    EXPECT_EQ(mismatch(segments, expectedOf(chords, 18.0), 0.25), "");
+    for (const LTChordSegment& s : segments)
+        EXPECT_GE(s.confidence, 0.8) << s.noteName.toStdString();
+    EXPECT_EQ(segments.value(segments.size() - 1).endSec, 18.0);
+    EXPECT_TRUE(reports.size() >= 2 && std::is_sorted(reports.begin(), reports.end()) && reports.back() == 1.0);
+
+    std::atomic<bool> cancel{true};
+    QString failure = QStringLiteral("stale");
+    EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(url, {}, &cancel, &failure).isEmpty());
+    EXPECT_TRUE(failure.isEmpty()) << "a cancel is no failure of the file";
+
+    // A WAV whose header promises more than the file holds fails while reading.
+    const QUrl cut = url, missing = QUrl::fromLocalFile(dir.filePath("missing.wav"));
+    ASSERT_TRUE(QFile::resize(cut.toLocalFile(), QFileInfo(cut.toLocalFile()).size() / 2 + 3));
+    LogCapture log;
+    for (const auto& [file, line, why] : {std::tuple{missing, "cannot open file for note analysis: " + missing.toString() + " error=no such file", "no such file"},
+                                          {cut, QString("read error during note analysis: "), "the file is damaged or truncated"}}) {
+        log.clear();
+        EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(file, {}, nullptr, &failure).isEmpty());
+        EXPECT_TRUE(log.anyStartsWith("[NOTE_DEBUG] " + line)) << log.lines().join('\n').toStdString();
+        EXPECT_EQ(failure, why);
+    }
+}
+
+TEST(ChordAnalysis, SilenceTooShortInputAndUndecidedFramesGiveNothingOrTheWholeFileFallback)
+{
+    LogCapture log;
+    ChordFrameTrack track;
+    std::vector<double> reports;
+    // 320 frames of silence.
+    EXPECT_TRUE(analyse(std::vector<float>(4096 + 319 * 1024, 0.0f), &track, [&](double f) { reports.push_back(f); }).isEmpty());
+    EXPECT_EQ(track.labels, std::vector<int>(320, -1));
+    EXPECT_EQ(reports, (std::vector<double>{0.0, 256.0 / 320.0})); // every 256 frames
+    EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] chord segments=0 file=test.wav"});
+
+    // 8,192 samples make five frames; one fewer is not analysed at all.
+    Recording g = progression({{7, false}}, 1.0);
+    g.rate = kTargetRate;
+    const std::vector<float> chord = g.mono(g.notes);
+    analyse({chord.begin(), chord.begin() + 8192}, &track);
+    EXPECT_EQ(track.labels, std::vector<int>(5, 7));
+    track = {};
+    EXPECT_TRUE(analyse({chord.begin(), chord.begin() + 8191}, &track).isEmpty());
+    EXPECT_TRUE(track.labels.empty());
+
+    // C, E, G and a slightly weaker A: C major and A minor score within the smallest margin, so no
+    // frame is decided, but the mean chroma leans to C major.
+    Recording x{{{60, 0, 5, 0.2 * std::sqrt(0.2525)}, {64, 0, 5, 0.2 * std::sqrt(0.2525)}, {67, 0, 5, 0.1}, {69, 0, 5, 0.2 * std::sqrt(0.245)}}, 5.0};
+    x.rate = kTargetRate;
+    x.partials = 1;
+    x.ringSeconds = 1e9;
+    EXPECT_EQ(analyse(x.mono(x.notes), &track), (QList<LTChordSegment>{{0.0, 5.0, 0.0, 0, "C", 0.2}}));
+    EXPECT_EQ(track.labels, std::vector<int>(104, -1));
+    EXPECT_EQ(track.voicedFrames, 104);
+}
+
+// Each recording reads as its chords with the whole precise estimator; a recording with a stage
+// switched off reads wrong without that stage.
+TEST_F(ChordRecordings, ThePreciseEstimatorReadsEachWithinATenthOfASecondAndEachStageMendsItsCase)
+{
+    const auto pop = [](const std::function<void(Recording&)>& change) {
+        Recording r = progression(kPopSong, kPopSongSeconds);
+        change(r);
+        return r;
+    };
+    const std::vector<Expected> popSong = expectedOf(kPopSong, kPopSongSeconds);
+    const std::vector<Chord> minors{{4, true, 0.0}, {11, true, 2.4}, {2, false, 4.1}, {4, true, 5.3}};
+    Recording pause = progression({{7, false, 0.0}, {0, false, 4.0}}, 6.0);
+    for (int i : {0, 1, 2})
+        pause.notes[size_t(i)].length = 2.5; // G rings 2.5 s, then 1.5 s of silence
+    // A loud bass with strong partials: its fifth partial is the major third of the chord above it.
+    const std::vector<Chord> overBassChords{{9, true, 0.0}, {2, true, 2.1}, {4, true, 4.0}, {9, true, 6.2}};
+    Recording overBass = progression(overBassChords, 8.0);
+    overBass.partialDecay = 0.85;
+    overBass.partials = 14;
+    for (const Chord& c : overBassChords)
+        overBass.notes.push_back({36.0 + c.root + (c.root < 4 ? 12 : 0), c.start, 2.0, 0.5});
+    // Plucked chords that ring on under the next: the long frames hear the change early.
+    Recording plucked = progression(kPopSong, kPopSongSeconds, false, 1.0);
+    plucked.ringSeconds = 0.5;
+
+    const struct {
+        const char* what;
+        Recording recording;
+        std::vector<Expected> expected;
+        std::optional<Options> without = std::nullopt;
+    } cases[] = {
+        {"decaying triads", progression(kPopSong, kPopSongSeconds), popSong},
+        {"with a bass line on root and fifth", progression(kPopSong, kPopSongSeconds, true), popSong},
+        {"40 cents sharp", pop([](Recording& r) { r.cents = 40.0; }), popSong},
+        {"40 cents flat", pop([](Recording& r) { r.cents = -40.0; }), popSong},
+        {"strong upper partials", pop([](Recording& r) { r.partialDecay = 0.9, r.partials = 12; }), popSong},
+        {"minor chords and a short one", progression(minors, 7.0, true), expectedOf(minors, 7.0)},
+        {"silence", Recording{{}, 4.0}, {}},
+        {"a pause leaves a gap", pause, {{"G", 0.0, 2.5}, {"C", 4.0, 6.0}}},
+        // 45 cents: nearer the semitone above than 40, so read wrong without tuning.
+        {"tuning", pop([](Recording& r) { r.cents = 45.0; }), popSong, Options{.tuning = false}},
+        {"transcription", overBass, expectedOf(overBassChords, 8.0), Options{.transcription = false}},
+        {"hmm", pop([](Recording& r) { r.noise = 0.05; }), popSong, Options{.hmm = false}},
+        {"onset snapping", plucked, popSong, Options{.onsetSnapping = false}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const QUrl url = write(c.recording);
+        EXPECT_EQ(mismatch(precise(url), c.expected), "");
+        if (c.without) {
+            EXPECT_NE(mismatch(precise(url, *c.without), c.expected), "");
+        }
+    }
+}
+
+namespace {
+
+// A format-0 Standard MIDI File at 480 ticks a beat and 120 beats a minute.
+struct MidiSong {
+    std::vector<std::pair<int, std::string>> events; // 2 × tick, + 1 for note-ons: offs before ons at one tick
+
+    void program(int channel, int number) { events.push_back({0, {char(0xC0 | channel), char(number)}}); }
+    void note(int channel, int key, double beat, double beats, int velocity)
+    {
+        events.push_back({int(beat * 480) * 2 + 1, {char(0x90 | channel), char(key), char(velocity)}});
+        events.push_back({int((beat + beats) * 480) * 2, {char(0x80 | channel), char(key), 0}});
+    }
+    QByteArray bytes() const
+    {
+        std::vector<std::pair<int, std::string>> sorted = events;
+        std::stable_sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+        std::string track("\0\xFF\x51\x03\x07\xA1\x20", 7); // 500,000 µs a beat
+        const auto delta = [&track](int ticks) { // never 2^14 ticks apart
+            if (ticks >= 128)
+                track += char(0x80 | ticks >> 7);
+            track += char(ticks & 0x7F);
+        };
+        int last = 0;
+        for (const auto& [key, data] : sorted)
+            delta(key / 2 - std::exchange(last, key / 2)), track += data;
+        delta(480);
+        track.append("\xFF\x2F\x00", 3);
+        QByteArray file("MThd\0\0\0\x06\0\0\0\x01\x01\xE0MTrk\0\0\0\0", 22);
+        qToBigEndian(quint32(track.size()), file.data() + 18);
+        return file + QByteArray::fromStdString(track);
+    }
+};
+
+// C Am F G Em Am Dm G, a chord a bar of four beats.
+const std::vector<Chord> kProgression{{0, false}, {9, true}, {5, false}, {7, false}, {4, true}, {9, true}, {2, true}, {7, false}};
+
+// A melody that walks the chord's tones with a passing note between them.
+void melody(MidiSong& song, int channel, const Chord& chord, double bar)
+{
+    const std::vector<int> tones = chord.voicing(72);
+    const int line[] = {tones[0], tones[1], tones[1] + (chord.minor ? 2 : 1), tones[2], tones[1], tones[0] + 12};
+    const double at[] = {0.0, 1.0, 1.75, 2.0, 3.0, 3.5, 4.0};
+    for (int i = 0; i < 6; ++i)
+        song.note(channel, line[i], bar + at[i], at[i + 1] - at[i], 85);
+}
+
+struct Piece {
+    const char* name;
+    std::vector<int> programs; // channel i plays programs[i]
+    std::function<void(MidiSong&, const Chord&, double bar)> arrange;
+};
+
+void PrintTo(const Piece& piece, std::ostream* out) { *out << piece.name; }
+
+// The arrangements with the least margin: held strings under a melody, a band with drums, and a
+// piano with a low root, whose fifth partial is the major third that a minor chord lacks.
+const Piece kPieces[] = {
+    {"piano with the root in octaves", {0},
+     [](MidiSong& song, const Chord& chord, double bar) {
+         for (int key : chord.voicing(60))
+             song.note(0, key, bar, 4.0, 80);
+         song.note(0, 36 + chord.root, bar, 4.0, 85);
+         song.note(0, 48 + chord.root, bar, 4.0, 70);
+     }},
+    {"piano with a moving left hand", {0},
+     [](MidiSong& song, const Chord& chord, double bar) {
+         for (int key : chord.voicing(60))
+             song.note(0, key, bar, 4.0, 80), song.note(0, key, bar + 2.0, 2.0, 70);
+         song.note(0, 36 + chord.root, bar, 2.0, 85);
+         song.note(0, 48 + chord.root, bar + 2.0, 2.0, 75);
+     }},
+    {"strings and a melody", {48, 73},
+     [](MidiSong& song, const Chord& chord, double bar) {
+         for (int key : chord.voicing(55))
+             song.note(0, key, bar, 4.0, 70);
+         song.note(0, 36 + chord.root, bar, 4.0, 75);
+         melody(song, 1, chord, bar);
+     }},
+    {"a band", {33, 4, 27, 65},
+     [](MidiSong& song, const Chord& chord, double bar) {
+         for (int beat = 0; beat < 4; ++beat) {
+             song.note(0, 28 + (chord.root + 8) % 12 + (beat % 2 ? 7 : 0), bar + beat, 0.9, 95); // bass: root, fifth
+             for (int key : chord.voicing(60))
+                 if (beat % 2 == 0)
+                     song.note(1, key, bar + beat + 0.5, 1.0, 70);
+             for (int key : chord.voicing(52))
+                 song.note(2, key, bar + beat, 0.5, 60);
+             song.note(9, beat % 2 ? 38 : 36, bar + beat, 0.25, 100); // drums: kick and snare,
+             song.note(9, 42, bar + beat, 0.25, 70);                  // closed hi-hat on the eighths
+             song.note(9, 42, bar + beat + 0.5, 0.25, 60);
+         }
+         melody(song, 3, chord, bar);
+     }},
+};
+
+struct FluidSynthChordTest : ChordRecordings, ::testing::WithParamInterface<Piece> {};
+
+} // namespace
+
+TEST_P(FluidSynthChordTest, ChordsOfARenderedSongAreRightAtLeast93PercentOfTheTime)
+{
+    const QString fluidsynth = QStandardPaths::findExecutable("fluidsynth"), soundFont = "/usr/share/sounds/sf2/FluidR3_GM.sf2";
+    if (fluidsynth.isEmpty() || !QFile::exists(soundFont))
+        GTEST_SKIP() << "needs fluidsynth and fluid-soundfont-gm (scripts/install-deps.sh)";
+    MidiSong song;
+    for (size_t channel = 0; channel < GetParam().programs.size(); ++channel)
+        song.program(int(channel), GetParam().programs[channel]);
+    for (size_t bar = 0; bar < kProgression.size(); ++bar)
+        GetParam().arrange(song, kProgression[bar], double(bar * 4));
+    const QString midi = dir.filePath("song.mid"), wav = dir.filePath("song.wav");
+    ASSERT_TRUE(fixtures::writeFile(midi, song.bytes()));
+    QByteArray err;
+    ASSERT_EQ(fixtures::runProgram(fluidsynth, {"-ni", "-F", wav, "-r", "44100", soundFont, midi}, nullptr, &err), 0) << err.constData();
+    const QList<LTChordSegment> segments = precise(QUrl::fromLocalFile(wav));
+    // The share of the song's hundredths of a second in which the segments name the chord that plays (2 s a bar).
+    int right = 0;
+    for (int i = 0; i < 1600; ++i) {
+        const double t = (i + 0.5) / 100.0;
+        const auto at = std::find_if(segments.begin(), segments.end(), [t](const LTChordSegment& s) { return s.startSec <= t && t < s.endSec; });
+        right += at != segments.end() && at->noteName == kProgression[size_t(t / 2.0)].name();
+    }
+    RecordProperty("accuracy", QString::number(right / 1600.0, 'f', 3).toStdString());
+    EXPECT_GE(right / 1600.0, 0.93) << found(segments);
+}
+
+INSTANTIATE_TEST_SUITE_P(Pieces, FluidSynthChordTest, ::testing::ValuesIn(kPieces), [](const auto& info) {
+    return QString::fromLatin1(info.param.name).replace(' ', '_').toStdString();
+});
