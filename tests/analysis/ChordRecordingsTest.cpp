@@ -20,15 +20,14 @@ struct Note { double midi, start, length, level = 0.12; };
 // whole note dying away with `ringSeconds`. `side` is added to the left and taken from the right,
 // so the channels' mean holds only `notes`.
 struct Recording {
-    std::vector<Note> notes;
+    std::vector<Note> notes, side;
     double seconds = 0.0, partialDecay = 0.6, ringSeconds = 1.2, cents = 0.0, noise = 0.0, rate = 44100.0;
     int partials = 8;
-    std::vector<Note> side = {};
 
-    std::vector<float> mono(const std::vector<Note>& which) const
+    std::vector<float> mono(bool ofSide = false) const
     {
         std::vector<float> out(size_t(seconds * rate), 0.0f);
-        for (const Note& note : which) {
+        for (const Note& note : ofSide ? side : notes) {
             const double hz = 440.0 * std::pow(2.0, (note.midi + cents / 100.0 - 69.0) / 12.0);
             const auto from = int64_t(note.start * rate), to = std::min(int64_t(out.size()), int64_t((note.start + note.length) * rate));
             for (int h = 1; h <= partials && hz * h < 0.45 * rate; ++h)
@@ -41,7 +40,7 @@ struct Recording {
     }
     fixtures::Signal render() const
     {
-        const std::vector<float> m = mono(notes), s = mono(side);
+        const std::vector<float> m = mono(), s = mono(true);
         std::mt19937 random(7);
         std::normal_distribution<float> gauss(0.0f, float(noise));
         return fixtures::synthesise(int(rate), 2, int64_t(m.size()), [&](int64_t f, int c) {
@@ -67,11 +66,17 @@ struct Chord {
     }
 };
 
+Recording with(Recording r, const std::function<void(Recording&)>& change)
+{
+    change(r);
+    return r;
+}
+
 // Chords struck one after another, each ringing until the next (plus `overlap` seconds); with a
 // bass line, the root and then the fifth two octaves down under each.
 Recording progression(const std::vector<Chord>& chords, double seconds, bool bassLine = false, double overlap = 0.0)
 {
-    Recording r{{}, seconds};
+    Recording r{.seconds = seconds};
     for (size_t i = 0; i < chords.size(); ++i) {
         const Chord& c = chords[i];
         const double end = i + 1 < chords.size() ? chords[i + 1].start : seconds, half = (end - c.start) / 2.0;
@@ -152,11 +157,9 @@ TEST_F(ChordRecordings, TheBasicEstimatorGivesEachChordOfTheChannelsMeanWithItsB
 {
     const std::vector<Chord> chords{{0, false, 0.0}, {9, true, 2.0}, {5, false, 4.0}, {7, false, 6.0}, {4, true, 8.0},
                                     {2, false, 10.0}, {11, true, 12.0}, {1, false, 14.5}, {6, true, 16.5}};
-    Recording song = progression(chords, 18.0);
-    song.ringSeconds = 1e9;
-    song.partials = 4;
-    song.side = {{63, 0.0, 18.0, 0.18}, {66, 0.0, 18.0, 0.18}, {70, 0.0, 18.0, 0.18}};
-    const QUrl url = write(song);
+    const QUrl url = write(with(progression(chords, 18.0), [](Recording& r) {
+        r.ringSeconds = 1e9, r.partials = 4, r.side = {{63, 0.0, 18.0, 0.18}, {66, 0.0, 18.0, 0.18}, {70, 0.0, 18.0, 0.18}};
+    }));
     std::vector<double> reports;
     const QList<LTChordSegment> segments = LTChordEstimator::estimateChordSegmentsForFileURL(url, [&](double f) { reports.push_back(f); });
     EXPECT_EQ(mismatch(segments, expectedOf(chords, 18.0), 0.25), "");
@@ -195,9 +198,7 @@ TEST(ChordAnalysis, SilenceTooShortInputAndUndecidedFramesGiveNothingOrTheWholeF
     EXPECT_EQ(log.lines(), QStringList{"[NOTE_DEBUG] chord segments=0 file=test.wav"});
 
     // 8,192 samples make five frames; one fewer is not analysed at all.
-    Recording g = progression({{7, false}}, 1.0);
-    g.rate = kTargetRate;
-    const std::vector<float> chord = g.mono(g.notes);
+    const std::vector<float> chord = with(progression({{7, false}}, 1.0), [](Recording& r) { r.rate = kTargetRate; }).mono();
     analyse({chord.begin(), chord.begin() + 8192}, &track);
     EXPECT_EQ(track.labels, std::vector<int>(5, 7));
     track = {};
@@ -206,11 +207,9 @@ TEST(ChordAnalysis, SilenceTooShortInputAndUndecidedFramesGiveNothingOrTheWholeF
 
     // C, E, G and a slightly weaker A: C major and A minor score within the smallest margin, so no
     // frame is decided, but the mean chroma leans to C major.
-    Recording x{{{60, 0, 5, 0.2 * std::sqrt(0.2525)}, {64, 0, 5, 0.2 * std::sqrt(0.2525)}, {67, 0, 5, 0.1}, {69, 0, 5, 0.2 * std::sqrt(0.245)}}, 5.0};
-    x.rate = kTargetRate;
-    x.partials = 1;
-    x.ringSeconds = 1e9;
-    EXPECT_EQ(analyse(x.mono(x.notes), &track), (QList<LTChordSegment>{{0.0, 5.0, 0.0, 0, "C", 0.2}}));
+    const Recording x{.notes = {{60, 0, 5, 0.2 * std::sqrt(0.2525)}, {64, 0, 5, 0.2 * std::sqrt(0.2525)}, {67, 0, 5, 0.1}, {69, 0, 5, 0.2 * std::sqrt(0.245)}},
+                      .seconds = 5.0, .ringSeconds = 1e9, .rate = kTargetRate, .partials = 1};
+    EXPECT_EQ(analyse(x.mono(), &track), (QList<LTChordSegment>{{0.0, 5.0, 0.0, 0, "C", 0.2}}));
     EXPECT_EQ(track.labels, std::vector<int>(104, -1));
     EXPECT_EQ(track.voicedFrames, 104);
 }
@@ -219,26 +218,14 @@ TEST(ChordAnalysis, SilenceTooShortInputAndUndecidedFramesGiveNothingOrTheWholeF
 // switched off reads wrong without that stage.
 TEST_F(ChordRecordings, ThePreciseEstimatorReadsEachWithinATenthOfASecondAndEachStageMendsItsCase)
 {
-    const auto pop = [](const std::function<void(Recording&)>& change) {
-        Recording r = progression(kPopSong, kPopSongSeconds);
-        change(r);
-        return r;
-    };
+    const auto pop = [](const std::function<void(Recording&)>& change) { return with(progression(kPopSong, kPopSongSeconds), change); };
     const std::vector<Expected> popSong = expectedOf(kPopSong, kPopSongSeconds);
     const std::vector<Chord> minors{{4, true, 0.0}, {11, true, 2.4}, {2, false, 4.1}, {4, true, 5.3}};
-    Recording pause = progression({{7, false, 0.0}, {0, false, 4.0}}, 6.0);
-    for (int i : {0, 1, 2})
-        pause.notes[size_t(i)].length = 2.5; // G rings 2.5 s, then 1.5 s of silence
     // A loud bass with strong partials: its fifth partial is the major third of the chord above it.
     const std::vector<Chord> overBassChords{{9, true, 0.0}, {2, true, 2.1}, {4, true, 4.0}, {9, true, 6.2}};
-    Recording overBass = progression(overBassChords, 8.0);
-    overBass.partialDecay = 0.85;
-    overBass.partials = 14;
+    Recording overBass = with(progression(overBassChords, 8.0), [](Recording& r) { r.partialDecay = 0.85, r.partials = 14; });
     for (const Chord& c : overBassChords)
         overBass.notes.push_back({36.0 + c.root + (c.root < 4 ? 12 : 0), c.start, 2.0, 0.5});
-    // Plucked chords that ring on under the next: the long frames hear the change early.
-    Recording plucked = progression(kPopSong, kPopSongSeconds, false, 1.0);
-    plucked.ringSeconds = 0.5;
 
     const struct {
         const char* what;
@@ -252,13 +239,16 @@ TEST_F(ChordRecordings, ThePreciseEstimatorReadsEachWithinATenthOfASecondAndEach
         {"40 cents flat", pop([](Recording& r) { r.cents = -40.0; }), popSong},
         {"strong upper partials", pop([](Recording& r) { r.partialDecay = 0.9, r.partials = 12; }), popSong},
         {"minor chords and a short one", progression(minors, 7.0, true), expectedOf(minors, 7.0)},
-        {"silence", Recording{{}, 4.0}, {}},
-        {"a pause leaves a gap", pause, {{"G", 0.0, 2.5}, {"C", 4.0, 6.0}}},
+        {"silence", Recording{.seconds = 4.0}, {}},
+        // G rings 2.5 s, then 1.5 s of silence.
+        {"a pause leaves a gap", with(progression({{7, false, 0.0}, {0, false, 4.0}}, 6.0), [](Recording& r) { r.notes[0].length = r.notes[1].length = r.notes[2].length = 2.5; }),
+         {{"G", 0.0, 2.5}, {"C", 4.0, 6.0}}},
         // 45 cents: nearer the semitone above than 40, so read wrong without tuning.
         {"tuning", pop([](Recording& r) { r.cents = 45.0; }), popSong, Options{.tuning = false}},
         {"transcription", overBass, expectedOf(overBassChords, 8.0), Options{.transcription = false}},
         {"hmm", pop([](Recording& r) { r.noise = 0.05; }), popSong, Options{.hmm = false}},
-        {"onset snapping", plucked, popSong, Options{.onsetSnapping = false}},
+        // Plucked chords that ring on under the next: the long frames hear the change early.
+        {"onset snapping", with(progression(kPopSong, kPopSongSeconds, false, 1.0), [](Recording& r) { r.ringSeconds = 0.5; }), popSong, Options{.onsetSnapping = false}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
