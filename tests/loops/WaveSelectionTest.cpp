@@ -15,13 +15,16 @@
 namespace {
 
 constexpr double kSeconds = 10.0;
+constexpr double kNear = 0.004; // a pixel or two at this width
 
 struct WaveSelectionTest : WindowFixture {
     void SetUp() override
     {
         WindowFixture::SetUp();
-        // Saved loops are kept by file name: a track of its own for each test.
-        trackPath = makeTrack(QString::fromLatin1(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".wav", kSeconds);
+        // A track's selection and saved loops are kept by its sound: a tone of its own for each test.
+        static int tests = 0;
+        trackPath = dir.filePath("track.wav");
+        ASSERT_TRUE(fixtures::writeWav(trackPath, fixtures::stereoSines(44100, int64_t(kSeconds * 44100), 220.0 * std::pow(2.0, ++tests / 12.0), 0.25f)));
         ASSERT_TRUE(load(trackPath));
         settle();
     }
@@ -61,79 +64,69 @@ struct WaveSelectionTest : WindowFixture {
     // The engine's range as track positions.
     double rangeStart() const { return engine()->from() / frames(); }
     double rangeEnd() const { return (engine()->from() + engine()->len()) / frames(); }
+    // The selection, and the engine's range from its left end to `end` (its right end unless told).
+    void expectSelected(double left, double right, double tolerance = kNear, double end = -1.0) const
+    {
+        EXPECT_NEAR(selection()->loop().left, left, tolerance);
+        EXPECT_NEAR(selection()->loop().right, right, tolerance);
+        EXPECT_NEAR(rangeStart(), left, std::max(tolerance, 1e-4)) << "the engine plays the selection";
+        EXPECT_NEAR(rangeEnd(), end < 0.0 ? right : end, std::max(tolerance, 1e-4));
+    }
 
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(selection(), key, modifiers), settle(); }
     void playFor(double seconds) { output().pull(int64_t(seconds * 44100)); }
 };
 
-constexpr double kNear = 0.004; // a pixel or two at this width
-
 } // namespace
-
-TEST_F(WaveSelectionTest, ADragSelectsAndTheEngineLoopsItWhileAClickOnlyMovesThePlayhead)
+TEST_F(WaveSelectionTest, ADragSelectsAndLoopsAClickOnlyMovesThePlayheadAndHandlesOrShiftMoveTheNearerEnd)
 {
-    struct Case { const char* what; double from, till; bool selects; double left, right; };
-    const Case cases[] = {
-        {"drag to the right", 0.2, 0.5, true, 0.2, 0.5},
-        {"drag to the left, ordered on release", 0.6, 0.3, true, 0.3, 0.6},
-        {"a move below the click tolerance", 0.4, 0.403, false, 0.403, 0.403},
-        {"a plain click", 0.7, 0.7, false, 0.7, 0.7},
-    };
-    for (const Case& c : cases) {
+    struct Drag { const char* what; double from, till; bool selects; double left, right; };
+    for (const Drag& c : {Drag{"drag to the right", 0.2, 0.5, true, 0.2, 0.5},
+                          Drag{"drag to the left, ordered on release", 0.6, 0.3, true, 0.3, 0.6},
+                          Drag{"a move below the click tolerance", 0.4, 0.403, false, 0.403, 0.403},
+                          Drag{"a plain click", 0.7, 0.7, false, 0.7, 0.7}}) {
         SCOPED_TRACE(c.what);
         click(selection(), inWave(0.95)); // starts each case from no selection
         select(c.from, c.till);
-        EXPECT_EQ(selection()->hasSelection(), c.selects);
-        EXPECT_NEAR(selection()->loop().left, c.left, kNear);
-        EXPECT_NEAR(selection()->loop().right, c.right, kNear);
-        EXPECT_EQ(engine()->loop(), c.selects) << "a selection loops, as the preference is on";
-        EXPECT_FALSE(engine()->isPlaying()) << "made while stopped, it waits for Play";
-        EXPECT_NEAR(rangeStart(), c.left, kNear);
-        EXPECT_NEAR(rangeEnd(), c.selects ? c.right : 1.0, kNear) << "no selection plays to the end";
+        EXPECT_EQ(std::tuple(selection()->hasSelection(), engine()->loop(), engine()->isPlaying()), std::tuple(c.selects, c.selects, false))
+            << "a selection loops, as the preference is on, and waits for Play";
+        expectSelected(c.left, c.right, kNear, c.selects ? c.right : 1.0); // no selection plays to the end
         EXPECT_NEAR(selection()->cursorPosition(), c.left, kNear);
         EXPECT_NEAR(container()->cursorView()->cursorPosition(), c.left, kNear) << "the overview's playhead follows";
-        EXPECT_NEAR(overview()->selectionRight() - overview()->selectionLeft(), c.selects ? c.right - c.left : 0.0, kNear);
+        EXPECT_NEAR(overview()->selectionRight() - overview()->selectionLeft(), c.right - c.left, kNear);
     }
+
+    // From a selection of 0.3 to 0.6, with one jump of the mouse: the ends are weighed against the
+    // middle at each move, so a slow drag lets the grabbed end follow until it nears the other.
+    struct Edit { const char* what; bool handle; double press, till; Qt::KeyboardModifiers modifiers; double left, right; };
+    for (const Edit& c : {Edit{"right handle outwards", true, 0.6, 0.75, {}, 0.3, 0.75},
+                          Edit{"right handle past the middle: the left end follows, the right stays", true, 0.6, 0.35, {}, 0.35, 0.6},
+                          Edit{"right handle past the left end", true, 0.6, 0.1, {}, 0.1, 0.6},
+                          Edit{"shift-press beyond the right end", false, 0.8, 0.8, Qt::ShiftModifier, 0.3, 0.8},
+                          Edit{"shift-press below the middle", false, 0.35, 0.35, Qt::ShiftModifier, 0.35, 0.6},
+                          Edit{"shift-press before the left end", false, 0.1, 0.1, Qt::ShiftModifier, 0.1, 0.6}}) {
+        SCOPED_TRACE(c.what);
+        click(selection(), inWave(0.95));
+        select(0.3, 0.6);
+        const double W = selection()->width(), offset = c.handle ? 2.0 : 0.0;
+        const QPointF press(c.press * W + offset, inWave(0).y());
+        if (c.handle) {
+            hover(selection(), press);
+            ASSERT_TRUE(selection()->rightHandle());
+        }
+        drag(selection(), press, QPointF(c.till * W + offset, press.y()), c.modifiers, 1);
+        expectSelected(c.left, c.right);
+        hover(selection(), inWave(0.9)); // away from the handles
+    }
+
     defaults->setObject(0, QStringLiteral("LoopSelection")); // off: the selection bounds playback without looping
+    click(selection(), inWave(0.95));
     select(0.2, 0.5);
     EXPECT_FALSE(engine()->loop());
     EXPECT_NEAR(rangeEnd(), 0.5, kNear);
 }
 
-TEST_F(WaveSelectionTest, HandlesAndShiftMoveTheNearerEndAndAHandleDraggedPastTheMiddleTurnsIntoTheOther)
-{
-    struct Case { const char* what; bool handle; double press, till; Qt::KeyboardModifiers modifiers; double left, right; };
-    // From a selection of 0.3 to 0.6, with one jump of the mouse: the ends are weighed against the
-    // middle at each move, so a slow drag lets the grabbed end follow until it nears the other.
-    const Case cases[] = {
-        {"right handle outwards", true, 0.6, 0.75, {}, 0.3, 0.75},
-        {"right handle past the middle: the left end follows, the right stays", true, 0.6, 0.35, {}, 0.35, 0.6},
-        {"right handle past the left end", true, 0.6, 0.1, {}, 0.1, 0.6},
-        {"shift-press beyond the right end", false, 0.8, 0.8, Qt::ShiftModifier, 0.3, 0.8},
-        {"shift-press below the middle", false, 0.35, 0.35, Qt::ShiftModifier, 0.35, 0.6},
-        {"shift-press before the left end", false, 0.1, 0.1, Qt::ShiftModifier, 0.1, 0.6},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        click(selection(), inWave(0.95));
-        select(0.3, 0.6);
-        const double W = selection()->width();
-        QPointF press = inWave(c.press);
-        if (c.handle) {
-            press.rx() = 0.6 * W + 2.0;
-            hover(selection(), press);
-            ASSERT_TRUE(selection()->rightHandle());
-        }
-        drag(selection(), press, QPointF(c.till * W + (c.handle ? 2.0 : 0.0), press.y()), c.modifiers, 1);
-        EXPECT_NEAR(selection()->loop().left, c.left, kNear);
-        EXPECT_NEAR(selection()->loop().right, c.right, kNear);
-        EXPECT_NEAR(rangeStart(), c.left, kNear) << "the engine plays the edited selection";
-        EXPECT_NEAR(rangeEnd(), c.right, kNear);
-        hover(selection(), inWave(0.9)); // away from the handles
-    }
-}
-
-TEST_F(WaveSelectionTest, TheBandButtonSavesSelectsAndRemovesALoopAndAHandleEditsTheSavedLoopInPlace)
+TEST_F(WaveSelectionTest, SavedLoopsAreMadeEditedSelectedInTurnAndRemovedAndComeBackWhenTheTrackOpensAfterARestart)
 {
     select(0.3, 0.5);
     hover(selection(), inBand(0.4));
@@ -143,16 +136,15 @@ TEST_F(WaveSelectionTest, TheBandButtonSavesSelectsAndRemovesALoopAndAHandleEdit
     EXPECT_EQ(loops().loop(0), selection()->loop()) << "the selection itself is saved";
 
     // A saved loop's handle drags that loop along.
-    const double W = selection()->width();
-    const QPointF handle(0.5 * W + 2.0, inWave(0.5).y());
+    const QPointF handle(0.5 * selection()->width() + 2.0, inWave(0.5).y());
     hover(selection(), handle);
     ASSERT_TRUE(selection()->rightHandle());
-    drag(selection(), handle, QPointF(0.7 * W + 2.0, handle.y()));
+    drag(selection(), handle, QPointF(0.7 * selection()->width() + 2.0, handle.y()));
     ASSERT_EQ(loops().loopCount(), 1u);
     EXPECT_NEAR(loops().loop(0).right, 0.7, kNear);
     EXPECT_EQ(loops().loop(0), selection()->loop());
 
-    // With nothing selected, the band over a saved loop selects it.
+    // With nothing selected, the band over the one saved loop selects it; over a selected one it removes it.
     hover(selection(), inWave(0.9)); // away from the handle
     click(selection(), inWave(0.1));
     ASSERT_FALSE(selection()->hasSelection());
@@ -162,33 +154,56 @@ TEST_F(WaveSelectionTest, TheBandButtonSavesSelectsAndRemovesALoopAndAHandleEdit
     EXPECT_EQ(selection()->loop(), loops().loop(0));
     EXPECT_TRUE(engine()->loop());
     EXPECT_NEAR(rangeStart(), 0.3, kNear);
-
     hover(selection(), inBand(0.5));
     EXPECT_EQ(selection()->button(), SelectionView::RemoveButton);
     click(selection(), inBand(0.5));
     EXPECT_EQ(loops().loopCount(), 0u);
     EXPECT_FALSE(selection()->hasSelection()) << "the selection collapses at the play position";
+
+    const auto withKeys = [&](const QKeySequence& keys) {
+        QTest::keySequence(window, keys);
+        settle();
+        return selection()->loop().left;
+    };
+    for (const auto& [left, right] : {std::pair{0.7, 0.8}, {0.1, 0.2}, {0.4, 0.5}}) {
+        select(left, right);
+        withKeys(QKeySequence(Qt::CTRL | Qt::Key_L));
+    }
+    ASSERT_EQ(loops().loopCount(), 3u);
+    const std::vector<LoopPair> saved = loops().loopData();
+    click(selection(), inWave(0.95));
+    const QKeySequence next(Qt::CTRL | Qt::Key_BracketRight), previous(Qt::CTRL | Qt::Key_BracketLeft);
+    EXPECT_NEAR(withKeys(next), 0.1, kNear) << "from no saved loop: the first";
+    EXPECT_NEAR(withKeys(next), 0.4, kNear);
+    EXPECT_NEAR(withKeys(next), 0.7, kNear);
+    EXPECT_NEAR(withKeys(next), 0.1, kNear) << "wraps to the first";
+    EXPECT_NEAR(withKeys(previous), 0.7, kNear) << "wraps to the last";
+    EXPECT_NEAR(rangeStart(), 0.7, kNear);
+    EXPECT_TRUE(engine()->loop());
+    EXPECT_EQ(accessible(selection(), QAccessible::Description), "Selection from 00:07.0 to 00:08.0")
+        << "a screen reader tells the selection";
+
+    start();
+    EXPECT_EQ(loops().loopCount(), 0u) << "nothing before the track opens";
+    ASSERT_TRUE(load(trackPath));
+    EXPECT_EQ(loops().loopData(), saved) << "the same pairs, bit for bit";
+    select(0.2, 0.4);
+    ASSERT_TRUE(load(makeTrack("another take.wav")));
+    EXPECT_EQ(loops().loopCount(), 0u) << "another track has loops of its own";
+    EXPECT_EQ(overview()->selectionRight() - overview()->selectionLeft(), 0.0) << "and no selection from the last one";
 }
 
-TEST_F(WaveSelectionTest, ArrowKeysMoveThePlayheadAndAltArrowsMoveTheSelectionByItsLength)
+TEST_F(WaveSelectionTest, KeysMoveThePlayheadOrTheSelectionAndAPlayingLoopTakesItAtTheSeamWithoutStopping)
 {
-    struct Case { const char* what; double left, right; Qt::Key key; Qt::KeyboardModifiers modifiers; double newLeft, newRight; };
-    const Case cases[] = {
-        {"Alt+Left with room", 0.5, 0.8, Qt::Key_Left, Qt::AltModifier, 0.2, 0.5},
-        {"Alt+Left without room", 0.2, 0.5, Qt::Key_Left, Qt::AltModifier, 0.2, 0.5},
-        {"Alt+Right with room", 0.2, 0.5, Qt::Key_Right, Qt::AltModifier, 0.5, 0.8},
-        {"Alt+Right without room", 0.5, 0.8, Qt::Key_Right, Qt::AltModifier, 0.5, 0.8},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    struct Case { Qt::Key key; double left, right, newLeft, newRight; };
+    for (const Case& c : {Case{Qt::Key_Left, 0.5, 0.8, 0.2, 0.5}, Case{Qt::Key_Left, 0.2, 0.5, 0.2, 0.5},
+                          Case{Qt::Key_Right, 0.2, 0.5, 0.5, 0.8}, Case{Qt::Key_Right, 0.5, 0.8, 0.5, 0.8}}) {
+        SCOPED_TRACE(QString("Alt+%1 from %2").arg(c.key == Qt::Key_Left ? "Left" : "Right").arg(c.left).toStdString());
         selection()->setLoopWith({c.left, c.right});
         container()->selectionChanged();
-        key(c.key, c.modifiers);
-        EXPECT_NEAR(selection()->loop().left, c.newLeft, 1e-6);
-        EXPECT_NEAR(selection()->loop().right, c.newRight, 1e-6);
-        EXPECT_NEAR(rangeStart(), c.newLeft, kNear);
+        key(c.key, Qt::AltModifier); // by the selection's length, where there is room
+        expectSelected(c.newLeft, c.newRight, 1e-6);
     }
-
     // Without a selection an arrow moves the playhead a hundredth, never below the start.
     click(selection(), inWave(0.005));
     key(Qt::Key_Left);
@@ -198,6 +213,37 @@ TEST_F(WaveSelectionTest, ArrowKeysMoveThePlayheadAndAltArrowsMoveTheSelectionBy
     EXPECT_NEAR(selection()->cursorPosition(), 0.02, 1e-9);
     EXPECT_NEAR(rangeStart(), 0.02, kNear);
     EXPECT_FALSE(selection()->hasSelection());
+
+    // 2 s to 4 s of the 10-s track, playing.
+    select(0.2, 0.4);
+    press(Qt::Key_Space, {});
+    ASSERT_TRUE(engine()->isPlaying());
+    playFor(0.5);
+    struct Step { Qt::Key key; Qt::KeyboardModifiers modifiers; double left, right; };
+    for (const Step& s : {Step{Qt::Key_W, {}, 0.201, 0.4},                 // start 10 ms later
+                          Step{Qt::Key_Q, Qt::ShiftModifier, 0.191, 0.4},  // start 100 ms earlier
+                          Step{Qt::Key_P, {}, 0.191, 0.401},               // end 10 ms later
+                          Step{Qt::Key_O, Qt::ShiftModifier, 0.191, 0.391}}) { // end 100 ms earlier
+        SCOPED_TRACE(QKeySequence(int(s.key) | int(s.modifiers)).toString().toStdString());
+        press(s.key, s.modifiers);
+        settle();
+        expectSelected(s.left, s.right, 1e-6);
+        EXPECT_TRUE(engine()->isPlaying()) << "no stop";
+    }
+    EXPECT_NEAR(engine()->currentTime(), 2.5, 0.05) << "the pass under way goes on";
+    // The first pass ends at 4 s, two seconds after it began; half a second into the next one
+    // the playhead is half a second past the new start.
+    playFor(2.0);
+    EXPECT_NEAR(engine()->currentTime(), 1.91 + 0.5, 0.05);
+
+    press(Qt::Key_Space, {});
+    ASSERT_FALSE(engine()->isPlaying());
+    press(Qt::Key_W, {});
+    EXPECT_NEAR(rangeStart(), 0.192, 1e-4) << "stopped, a key moves the selection and the range at once";
+    press(Qt::Key_Space, {});
+    select(0.6, 0.8);
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05) << "a new selection while playing is heard at once, from its start";
 }
 
 TEST_F(WaveSelectionTest, TwoStrokesOfLCaptureALoopWhilePlayingAndSpaceKeepsAPendingCapture)
@@ -206,12 +252,12 @@ TEST_F(WaveSelectionTest, TwoStrokesOfLCaptureALoopWhilePlayingAndSpaceKeepsAPen
         QKeyEvent event(QEvent::KeyPress, Qt::Key_L, modifiers, QString(QChar(letter)));
         QCoreApplication::sendEvent(selection(), &event);
         settle();
+        return vc->isLoopCapturePending();
     };
     press(Qt::Key_Space, {});
     ASSERT_TRUE(engine()->isPlaying());
     playFor(1.0);
-    L();
-    ASSERT_TRUE(vc->isLoopCapturePending());
+    ASSERT_TRUE(L());
     playFor(1.0);
     container()->updateCursor();
     // What the view itself draws, over black: the stretch since the first stroke, and nothing beyond.
@@ -227,37 +273,23 @@ TEST_F(WaveSelectionTest, TwoStrokesOfLCaptureALoopWhilePlayingAndSpaceKeepsAPen
     EXPECT_TRUE(vc->isLoopCapturePending());
     press(Qt::Key_Space, {});
     playFor(1.0);
-    L(Qt::ShiftModifier, 'L'); // Shift is allowed
-    EXPECT_FALSE(vc->isLoopCapturePending());
+    EXPECT_FALSE(L(Qt::ShiftModifier, 'L')) << "Shift is allowed";
     ASSERT_TRUE(selection()->hasSelection());
-    EXPECT_NEAR(selection()->loop().left, vc->player()->duration() > 0 ? 1.0 / kSeconds : 0.0, 0.02);
-    EXPECT_NEAR(selection()->loop().right, 3.0 / kSeconds, 0.02);
-    EXPECT_TRUE(engine()->loop()) << "the captured loop runs at once";
-    EXPECT_TRUE(engine()->isPlaying());
+    expectSelected(0.1, 0.3, 0.02);
+    EXPECT_TRUE(engine()->loop() && engine()->isPlaying()) << "the captured loop runs at once";
+    EXPECT_FALSE(L()) << "while a loop runs, L does nothing";
 
-    // While a loop runs, L does nothing.
-    L();
-    EXPECT_FALSE(vc->isLoopCapturePending());
-
-    // Caps Lock (an upper-case L without Shift), Ctrl and a press while paused are no capture.
     click(selection(), inWave(0.9));
     ASSERT_FALSE(engine()->loop());
-    L({}, 'L');
-    EXPECT_FALSE(vc->isLoopCapturePending()) << "Caps Lock";
-    L(Qt::ControlModifier);
-    EXPECT_FALSE(vc->isLoopCapturePending()) << "Ctrl";
-    L();
-    ASSERT_TRUE(vc->isLoopCapturePending());
+    EXPECT_FALSE(L({}, 'L')) << "Caps Lock: an upper-case L without Shift";
+    EXPECT_FALSE(L(Qt::ControlModifier)) << "Ctrl";
+    ASSERT_TRUE(L());
     press(Qt::Key_Space, {});
-    L();
-    EXPECT_FALSE(vc->isLoopCapturePending()) << "a press while paused clears the first";
-
-    // Return cancels a pending capture.
+    EXPECT_FALSE(L()) << "a press while paused clears the first";
     press(Qt::Key_Space, {});
-    L();
-    ASSERT_TRUE(vc->isLoopCapturePending());
+    ASSERT_TRUE(L());
     press(Qt::Key_Return, {});
-    EXPECT_FALSE(vc->isLoopCapturePending());
+    EXPECT_FALSE(vc->isLoopCapturePending()) << "Return cancels a pending capture";
 }
 
 TEST_F(WaveSelectionTest, APinchZoomsAndAClickOnTheOverviewCentresTheZoomedWaveAndMovesThePlayhead)
@@ -267,8 +299,8 @@ TEST_F(WaveSelectionTest, APinchZoomsAndAClickOnTheOverviewCentresTheZoomedWaveA
     QCoreApplication::sendEvent(selection(), &pinch);
     EXPECT_EQ(container()->waveScrollView()->magnification(), 2.0);
     container()->waveScrollView()->zoom(4.0);
-    ASSERT_EQ(container()->waveScrollView()->magnification(), 4.0);
-    click(overview(), QPointF(0.6 * overview()->width(), overview()->height() / 2.0));
+    const auto clickOverview = [&](double p) { click(overview(), QPointF(p * overview()->width(), overview()->height() / 2.0)); };
+    clickOverview(0.6);
     EXPECT_NEAR((overview()->overviewLeft() + overview()->overviewRight()) / 2.0, 0.6, 0.01);
     EXPECT_NEAR(overview()->overviewRight() - overview()->overviewLeft(), 0.25, 0.01);
     EXPECT_NEAR(selection()->cursorPosition(), 0.6, kNear);
@@ -276,56 +308,11 @@ TEST_F(WaveSelectionTest, APinchZoomsAndAClickOnTheOverviewCentresTheZoomedWaveA
     EXPECT_FALSE(selection()->hasSelection());
     EXPECT_TRUE(container()->waveView()->overrideAutoPos()) << "the playhead leaves the view where the user put it";
 
-    // A click inside a saved loop on the strip selects that loop.
     select(0.1, 0.2);
     container()->addLoop();
-    click(overview(), QPointF(0.15 * overview()->width(), overview()->height() / 2.0));
-    EXPECT_EQ(selection()->loop(), loops().loop(0));
+    clickOverview(0.15);
+    EXPECT_EQ(selection()->loop(), loops().loop(0)) << "a click inside a saved loop on the strip selects it";
     EXPECT_TRUE(engine()->loop());
-}
-
-TEST_F(WaveSelectionTest, NextAndPreviousLoopWrapAroundTheSavedLoops)
-{
-    for (const auto& [left, right] : {std::pair{0.7, 0.8}, {0.1, 0.2}, {0.4, 0.5}}) {
-        select(left, right);
-        container()->addLoop();
-    }
-    ASSERT_EQ(loops().loopCount(), 3u);
-    click(selection(), inWave(0.95));
-    const auto leftAfter = [&](const QKeySequence& keys) {
-        QTest::keySequence(window, keys);
-        settle();
-        return selection()->loop().left;
-    };
-    const QKeySequence next(Qt::CTRL | Qt::Key_BracketRight), previous(Qt::CTRL | Qt::Key_BracketLeft);
-    EXPECT_NEAR(leftAfter(next), 0.1, kNear) << "from no saved loop: the first";
-    EXPECT_NEAR(leftAfter(next), 0.4, kNear);
-    EXPECT_NEAR(leftAfter(next), 0.7, kNear);
-    EXPECT_NEAR(leftAfter(next), 0.1, kNear) << "wraps to the first";
-    EXPECT_NEAR(leftAfter(previous), 0.7, kNear) << "wraps to the last";
-    EXPECT_NEAR(rangeStart(), 0.7, kNear);
-    EXPECT_TRUE(engine()->loop());
-    EXPECT_EQ(accessible(selection(), QAccessible::Description), "Selection from 00:07.0 to 00:08.0")
-        << "a screen reader tells the selection";
-}
-
-TEST_F(WaveSelectionTest, SavedLoopsComeBackWhenTheTrackIsOpenedAgainAfterARestart)
-{
-    select(0.25, 0.5);
-    QTest::keySequence(window, QKeySequence(Qt::CTRL | Qt::Key_L));
-    select(0.6, 0.9);
-    QTest::keySequence(window, QKeySequence(Qt::CTRL | Qt::Key_L));
-    ASSERT_EQ(loops().loopCount(), 2u);
-    const std::vector<LoopPair> saved = loops().loopData();
-
-    start();
-    EXPECT_EQ(loops().loopCount(), 0u) << "nothing before the track opens";
-    ASSERT_TRUE(load(trackPath));
-    EXPECT_EQ(loops().loopData(), saved) << "the same pairs, bit for bit";
-    select(0.2, 0.4);
-    ASSERT_TRUE(load(makeTrack("another take.wav")));
-    EXPECT_EQ(loops().loopCount(), 0u) << "another track has loops of its own";
-    EXPECT_EQ(overview()->selectionRight() - overview()->selectionLeft(), 0.0) << "and no selection from the last one";
 }
 
 TEST_F(WaveSelectionTest, WhilePlayingZoomedTheViewJumpsAPageOnceThePlayheadLeavesItUnlessTheUserMovedIt)
@@ -336,61 +323,16 @@ TEST_F(WaveSelectionTest, WhilePlayingZoomedTheViewJumpsAPageOnceThePlayheadLeav
     press(Qt::Key_Space, {});
     ASSERT_TRUE(engine()->isPlaying());
     const auto playheadX = [&] { return engine()->progress() * container()->waveView()->width() - scroll->scrollOffset(); };
-    playFor(0.3); // three quarters into the first of 25 pages
-    container()->updateCursor();
+    const auto playAndDraw = [&](double seconds) { playFor(seconds), container()->updateCursor(); };
+    playAndDraw(0.3); // three quarters into the first of 25 pages
     ASSERT_GT(playheadX(), scroll->visibleWidth() * 0.6);
     EXPECT_EQ(scroll->scrollOffset(), 0.0) << "no jump while the playhead is in view";
-    playFor(0.2);
-    container()->updateCursor();
+    playAndDraw(0.2);
     EXPECT_NEAR(playheadX(), scroll->visibleWidth() / 2.0, scroll->visibleWidth() * 0.02) << "the playhead in the middle";
     EXPECT_NEAR(selection()->cursorPosition(), engine()->progress(), 0.002);
     EXPECT_NEAR(container()->cursorView()->cursorPosition(), engine()->progress(), 0.002);
 
     container()->setViewPosition(0.0f);
-    playFor(0.5);
-    container()->updateCursor();
+    playAndDraw(0.5);
     EXPECT_EQ(scroll->scrollOffset(), 0.0) << "the user has taken the view";
-}
-
-TEST_F(WaveSelectionTest, EdgeKeysMoveTheSelectionAndAPlayingLoopTakesItAtTheSeamWithoutStopping)
-{
-    // 2 s to 4 s of the 10-s track.
-    select(0.2, 0.4);
-    press(Qt::Key_Space, {});
-    ASSERT_TRUE(engine()->isPlaying());
-    playFor(0.5);
-    struct Step { Qt::Key key; Qt::KeyboardModifiers modifiers; double left, right; };
-    const Step steps[] = {
-        {Qt::Key_W, {}, 0.201, 0.4},                 // start 10 ms later
-        {Qt::Key_Q, Qt::ShiftModifier, 0.191, 0.4},  // start 100 ms earlier
-        {Qt::Key_P, {}, 0.191, 0.401},               // end 10 ms later
-        {Qt::Key_O, Qt::ShiftModifier, 0.191, 0.391} // end 100 ms earlier
-    };
-    for (const Step& s : steps) {
-        SCOPED_TRACE(QKeySequence(int(s.key) | int(s.modifiers)).toString().toStdString());
-        press(s.key, s.modifiers);
-        settle();
-        EXPECT_NEAR(selection()->loop().left, s.left, 1e-6);
-        EXPECT_NEAR(selection()->loop().right, s.right, 1e-6);
-        EXPECT_NEAR(rangeStart(), s.left, 1e-4);
-        EXPECT_NEAR(rangeEnd(), s.right, 1e-4);
-        EXPECT_TRUE(engine()->isPlaying()) << "no stop";
-    }
-    EXPECT_NEAR(engine()->currentTime(), 2.5, 0.05) << "the pass under way goes on";
-    // The first pass ends at 4 s, two seconds after it began; half a second into the next one
-    // the playhead is half a second past the new start.
-    playFor(2.0);
-    EXPECT_NEAR(engine()->currentTime(), 1.91 + 0.5, 0.05);
-
-    // Stopped, a key moves the selection and the range at once.
-    press(Qt::Key_Space, {});
-    ASSERT_FALSE(engine()->isPlaying());
-    press(Qt::Key_W, {});
-    EXPECT_NEAR(rangeStart(), 0.192, 1e-4);
-
-    // A new selection while playing is heard at once, from its start.
-    press(Qt::Key_Space, {});
-    select(0.6, 0.8);
-    EXPECT_TRUE(engine()->isPlaying());
-    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05);
 }
