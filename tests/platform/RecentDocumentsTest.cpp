@@ -7,8 +7,9 @@
 using fixtures::readFile;
 using fixtures::writeFile;
 
-// The desktop's list is shared with every other application: ours is one entry among theirs.
-TEST(RecentDocumentsTest, OurEntryIsCountedOnceUpToTheTopOfItsRangeAndEveryOtherApplicationsStaysAsItWas)
+// The desktop's list is shared with every other application: ours is one entry among theirs. The
+// program's own list is most recent first, at most ten, only existing files.
+TEST(RecentDocumentsTest, OurEntryIsCountedOnceAmongTheOtherApplicationsAndTheOwnListKeepsTheTenNewestThatExist)
 {
     QTemporaryDir dir;
     const QString xbel = dir.filePath("share/recently-used.xbel");
@@ -25,9 +26,8 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceUpToTheTopOfItsRangeAndEveryOther
 
     RecentDocuments recent(xbel);
     const QUrl song = QUrl::fromLocalFile("/music/a song.wav");
-    ASSERT_TRUE(recent.noteNewRecentDocumentURL(song, "audio/x-wav"));
-    ASSERT_TRUE(recent.noteNewRecentDocumentURL(song, "audio/x-wav"));
-    ASSERT_TRUE(recent.noteNewRecentDocumentURL(QUrl::fromLocalFile("/music/full.wav"), "audio/x-wav"));
+    for (const QUrl& url : {song, song, QUrl::fromLocalFile("/music/full.wav")})
+        ASSERT_TRUE(recent.noteNewRecentDocumentURL(url, "audio/x-wav"));
     EXPECT_EQ(recent.recentURLs(), QStringList({"file:///home/u/letter.odt", "file:///music/full.wav", "file:///music/a%20song.wav"}));
     const QString written = QString::fromUtf8(readFile(xbel));
     EXPECT_EQ(written.count(R"(name="Lento")"), 2);
@@ -45,13 +45,8 @@ TEST(RecentDocumentsTest, OurEntryIsCountedOnceUpToTheTopOfItsRangeAndEveryOther
     ASSERT_TRUE(writeFile(xbel, "<xbel><bookmark href="));
     EXPECT_FALSE(recent.noteNewRecentDocumentURL(song, "audio/x-wav"));
     EXPECT_EQ(readFile(xbel), "<xbel><bookmark href=");
-}
 
-TEST(RecentDocumentsTest, TheOwnListIsMostRecentFirstAtMostTenAndOnlyExistingFiles)
-{
-    QTemporaryDir dir;
-    QStringList files; // newest first
-    QStringList list;
+    QStringList files, list; // newest first
     for (int i = 0; i < 12; ++i) {
         files.prepend(dir.filePath(QString("t%1.wav").arg(i)));
         ASSERT_TRUE(writeFile(files.first(), {}));
