@@ -1,4 +1,5 @@
 #include "EngineHarness.h"
+#include "audio/AcousticFingerprint.h"
 #include "audio/PcmCache.h"
 #include "platform/Alerts.h"
 
@@ -74,4 +75,28 @@ TEST_F(EngineReadTest, ANewFormatReplacesTheSourceAndTheRangeCoversTheWholeFile)
     const WaveformData* wave = engine.waveData();
     ASSERT_EQ(wave->numBins(), 36001);
     EXPECT_EQ(wave->binsL()[997], wave->binsR()[997]) << "mono: both sides agree";
+}
+
+// What finds a track's saved settings again after a rename or a move: the same sound gives the same
+// fingerprint whatever its layout, other music another, and a track too short or too quiet to tell
+// apart from others none.
+TEST_F(EngineReadTest, TheSameSoundGivesTheSameFingerprintAndTooShortOrQuietGivesNone)
+{
+    const auto fingerprint = [&](const QString& name, int channels, double seconds, float level, int firstNote) {
+        const int64_t frames = int64_t(seconds * 22050);
+        const auto melody = [=](int64_t f, int) {
+            const int note = firstNote + int(f / 11025) * 5 % 12; // a new note every half second
+            return float(level * std::sin(2 * M_PI * 220.0 * std::pow(2.0, note / 12.0) * double(f) / 22050));
+        };
+        const QString path = dir.filePath(name);
+        EXPECT_TRUE(fixtures::writeWav(path, fixtures::synthesise(22050, channels, frames, melody)));
+        EXPECT_TRUE(engine.readAudioDataFromURL(QUrl::fromLocalFile(path))) << name.toStdString();
+        return AcousticFingerprint::of(*engine.pcm());
+    };
+    const QString stereo = fingerprint("stereo.wav", 2, 10.0, 0.5f, 0);
+    EXPECT_FALSE(stereo.isEmpty());
+    EXPECT_EQ(fingerprint("mono.wav", 1, 10.0, 0.5f, 0), stereo);
+    EXPECT_NE(fingerprint("other.wav", 2, 10.0, 0.5f, 3), stereo);
+    EXPECT_EQ(fingerprint("short.wav", 2, 2.5, 0.5f, 0), QString());
+    EXPECT_EQ(fingerprint("quiet.wav", 2, 10.0, 0.0008f, 0), QString()) << "below -60 dBFS on every side";
 }
