@@ -171,10 +171,12 @@ TEST_F(ChordRecordings, TheBasicEstimatorGivesEachChordOfTheChannelsMeanWithItsB
     EXPECT_TRUE(failure.isEmpty()) << "a cancel is no failure of the file";
 
     // A WAV whose header promises more than the file holds fails while reading.
-    const QUrl cut = url, missing = QUrl::fromLocalFile(dir.filePath("missing.wav"));
+    const QUrl cut = url, missing = QUrl::fromLocalFile(dir.filePath("missing.wav")), text = QUrl::fromLocalFile(dir.filePath("notes.wav"));
     ASSERT_TRUE(QFile::resize(cut.toLocalFile(), QFileInfo(cut.toLocalFile()).size() / 2 + 3));
+    ASSERT_TRUE(fixtures::writeFile(text.toLocalFile(), "bars 9-16: watch the bass\n"));
     LogCapture log;
     for (const auto& [file, line, why] : {std::tuple{missing, "cannot open file for note analysis: " + missing.toString() + " error=no such file", "no such file"},
+                                          {text, "cannot open file for note analysis: " + text.toString() + " error=no decodable audio stream", "no decodable audio stream"},
                                           {cut, QString("read error during note analysis: "), "the file is damaged or truncated"}}) {
         log.clear();
         EXPECT_TRUE(LTChordEstimator::estimateChordSegmentsForFileURL(file, {}, nullptr, &failure).isEmpty());
