@@ -25,6 +25,7 @@
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QStandardPaths>
 
 // The real window and controller over a defaults file of their own and an engine that renders
 // into a virtual output, so tests hear exactly what the graph gives out (or into what
@@ -43,7 +44,17 @@ struct WindowFixture : ::testing::Test {
     {
         // Qt's own dialog, the one a plain X11 session without a portal shows.
         QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+        clearHome(QStandardPaths::AppDataLocation);
         start();
+    }
+
+    // What a first launch finds, also when the tests share a process: no playlists, no tracks'
+    // saved loops and settings, no library index (or, for the Music folder, no songs).
+    static void clearHome(QStandardPaths::StandardLocation location)
+    {
+        const QString folder = QStandardPaths::writableLocation(location);
+        ASSERT_TRUE(folder.startsWith(QDir::tempPath())) << "the test's own home, never the user's";
+        QDir(folder).removeRecursively();
     }
 
     // Starts (again) over the same defaults file, as the next launch of the program does.
@@ -106,6 +117,7 @@ struct WindowFixture : ::testing::Test {
     // Replaces the dialog's file name with `text` and presses `key`, as a user types it.
     static void typeIntoDialog(QFileDialog* dialog, const QString& text, Qt::Key key = Qt::Key_Return)
     {
+        ASSERT_NE(dialog, nullptr);
         auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
         ASSERT_NE(name, nullptr);
         name->setFocus();
@@ -115,20 +127,8 @@ struct WindowFixture : ::testing::Test {
         QTest::keyClick(name, key);
     }
 
-    // What a menu item reads on screen and to assistive technology, mnemonic markers resolved.
-    static QString shownText(QAction* item)
-    {
-        for (QObject* host : item->associatedObjects()) {
-            auto* widget = qobject_cast<QWidget*>(host);
-            if (!qobject_cast<QMenu*>(widget) && !qobject_cast<QMenuBar*>(widget))
-                continue;
-            QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(widget);
-            const int index = widget->actions().indexOf(item);
-            if (QAccessibleInterface* child = iface && index >= 0 ? iface->child(index) : nullptr)
-                return child->text(QAccessible::Name);
-        }
-        return {};
-    }
+    // What a menu item reads on screen, mnemonic markers resolved.
+    static QString shownText(QAction* item) { return item->iconText(); }
 
     static QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name) { return QAccessible::queryAccessibleInterface(widget)->text(text); }
 
