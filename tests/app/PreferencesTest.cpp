@@ -18,7 +18,6 @@ struct PreferencesTest : WindowFixture {
         itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
         settle();
         auto* prefs = window->findChild<PreferencesController*>();
-        EXPECT_NE(prefs, nullptr);
         EXPECT_TRUE(prefs && prefs->isVisible());
         return prefs;
     }
@@ -27,71 +26,27 @@ struct PreferencesTest : WindowFixture {
 
 } // namespace
 
-TEST_F(PreferencesTest, TheThemeColoursTheWaveAndItsStripAndAChoiceInTheWindowActsAtOnceAndLasts)
+// The theme, the loop setting, the speed range and a library folder act at once and last.
+TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStart)
 {
     EXPECT_EQ(waveColour(), ColorTheme::waveColorForTheme(1)) << "a first start has theme 1";
-    for (int theme : {7, 2}) {
-        defaults->setObject(theme, QStringLiteral("Theme"));
-        vc->setColorTheme();
-        EXPECT_EQ(waveColour(), ColorTheme::waveColorForTheme(theme)) << theme;
-        EXPECT_EQ(vc->waveViewContainer()->overView()->fillColor(), waveColour());
-    }
+    defaults->setObject(7, QStringLiteral("Theme"));
+    vc->setColorTheme();
+    EXPECT_EQ(waveColour(), ColorTheme::waveColorForTheme(7));
+    EXPECT_EQ(vc->waveViewContainer()->overView()->fillColor(), waveColour()) << "the strip too";
+    ASSERT_TRUE(load(makeTrack("scales.wav", 4.0)));
     PreferencesController* prefs = open();
     prefs->themeControl()->setCurrentIndex(3);
     emit prefs->themeControl()->activated(3);
     const QColor chosen = ColorTheme::colorTheme(*defaults).wave;
-    EXPECT_NE(chosen, ColorTheme::waveColorForTheme(2));
+    EXPECT_NE(chosen, ColorTheme::waveColorForTheme(7));
     EXPECT_EQ(waveColour(), chosen);
-    start();
-    EXPECT_EQ(waveColour(), chosen);
-}
 
-TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
-{
-    PreferencesController* prefs = open();
-    EXPECT_EQ(prefs->windowTitle(), "Preferences");
-    const QPoint corner = prefs->geometry().topLeft();
-    QToolBar* toolbar = prefs->findChild<QToolBar*>();
-    for (const char* pane : {"Info", "Info", "Preferences"}) {
-        SCOPED_TRACE(pane);
-        const QList<QAction*> items = toolbar->actions();
-        const auto item = std::find_if(items.begin(), items.end(), [&](QAction* a) { return a->text() == pane; });
-        ASSERT_NE(item, items.end());
-        (*item)->trigger();
-        waitFor([&] { return prefs->shownView() != nullptr; }, 3000);
-        QTest::qWait(PWPrefsWindowController::kFadeMs + 100);
-        int shown = 0;
-        for (QWidget* view : prefs->contentSubview()->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly))
-            shown += !view->isHidden();
-        EXPECT_EQ(shown, 1) << "one pane at a time";
-        EXPECT_EQ(prefs->windowTitle(), pane);
-        EXPECT_EQ(prefs->geometry().topLeft(), corner) << "the window keeps its top-left corner";
-        QDir().mkpath(QStringLiteral(LENTO_ARTIFACTS_DIR));
-        EXPECT_TRUE(prefs->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/preferences-%1.png").arg(QString::fromLatin1(pane).toLower())));
-    }
-    // Info names the libraries Lento runs on with their versions, as the running program reports them.
-    SDL_version sdl;
-    SDL_GetVersion(&sdl);
-    const QList<QLabel*> labels = prefs->findChildren<QLabel*>();
-    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [&](QLabel* label) {
-        return label->text().contains(QStringLiteral("SDL %1.%2.%3, ").arg(sdl.major).arg(sdl.minor).arg(sdl.patch))
-            && label->text().contains(QStringLiteral("Qt %1, ").arg(QString::fromLatin1(qVersion())));
-    }));
-    QTest::keyClick(prefs, Qt::Key_W, Qt::ControlModifier);
-    EXPECT_FALSE(prefs->isVisible()) << "Ctrl+W closes it";
-}
-
-TEST_F(PreferencesTest, TheLoopSettingActsAtOnceOnASelectionAndTheSpeedRangeHoldsOnANewStart)
-{
-    ASSERT_TRUE(load(makeTrack("scales.wav", 4.0)));
-    PreferencesController* prefs = open();
     QTest::mouseClick(vc->playButton(), Qt::LeftButton);
     ASSERT_TRUE(vc->player()->isPlaying());
     prefs->loopControl()->setChecked(false);
     EXPECT_TRUE(vc->player()->isPlaying()) << "without a selection playback is left alone";
-
-    SelectionView* selection = vc->waveViewContainer()->selectionView();
-    selection->setLoopWith({0.25, 0.5});
+    vc->waveViewContainer()->selectionView()->setLoopWith({0.25, 0.5});
     vc->waveViewContainer()->setLoop(true);
     vc->waveViewContainer()->selectionChanged();
     EXPECT_FALSE(vc->player()->loop()) << "the setting is off";
@@ -101,25 +56,50 @@ TEST_F(PreferencesTest, TheLoopSettingActsAtOnceOnASelectionAndTheSpeedRangeHold
 
     prefs->extendedSpeedControl()->setChecked(true);
     EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
-    start();
-    EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
-    EXPECT_EQ(vc->speedSlider()->maxValue(), 1.4);
-}
-
-TEST_F(PreferencesTest, AFolderAddedToTheLibraryIsScannedAndItsSongsListed)
-{
-    const QString folder = dir.filePath("elsewhere");
     makeTrack("elsewhere/Blue in Green.wav");
-    PreferencesController* prefs = open();
-    prefs->addMusicFolder(folder);
+    prefs->addMusicFolder(dir.filePath("elsewhere"));
     EXPECT_EQ(prefs->folderList()->count(), 1);
     const auto listed = [&] {
-        for (const auto& entry : vc->libraryPlaylistManager()->musicFilteredEntries())
-            if (entry->displayName().contains("Blue in Green"))
-                return true;
-        return false;
+        const auto& entries = vc->libraryPlaylistManager()->musicFilteredEntries();
+        return std::any_of(entries.begin(), entries.end(), [](const auto& e) { return e->displayName().contains("Blue in Green"); });
     };
-    EXPECT_TRUE(waitFor(listed, 20000));
+    EXPECT_TRUE(waitFor(listed)) << "the folder is scanned";
+
     start();
-    EXPECT_TRUE(waitFor(listed, 20000)) << "the folder is read again at the next start";
+    EXPECT_EQ(waveColour(), chosen);
+    EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
+    EXPECT_EQ(vc->speedSlider()->maxValue(), 1.4);
+    EXPECT_TRUE(waitFor(listed)) << "the folder is read again at the next start";
+}
+
+TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
+{
+    PreferencesController* prefs = open();
+    EXPECT_EQ(prefs->windowTitle(), "Preferences");
+    const QPoint corner = prefs->geometry().topLeft();
+    const QList<QAction*> items = prefs->findChild<QToolBar*>()->actions();
+    QDir().mkpath(LENTO_ARTIFACTS_DIR);
+    for (const char* pane : {"Info", "Info", "Preferences"}) {
+        SCOPED_TRACE(pane);
+        const auto item = std::find_if(items.begin(), items.end(), [&](QAction* a) { return a->text() == pane; });
+        ASSERT_NE(item, items.end());
+        (*item)->trigger();
+        waitFor([&] { return prefs->shownView() != nullptr; }, 3000);
+        QTest::qWait(PWPrefsWindowController::kFadeMs + 100);
+        const QList<QWidget*> views = prefs->contentSubview()->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
+        EXPECT_EQ(std::count_if(views.begin(), views.end(), [](QWidget* v) { return !v->isHidden(); }), 1) << "one pane at a time";
+        EXPECT_EQ(prefs->windowTitle(), pane);
+        EXPECT_EQ(prefs->geometry().topLeft(), corner) << "the window keeps its top-left corner";
+        EXPECT_TRUE(prefs->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/preferences-%1.png").arg(QString(pane).toLower())));
+    }
+    // Info names the libraries Lento runs on with their versions, as the running program reports them.
+    SDL_version sdl;
+    SDL_GetVersion(&sdl);
+    const QList<QLabel*> labels = prefs->findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [&](QLabel* label) {
+        return label->text().contains(QStringLiteral("SDL %1.%2.%3, ").arg(sdl.major).arg(sdl.minor).arg(sdl.patch))
+            && label->text().contains(QStringLiteral("Qt %1, ").arg(qVersion()));
+    }));
+    QTest::keyClick(prefs, Qt::Key_W, Qt::ControlModifier);
+    EXPECT_FALSE(prefs->isVisible()) << "Ctrl+W closes it";
 }
