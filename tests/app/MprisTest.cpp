@@ -81,16 +81,21 @@ struct MprisTest : WindowFixture {
 
 } // namespace
 
-TEST_F(MprisTest, PlayPauseRateAndMetadataWorkTheWindowAndEveryChangeIsAnnounced)
+TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeIsAnnounced)
 {
     EXPECT_EQ(property("PlaybackStatus").toString(), "Stopped");
-    const QString path = makeTrack("night train.wav", 3.0);
-    ASSERT_TRUE(load(path));
+    EXPECT_FALSE(property("CanGoNext").toBool()) << "an empty playlist";
+    const QStringList songs{makeTrack("night train.wav", 4.0), makeTrack("two.wav")};
+    for (const QString& song : songs)
+        vc->libraryPlaylistManager()->selectedPlaylist()->items() << LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(song));
+    vc->reloadPlaylistUI();
+    EXPECT_TRUE(property("CanGoNext").toBool());
+    ASSERT_TRUE(load(songs[0]));
     settle();
     const QVariantMap metadata = qdbus_cast<QVariantMap>(property("Metadata"));
-    EXPECT_EQ(metadata.value("xesam:url").toString(), QUrl::fromLocalFile(path).toString());
+    EXPECT_EQ(metadata.value("xesam:url").toString(), QUrl::fromLocalFile(songs[0]).toString());
     EXPECT_EQ(metadata.value("xesam:title").toString(), "night train");
-    EXPECT_EQ(metadata.value("mpris:length").toLongLong(), 3'000'000);
+    EXPECT_EQ(metadata.value("mpris:length").toLongLong(), 4'000'000);
     EXPECT_TRUE(waitFor([&] { return listener.changedNames.contains("Metadata"); }, 5000));
 
     player("PlayPause");
@@ -102,55 +107,38 @@ TEST_F(MprisTest, PlayPauseRateAndMetadataWorkTheWindowAndEveryChangeIsAnnounced
     EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("PlaybackStatus").toString() == "Paused"; }, 5000));
 
     call("org.freedesktop.DBus.Properties", "Set", {"org.mpris.MediaPlayer2.Player", "Rate", QVariant::fromValue(QDBusVariant(0.75))});
-    EXPECT_EQ(vc->speedSlider()->doubleValue(), 0.75);
     EXPECT_EQ(vc->speedLabel()->text(), "75 %");
     EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("Rate").toDouble() == 0.75; }, 5000));
     EXPECT_EQ(property("MinimumRate").toDouble(), 0.5);
-    EXPECT_EQ(property("MaximumRate").toDouble(), 1.25);
     vc->setExtendedSpeedRange(true);
     EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("MinimumRate").toDouble() == 0.2; }, 5000))
         << "the range follows the preference";
-}
 
-TEST_F(MprisTest, SetPositionSeeksTheCurrentTrackAndALoopsWrapIsASeek)
-{
-    ASSERT_TRUE(load(makeTrack("etude.wav", 4.0)));
-    const QDBusObjectPath track = qdbus_cast<QVariantMap>(property("Metadata")).value("mpris:trackid").value<QDBusObjectPath>();
+    const QDBusObjectPath track = metadata.value("mpris:trackid").value<QDBusObjectPath>();
+    const double heard = vc->player()->currentTime();
     player("SetPosition", {QVariant::fromValue(QDBusObjectPath("/org/mpris/MediaPlayer2/Track/0")), qlonglong(3'000'000)});
-    EXPECT_NEAR(vc->player()->currentTime(), 0.0, 0.01) << "a stale track id is ignored";
+    EXPECT_NEAR(vc->player()->currentTime(), heard, 0.01) << "a stale track id is ignored";
     player("SetPosition", {QVariant::fromValue(track), qlonglong(2'000'000)});
     EXPECT_NEAR(vc->player()->currentTime(), 2.0, 0.01);
     ASSERT_TRUE(waitFor([&] { return !listener.seeks.isEmpty(); }, 5000));
     EXPECT_NEAR(double(listener.seeks.last()), 2'000'000.0, 10'000.0);
-
     // A loop of half a second, played past its end: the position steps back, and that is told.
-    SelectionView* selection = vc->waveViewContainer()->selectionView();
-    selection->setLoopWith({0.25, 0.375});
+    vc->waveViewContainer()->selectionView()->setLoopWith({0.25, 0.375});
     vc->waveViewContainer()->setLoop(true);
     vc->waveViewContainer()->selectionChanged();
     player("Play");
-    const int before = int(listener.seeks.size());
+    const qsizetype before = listener.seeks.size();
     for (int tick = 0; tick < 20; ++tick) {
         output().pull(2205); // 50 ms
         vc->updateTime();
     }
-    EXPECT_TRUE(waitFor([&] { return int(listener.seeks.size()) > before; }, 5000)) << "a Seeked at the wrap";
-}
+    EXPECT_TRUE(waitFor([&] { return listener.seeks.size() > before; }, 5000)) << "a Seeked at the wrap";
 
-TEST_F(MprisTest, NextAndPreviousStepThroughThePlaylist)
-{
-    EXPECT_FALSE(property("CanGoNext").toBool()) << "an empty playlist";
-    const QStringList songs{makeTrack("one.wav"), makeTrack("two.wav")};
-    for (const QString& song : songs)
-        vc->libraryPlaylistManager()->selectedPlaylist()->items() << LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(song));
-    vc->reloadPlaylistUI();
-    EXPECT_TRUE(property("CanGoNext").toBool());
     for (const auto& [method, row] : {std::pair{"Next", 0}, {"Next", 1}, {"Next", 0}, {"Previous", 1}}) {
         SCOPED_TRACE(method);
         player(method);
-        const int expected = row;
-        EXPECT_TRUE(waitFor([&] { return vc->currentTrackIndex() == expected && !vc->isOpening(); }));
-        EXPECT_EQ(window->windowTitle(), QFileInfo(songs[expected]).fileName());
+        EXPECT_TRUE(waitFor([&, row = row] { return vc->currentTrackIndex() == row && !vc->isOpening(); }));
+        EXPECT_EQ(window->windowTitle(), QFileInfo(songs[row]).fileName());
     }
 }
 
