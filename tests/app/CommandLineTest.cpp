@@ -21,9 +21,9 @@ struct CommandLineTest : ::testing::Test {
 
 } // namespace
 
-TEST_F(CommandLineTest, InfoPrintsTheFormatAndWaveFiguresAsOneJsonObject)
+TEST_F(CommandLineTest, InfoChordsHelpAndVersionAnswerOnStdoutWithProgressOnlyOnStderr)
 {
-    const fixtures::LentoRun r = fixtures::runLento({"--info", input});
+    fixtures::LentoRun r = fixtures::runLento({"--info", input});
     ASSERT_EQ(r.status, 0) << r.err.constData();
     EXPECT_TRUE(r.err.isEmpty()) << r.err.constData();
     const QJsonObject info = QJsonDocument::fromJson(r.out).object();
@@ -31,9 +31,30 @@ TEST_F(CommandLineTest, InfoPrintsTheFormatAndWaveFiguresAsOneJsonObject)
     EXPECT_NEAR(info["maxY"].toDouble(), 0.25, 0.01) << "the square of the peak";
     for (const auto& [key, value] : {std::pair{"path", QJsonValue(input)}, {"sampleRate", 22050}, {"channels", 2}, {"frames", 6 * 22050}, {"duration", 6.0}})
         EXPECT_EQ(info[key], value) << key;
+
+    // What the segments hold is the estimator's business; here, that they come out as JSON.
+    r = fixtures::runLento({"--chords", input});
+    ASSERT_EQ(r.status, 0) << r.err.constData();
+    EXPECT_TRUE(r.err.isEmpty()) << "no progress unless asked for, off a terminal";
+    const QJsonDocument doc = QJsonDocument::fromJson(r.out);
+    EXPECT_TRUE(doc.isArray() && !doc.array().isEmpty()) << r.out.constData();
+    const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", input, "--progress"});
+    EXPECT_EQ(withProgress.out, r.out);
+    EXPECT_TRUE(withProgress.err.contains("analysing: 100%")) << withProgress.err.constData();
+    // Silence is the one file whose answer is an empty array.
+    const QString silent = dir.filePath("silent.wav");
+    ASSERT_TRUE(fixtures::writeWav(silent, fixtures::synthesise(22050, 2, 3 * 22050, [](int64_t, int) { return 0.0f; })));
+    EXPECT_EQ(fixtures::runLento({"--chords", silent}).out, "[]\n");
+
+    for (const auto& [option, answer] : {std::pair{"--help", "Usage: lento"}, {"-h", "Usage: lento"}, {"--version", "lento "}}) {
+        r = fixtures::runLento({option});
+        EXPECT_EQ(r.status, 0);
+        EXPECT_TRUE(r.out.startsWith(answer)) << r.out.constData();
+    }
 }
 
-TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
+// A file size limit makes the writes of the second export fail part way, as a full disk does.
+TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsLoopsRepeatItAndAFailedOneLeavesTheFileThatWasThere)
 {
     const QString out = dir.filePath("out.wav");
     fixtures::LentoRun r = fixtures::runLento({"--export", input, "-o", out, "--from", "1", "--to", "3", "--speed",
@@ -44,7 +65,6 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
     fixtures::Signal written;
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
     EXPECT_EQ(written.sampleRate, 22050);
-    EXPECT_EQ(written.channels, 2);
     EXPECT_NEAR(double(written.frames()), 4.0 * 22050, 4096.0) << "two seconds of range at half speed";
     for (int c : {0, 1}) {
         const auto side = written.channel(c);
@@ -52,76 +72,29 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsAndLoopsRepeatIt)
         EXPECT_NEAR(amplitude(written, c), 0.25, 0.04) << c;
     }
 
-    r = fixtures::runLento(
-        {"--export", input, "-o", out, "--from", "0", "--to", "1", "--loops", "3", "--filter", "440"});
-    ASSERT_EQ(r.status, 0) << r.err.constData();
-    ASSERT_TRUE(fixtures::readSoundFile(out, written));
-    EXPECT_EQ(written.frames(), 3 * 22050) << "three passes of the range";
-    EXPECT_GT(std::abs(amplitude(written, 1) - amplitude(written, 0)), 0.07)
-        << "the tone filter treats 440 and 660 Hz apart";
-}
-
-// A file size limit makes the writes fail part way, as a full disk does.
-TEST_F(CommandLineTest, AFailedExportLeavesTheFileThatWasThereByteForByteAndNothingBeside)
-{
-    const QString out = dir.filePath("out.wav");
-    ASSERT_TRUE(fixtures::writeWav(out, fixtures::stereoSines(44100, 44100, 330.0)));
     ASSERT_TRUE(QFile::setPermissions(out, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
     const QFile::Permissions mode = QFile::permissions(out);
     const QByteArray before = fixtures::readFile(out);
     const QDir::Filters all = QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot;
     const QStringList names = QDir(dir.path()).entryList(all);
     // Above the decoded track's cache (about 1 MB), below the export's 4 MB.
-    const auto limitFileSize = [] {
+    r = fixtures::runLento({"--export", input, "-o", out, "--loops", "8"}, [] {
         const rlimit limit{2 << 20, 2 << 20};
         setrlimit(RLIMIT_FSIZE, &limit);
-    };
-
-    fixtures::LentoRun r = fixtures::runLento({"--export", input, "-o", out, "--loops", "8"}, limitFileSize);
+    });
     EXPECT_EQ(r.status, 2);
-    EXPECT_TRUE(r.err.endsWith("\n") && r.err.contains("lento: " + out.toUtf8() + ": can not be written (")
-                && r.err.count("lento:") == 1)
+    EXPECT_TRUE(r.err.endsWith("\n") && r.err.contains("lento: " + out.toUtf8() + ": can not be written (") && r.err.count("lento:") == 1)
         << r.err.constData();
     EXPECT_TRUE(fixtures::readFile(out) == before) << "the old file is untouched";
     EXPECT_EQ(QDir(dir.path()).entryList(all), names) << "no temporary file is left";
 
-    r = fixtures::runLento({"--export", input, "-o", out, "--loops", "8"});
+    r = fixtures::runLento({"--export", input, "-o", out, "--from", "0", "--to", "1", "--loops", "3", "--filter", "440"});
     ASSERT_EQ(r.status, 0) << r.err.constData();
-    fixtures::Signal written;
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
-    EXPECT_EQ(written.frames(), 8 * 6 * 22050) << "a whole export replaces it";
-    EXPECT_EQ(QFile::permissions(out), mode) << "and keeps its permissions";
+    EXPECT_EQ(written.frames(), 3 * 22050) << "three passes of the range";
+    EXPECT_GT(std::abs(amplitude(written, 1) - amplitude(written, 0)), 0.07) << "the tone filter treats 440 and 660 Hz apart";
+    EXPECT_EQ(QFile::permissions(out), mode) << "a whole export replaces the file and keeps its permissions";
     EXPECT_EQ(QDir(dir.path()).entryList(all), names);
-}
-
-// What the segments hold is the estimator's business; here, that they come out as JSON on stdout.
-TEST_F(CommandLineTest, ChordsPrintsTheSegmentsAsAJsonArrayAndProgressOnlyOnStderr)
-{
-    const fixtures::LentoRun r = fixtures::runLento({"--chords", input});
-    ASSERT_EQ(r.status, 0) << r.err.constData();
-    EXPECT_TRUE(r.err.isEmpty()) << "no progress unless asked for, off a terminal";
-    const QJsonDocument doc = QJsonDocument::fromJson(r.out);
-    EXPECT_TRUE(doc.isArray() && !doc.array().isEmpty()) << r.out.constData();
-    const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", input, "--progress"});
-    EXPECT_EQ(withProgress.out, r.out);
-    EXPECT_TRUE(withProgress.err.contains("analysing: 100%")) << withProgress.err.constData();
-
-    // Silence is the one file whose answer is an empty array.
-    const QString silent = dir.filePath("silent.wav");
-    ASSERT_TRUE(fixtures::writeWav(silent, fixtures::synthesise(22050, 2, 3 * 22050, [](int64_t, int) { return 0.0f; })));
-    const fixtures::LentoRun quiet = fixtures::runLento({"--chords", silent});
-    EXPECT_EQ(quiet.status, 0) << quiet.err.constData();
-    EXPECT_EQ(quiet.out, "[]\n");
-}
-
-TEST_F(CommandLineTest, HelpAndVersionAnswerOnStdout)
-{
-    for (const auto& [option, answer] :
-         {std::pair{"--help", "Usage: lento"}, {"-h", "Usage: lento"}, {"--version", "lento "}}) {
-        const fixtures::LentoRun r = fixtures::runLento({option});
-        EXPECT_EQ(r.status, 0);
-        EXPECT_TRUE(r.out.startsWith(answer)) << r.out.constData();
-    }
 }
 
 TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
@@ -168,6 +141,8 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--chords", empty}, "empty.wav: the file holds no audio"},
         {{"--chords", "a", "b"}, "--chords takes exactly one file"},
         {{"--chords", "--bogus"}, "unknown option --bogus"},
+        {{"--chords", input, "--method"}, "--method takes precise or basic"},
+        {{"--chords", input, "--method", "fast"}, "--method takes precise or basic"},
     };
     for (const auto& [args, why] : cases) {
         SCOPED_TRACE(args.join(' ').toStdString());
