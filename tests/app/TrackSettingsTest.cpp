@@ -10,7 +10,6 @@
 #include <QComboBox>
 #include <QSpinBox>
 
-#include <filesystem>
 
 namespace {
 
@@ -30,6 +29,8 @@ struct TrackSettingsTest : WindowFixture {
     WaveViewContainer* container() const { return vc->waveViewContainer(); }
     const std::vector<LoopPair>& loops() const { return LoopMarker::sharedLoops().loopData(); }
     LoopPair selection() const { return container()->selectionView()->loop(); }
+    PracticePanel* practice() const { return vc->practicePanel(); }
+    std::pair<int, int> trainer() const { return {practice()->startPercent()->value(), practice()->everyPasses()->value()}; }
 
     // What a user sees of the settings kept. The solo is kept too, but a new track leaves it as
     // it was, so it is looked at apart.
@@ -48,16 +49,9 @@ struct TrackSettingsTest : WindowFixture {
     static Shown fresh() { return {"100 %", "0 Ct", "1.5 kHz", false, false, {}, 0}; }
 };
 
-void PrintTo(const TrackSettingsTest::Shown& s, std::ostream* os)
-{
-    *os << s.speed.toStdString() << ", " << s.pitch.toStdString() << (s.pitchOn ? " on, " : " off, ") << s.tone.toStdString()
-        << (s.toneOn ? " on" : " off") << ", selection " << s.selection.left << "-"
-        << s.selection.right << ", " << s.loops << " loops";
-}
-
 } // namespace
 
-TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsAndSettingsBackAndAnotherSoundOfTheSameNameDoesNot)
+TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsTrainersAndSettingsBackAndAnotherSoundOfTheSameNameDoesNot)
 {
     const QString first = makeSound("one/song.wav", 440.0, 660.0);
     ASSERT_TRUE(load(first));
@@ -66,11 +60,19 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsAndSettingsBackAndAno
     clickAt(vc->pitchCoarseSlider(), 0.75);
     clickAt(vc->toneSlider(), 0.7);
     QTest::mouseClick(vc->soloRightButton(), Qt::LeftButton);
+    // Each saved loop keeps the trainer's values set while it is selected.
     container()->selectRange({0.25, 0.5});
     press(Qt::Key_L, Qt::ControlModifier);
+    practice()->startPercent()->setValue(50);
+    container()->selectRange({0.5, 0.7});
+    press(Qt::Key_L, Qt::ControlModifier);
+    practice()->startPercent()->setValue(70);
+    practice()->everyPasses()->setValue(3);
+    practice()->leadChoice()->setCurrentIndex(PracticePanel::CountIn);
+    practice()->bpm()->setValue(90);
     container()->selectRange({0.1, 0.2});
     const Shown left = shown();
-    ASSERT_EQ(left.loops, 1u);
+    ASSERT_EQ(left.loops, 2u);
     ASSERT_NE(left.speed, fresh().speed);
 
     const QString other = makeSound("two/song.wav", 523.0, 784.0);
@@ -80,14 +82,21 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsAndSettingsBackAndAno
     ASSERT_EQ(vc->player()->solo(), 1);
 
     start(); // what is kept is on disk, not in this window
-    std::filesystem::create_directories(dir.filePath("three").toStdString());
+    EXPECT_EQ(trainer(), std::pair(70, 3)) << "the practice section as left, before any track";
+    EXPECT_EQ(practice()->leadChoice()->currentIndex(), PracticePanel::CountIn);
+    EXPECT_EQ(practice()->bpm()->value(), 90);
     const QString moved = dir.filePath("three/renamed take.wav");
-    std::filesystem::rename(first.toStdString(), moved.toStdString());
+    ASSERT_TRUE(QDir().mkpath(dir.filePath("three")) && QFile::rename(first, moved));
     ASSERT_TRUE(load(moved));
     EXPECT_EQ(shown(), left) << "renamed and moved";
     EXPECT_EQ(vc->player()->solo(), 2);
     EXPECT_TRUE(vc->soloRightButton()->isChecked());
-    EXPECT_EQ(loops(), (std::vector<LoopPair>{{0.25, 0.5}}));
+    EXPECT_EQ(loops(), (std::vector<LoopPair>{{0.25, 0.5}, {0.5, 0.7}}));
+    for (const auto& expected : {std::pair{50, 2}, {70, 3}, {50, 2}}) {
+        press(Qt::Key_BracketRight, Qt::ControlModifier);
+        settle();
+        EXPECT_EQ(trainer(), expected) << "at " << selection().left;
+    }
 
     ASSERT_TRUE(load(other));
     EXPECT_EQ(vc->player()->solo(), 1) << "the other sound's own settings";
@@ -96,13 +105,12 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsAndSettingsBackAndAno
     itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
     settle();
     auto* preferences = window->findChild<PreferencesController*>();
-    ASSERT_NE(preferences, nullptr);
     QTest::mouseClick(preferences->restoreTrackSettingsControl(), Qt::LeftButton);
     ASSERT_FALSE(preferences->restoreTrackSettingsControl()->isChecked());
     preferences->close();
     ASSERT_TRUE(load(moved));
     Shown loopsOnly = fresh();
-    loopsOnly.loops = 1;
+    loopsOnly.loops = 2;
     EXPECT_EQ(shown(), loopsOnly) << "with the preference off only the loops come back";
     EXPECT_EQ(vc->player()->solo(), 1);
 }
@@ -116,72 +124,29 @@ TEST_F(TrackSettingsTest, PracticeDataGoesToAFileAndComesBackOnAnotherTrackWhenT
     const Shown left = shown();
     const QString saved = dir.filePath("song practice.json");
     itemShowing(menuNamed("File"), "Export Practice Data…")->trigger();
-    QFileDialog* dialog = shownDialog();
-    ASSERT_NE(dialog, nullptr);
-    typeIntoDialog(dialog, saved);
+    typeIntoDialog(shownDialog(), saved);
     ASSERT_TRUE(waitFor([&] { return QFileInfo::exists(saved); }));
 
     const QString damaged = dir.filePath("damaged.json");
     ASSERT_TRUE(fixtures::writeFile(damaged, "{\"format\": \"lento-practice\", \"version\": 1, \"loops\": [{\"left\": 0.5}]}"));
     ASSERT_TRUE(load(makeSound("other.wav", 523.0, 784.0)));
-    const struct {
-        QString file;
-        const char* answer; // the button pressed in the message that comes up
-        Shown after;
-    } imports[] = {
-        {damaged, "OK", fresh()},
-        {saved, "Cancel", fresh()},
-        {saved, "Import Anyway", left},
-    };
+    // What the message that comes up says, the button pressed in it, and what the window shows after.
+    const struct { QString file; const char *says, *answer; Shown after; } imports[] = {
+        {damaged, "loop 1 is not a stretch within the track", "OK", fresh()},
+        {saved, "another track, “song.wav”", "Cancel", fresh()}, {saved, "another track, “song.wav”", "Import Anyway", left}};
     for (const auto& i : imports) {
         SCOPED_TRACE(i.answer);
         itemShowing(menuNamed("File"), "Import Practice Data…")->trigger();
-        QFileDialog* open = shownDialog();
-        ASSERT_NE(open, nullptr);
-        typeIntoDialog(open, i.file);
+        typeIntoDialog(shownDialog(), i.file);
         auto* message = shownDialog<QMessageBox>();
         ASSERT_NE(message, nullptr);
-        if (i.file == damaged)
-            EXPECT_TRUE(message->informativeText().contains("loop 1 is not a stretch within the track"))
-                << message->informativeText().toStdString();
-        else
-            EXPECT_TRUE(message->text().contains("another track, “song.wav”")) << message->text().toStdString();
-        QAbstractButton* answer = nullptr;
-        for (QAbstractButton* b : message->buttons())
-            if (b->text().remove('&') == i.answer)
-                answer = b;
-        ASSERT_NE(answer, nullptr);
-        QTest::mouseClick(answer, Qt::LeftButton);
+        const QString said = message->text() + '\n' + message->informativeText();
+        EXPECT_TRUE(said.contains(QString::fromUtf8(i.says))) << said.toStdString();
+        const QList<QAbstractButton*> buttons = message->buttons();
+        const auto answer = std::find_if(buttons.begin(), buttons.end(), [&](QAbstractButton* b) { return b->text().remove('&') == i.answer; });
+        ASSERT_NE(answer, buttons.end());
+        QTest::mouseClick(*answer, Qt::LeftButton);
         settle();
         EXPECT_EQ(shown(), i.after);
-    }
-}
-
-TEST_F(TrackSettingsTest, EachSavedLoopKeepsItsTrainerAndThePracticeSectionIsAsLeftAtTheNextLaunch)
-{
-    const QString song = makeSound("song.wav", 440.0, 660.0);
-    ASSERT_TRUE(load(song));
-    const auto practice = [&] { return vc->practicePanel(); };
-    const auto trainer = [&] { return std::pair{practice()->startPercent()->value(), practice()->everyPasses()->value()}; };
-    container()->selectRange({0.1, 0.2});
-    press(Qt::Key_L, Qt::ControlModifier);
-    practice()->startPercent()->setValue(50);
-    container()->selectRange({0.5, 0.7});
-    press(Qt::Key_L, Qt::ControlModifier);
-    practice()->startPercent()->setValue(70);
-    practice()->everyPasses()->setValue(3);
-    practice()->leadChoice()->setCurrentIndex(PracticePanel::CountIn);
-    practice()->bpm()->setValue(90);
-
-    start();
-    EXPECT_EQ(trainer(), std::pair(70, 3)) << "as left, before any track";
-    EXPECT_EQ(practice()->leadChoice()->currentIndex(), PracticePanel::CountIn);
-    EXPECT_EQ(practice()->bpm()->value(), 90);
-    ASSERT_TRUE(load(song));
-    const std::pair<int, int> expected[] = {{50, 2}, {70, 3}, {50, 2}};
-    for (const auto& e : expected) {
-        press(Qt::Key_BracketRight, Qt::ControlModifier);
-        settle();
-        EXPECT_EQ(trainer(), e) << "at " << selection().left;
     }
 }
