@@ -5,7 +5,6 @@
 #include "app/ExportProgressWindowController.h"
 
 #include <QPointer>
-#include <QStandardPaths>
 
 namespace {
 
@@ -23,47 +22,36 @@ struct FileDialogsTest : WindowFixture {
 
 } // namespace
 
-TEST_F(FileDialogsTest, ATypedPathOpensTheTrackEscapeOpensNothingAndTheNextOpenStartsBesideIt)
-{
-    const QString first = makeTrack("first track.wav");
-    const QString second = makeTrack("other/second.wav");
-
-    press(Qt::Key_O, Qt::ControlModifier);
-    QPointer<QFileDialog> panel = shownDialog();
-    ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(canonical(panel->directory().path()),
-              canonical(QStandardPaths::writableLocation(QStandardPaths::MusicLocation)))
-        << "with no track the panel starts in the Music folder";
-    typeIntoDialog(panel, first, Qt::Key_Escape);
-    EXPECT_TRUE(waitFor([&] { return !panel || !panel->isVisible(); }, 2000));
-    settle();
-    EXPECT_FALSE(vc->isOpening() || vc->audioLoaded()) << "a panel closed with Escape opens nothing";
-
-    press(Qt::Key_O, Qt::ControlModifier);
-    panel = shownDialog();
-    ASSERT_NE(panel, nullptr);
-    typeIntoDialog(panel, first);
-    ASSERT_TRUE(waitFor([&] { return window->windowTitle() == "first track.wav"; }, 5000));
-    EXPECT_EQ(vc->player()->fileURL().toLocalFile(), first);
-
-    press(Qt::Key_O, Qt::ControlModifier);
-    panel = shownDialog();
-    ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(canonical(panel->directory().path()), canonical(dir.path()));
-    // A name relative to where the panel starts.
-    typeIntoDialog(panel, "other/second.wav");
-    ASSERT_TRUE(waitFor([&] { return window->windowTitle() == "second.wav"; }, 5000));
-    EXPECT_EQ(vc->player()->fileURL().toLocalFile(), second);
-}
-
-TEST_F(FileDialogsTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStartAndEndsItsSheet)
+TEST_F(FileDialogsTest, ATypedPathOpensTheTrackOrExportsFromTheRangeStartEscapeOrCancelEndsItAndTheSheetWaitsForAWritableFile)
 {
     EXPECT_FALSE(exportItemsEnabled());
     delegate->saveDocumentAs();
     settle();
     EXPECT_EQ(window->findChild<QFileDialog*>(), nullptr) << "no track, no panel";
+    const QString first = makeTrack("first track.wav");
+    const QString second = makeTrack("other/second.wav");
+    press(Qt::Key_O, Qt::ControlModifier);
+    QPointer<QFileDialog> panel = shownDialog();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(canonical(panel->directory().path()), canonical(QStandardPaths::writableLocation(QStandardPaths::MusicLocation)))
+        << "with no track the panel starts in the Music folder";
+    typeIntoDialog(panel, first, Qt::Key_Escape);
+    EXPECT_TRUE(waitFor([&] { return !panel || !panel->isVisible(); }, 2000));
+    settle();
+    EXPECT_FALSE(vc->isOpening() || vc->audioLoaded()) << "a panel closed with Escape opens nothing";
+    for (const QString& typed : {first, QStringLiteral("other/second.wav")}) {
+        press(Qt::Key_O, Qt::ControlModifier);
+        panel = shownDialog();
+        ASSERT_NE(panel, nullptr);
+        // The second name is relative to where the panel starts: beside the open track.
+        EXPECT_TRUE(typed == first || canonical(panel->directory().path()) == canonical(dir.path()));
+        typeIntoDialog(panel, typed);
+        const QString opened = typed == first ? first : second;
+        ASSERT_TRUE(waitFor([&] { return window->windowTitle() == QFileInfo(opened).fileName(); }, 5000));
+        EXPECT_EQ(vc->player()->fileURL().toLocalFile(), opened);
+    }
 
-    // Silence with one 10 ms burst at frame 1000.
+    // Silence with one 10 ms burst at frame 1000, paused inside a loop.
     const QString track = dir.filePath("burst.wav");
     ASSERT_TRUE(fixtures::writeWav(track, fixtures::synthesise(44100, 2, 3 * 44100, [](int64_t f, int) {
         return f >= 1000 && f < 1441 ? float(0.8 * std::sin(0.14 * double(f - 1000))) : 0.0f;
@@ -75,12 +63,9 @@ TEST_F(FileDialogsTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStar
     ASSERT_TRUE(player->playPause());
     output().pull(20000);
     EXPECT_FALSE(player->playPause()) << "paused inside the loop";
-
     const QString out = dir.filePath("export.wav");
     press(Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
-    QFileDialog* panel = shownDialog();
-    ASSERT_NE(panel, nullptr);
-    typeIntoDialog(panel, out);
+    typeIntoDialog(shownDialog(), out);
     ASSERT_NE(delegate->progressWindowController(), nullptr);
     EXPECT_TRUE(delegate->progressWindowController()->isVisible());
     EXPECT_FALSE(exportItemsEnabled()) << "the export menu waits while rendering";
@@ -91,16 +76,12 @@ TEST_F(FileDialogsTest, ATypedPathRightAfterAPauseInALoopExportsFromTheRangeStar
     // With no selection the range goes back to the whole track from its start.
     EXPECT_EQ(written.frames(), 3 * 44100);
     EXPECT_NEAR(double(measure::onset(written.channel(0), 0.3f)), 1000.0, 512.0);
-}
 
-TEST_F(FileDialogsTest, CancelEndsTheExportAndASheetWhoseFileCannotBeWrittenWaitsForIt)
-{
-    ASSERT_TRUE(load(makeTrack("long.wav", 60.0)));
     // What a cancelled file holds is the engine's business; here, that the sheet's button ends the export.
+    ASSERT_TRUE(load(makeTrack("long.wav", 60.0)));
     delegate->exportToURL(QUrl::fromLocalFile(dir.filePath("short.wav")));
     cancel();
     ASSERT_TRUE(waitFor([&] { return !vc->player()->isExporting() && sheetGone(); }));
-
     delegate->exportToURL(QUrl::fromLocalFile(dir.filePath("missing/folder/out.wav")));
     QTest::qWait(200);
     ASSERT_NE(delegate->progressWindowController(), nullptr) << "the sheet waits for Cancel";

@@ -69,8 +69,7 @@ TEST_F(OpenWithoutFreezingTest, AnHourLongFileOpensWhileTheWindowKeepsReactingAn
     const qint64 openGap = openMeasuringTheLongestGap(hour);
     RecordProperty("open_longest_gap_ms", int(openGap));
     EXPECT_LE(openGap, timing::scaled(100));
-    ASSERT_EQ(finished.size(), 1);
-    EXPECT_TRUE(finished.first().second);
+    ASSERT_EQ(finished, (QList<QPair<QUrl, bool>>{{QUrl::fromLocalFile(hour), true}}));
     EXPECT_TRUE(barShown) << "a read longer than 300 ms shows its progress";
     EXPECT_FALSE(vc->openProgressBar()->isVisible());
     EXPECT_EQ(window->windowTitle(), "hour.wav");
@@ -83,10 +82,7 @@ TEST_F(OpenWithoutFreezingTest, AnHourLongFileOpensWhileTheWindowKeepsReactingAn
             return;
         cancelled = true;
         QPushButton* cancel = vc->openProgressBar()->cancelButton();
-        if (cancel->isVisible())
-            QTest::mouseClick(cancel, Qt::LeftButton);
-        else
-            vc->cancelOpen();
+        cancel->isVisible() ? QTest::mouseClick(cancel, Qt::LeftButton) : vc->cancelOpen();
     });
     EXPECT_LE(openMeasuringTheLongestGap(other), timing::scaled(100));
     EXPECT_TRUE(cancelled);
@@ -111,8 +107,7 @@ TEST_F(OpenWithoutFreezingTest, ARefusedFileKeepsTheTrackASecondOpenReplacesTheF
     ASSERT_TRUE(fixtures::writeFile(junk, QByteArray(8192, 'x')));
     ASSERT_TRUE(delegate->applicationOpenFile(junk));
     ASSERT_TRUE(opened());
-    ASSERT_EQ(finished.size(), 1);
-    EXPECT_FALSE(finished.takeFirst().second);
+    EXPECT_EQ(finished.takeFirst(), qMakePair(QUrl::fromLocalFile(junk), false));
     EXPECT_EQ(window->windowTitle(), "first.wav");
     EXPECT_FALSE(delegate->applicationOpenFile(dir.filePath("missing.wav")));
 
@@ -120,10 +115,9 @@ TEST_F(OpenWithoutFreezingTest, ARefusedFileKeepsTheTrackASecondOpenReplacesTheF
     vc->openAudioFromURL(QUrl::fromLocalFile(first));
     vc->openAudioFromURL(QUrl::fromLocalFile(second));
     ASSERT_TRUE(opened());
-    ASSERT_EQ(finished.size(), 1) << "only the last open ends";
+    EXPECT_EQ(finished, (QList<QPair<QUrl, bool>>{{QUrl::fromLocalFile(second), true}})) << "only the last open ends";
     EXPECT_TRUE(log.contains("Decoding of audio file " + QDir::toNativeSeparators(first) + " was cancelled"))
         << "the first read stops at once";
-    EXPECT_EQ(finished.first().first.toLocalFile(), second);
     EXPECT_EQ(window->windowTitle(), "second.wav");
 
     // File ▸ Open Recent: the newest first, once each, each item opening its file.
