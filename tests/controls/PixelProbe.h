@@ -1,11 +1,7 @@
 #pragma once
 
 // Small helpers for reading rendered controls back pixel by pixel.
-#include <QColor>
-#include <QMargins>
 #include <QImage>
-#include <QPointF>
-#include <QRect>
 #include <QWidget>
 
 #include "common/Testing.h"
@@ -24,8 +20,7 @@ inline QImage render(QWidget& widget)
 inline bool near(const QImage& image, double x, double y, const QColor& colour, int tolerance = 40)
 {
     const QRgb pixel = image.pixel(int(x), int(y));
-    return std::abs(qRed(pixel) - colour.red()) <= tolerance && std::abs(qGreen(pixel) - colour.green()) <= tolerance
-        && std::abs(qBlue(pixel) - colour.blue()) <= tolerance;
+    return std::max({std::abs(qRed(pixel) - colour.red()), std::abs(qGreen(pixel) - colour.green()), std::abs(qBlue(pixel) - colour.blue())}) <= tolerance;
 }
 
 // Bounding box of the pixels near the colour; null when there are none.
@@ -42,8 +37,7 @@ inline QRect bounds(const QImage& image, const QColor& colour, int tolerance = 4
 // Whether each edge of the rectangle is within `tolerance` pixels of the expected one.
 inline ::testing::AssertionResult nearRect(const QRect& actual, const QRect& expected, int tolerance = 1)
 {
-    const QMargins d(actual.left() - expected.left(), actual.top() - expected.top(), actual.right() - expected.right(),
-                     actual.bottom() - expected.bottom());
+    const QMargins d(actual.left() - expected.left(), actual.top() - expected.top(), actual.right() - expected.right(), actual.bottom() - expected.bottom());
     if (std::max({std::abs(d.left()), std::abs(d.top()), std::abs(d.right()), std::abs(d.bottom())}) <= tolerance)
         return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "off by " << d.left() << " " << d.top() << " " << d.right() << " " << d.bottom();

@@ -7,7 +7,7 @@ namespace {
 const QColor kDot(255, 0, 0);
 const QColor kKnob(0, 0, 255);
 
-TEST(WDLinearKnob, TheDotRuns270DegreesFromLowerLeftOverTheTopOnAnEllipseInsetByATenth)
+TEST(WDLinearKnob, TheDotRuns270DegreesFromLowerLeftOverTheTopAndADragMovesItByTheFactorAndHeight)
 {
     WDLinearKnob knob;
     knob.setDotColor(kDot);
@@ -21,16 +21,12 @@ TEST(WDLinearKnob, TheDotRuns270DegreesFromLowerLeftOverTheTopOnAnEllipseInsetBy
         knob.setDoubleValue(c.value);
         const QImage image = PixelProbe::render(knob);
         const QRectF dot = PixelProbe::bounds(image, kDot, 60);
-        EXPECT_NEAR(dot.center().x(), c.dot.x(), 0.5) << c.value;
-        EXPECT_NEAR(dot.center().y(), c.dot.y(), 0.5) << c.value;
+        EXPECT_LT(QLineF(dot.center(), c.dot).length(), 0.7) << c.value;
         EXPECT_NEAR(dot.width(), 8.0, 1.0) << c.value;
         EXPECT_TRUE(PixelProbe::near(image, c.size.width() / 2, c.size.height() / 2, kKnob, 3));
     }
-}
 
-TEST(WDLinearKnob, DraggingUpAndDownMovesByTheFactorAndHeightReportingEachChangeAndTheAltOfThePress)
-{
-    WDLinearKnob knob;
+    // Dragged up and down it moves by the factor and the height, reporting each change and the Alt of the press.
     knob.resize(100, 100);
     knob.setMouseFactor(2.0);
     knob.setDoubleValue(0.5);
