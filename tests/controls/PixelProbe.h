@@ -35,12 +35,9 @@ inline QRect bounds(const QImage& image, const QColor& colour, int tolerance = 4
 }
 
 // Whether each edge of the rectangle is within `tolerance` pixels of the expected one.
-inline ::testing::AssertionResult nearRect(const QRect& actual, const QRect& expected, int tolerance = 1)
+inline bool nearRect(const QRect& a, const QRect& e, int tolerance = 1)
 {
-    const QMargins d(actual.left() - expected.left(), actual.top() - expected.top(), actual.right() - expected.right(), actual.bottom() - expected.bottom());
-    if (std::max({std::abs(d.left()), std::abs(d.top()), std::abs(d.right()), std::abs(d.bottom())}) <= tolerance)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "off by " << d.left() << " " << d.top() << " " << d.right() << " " << d.bottom();
+    return std::max({std::abs(a.left() - e.left()), std::abs(a.top() - e.top()), std::abs(a.right() - e.right()), std::abs(a.bottom() - e.bottom())}) <= tolerance;
 }
 
 } // namespace PixelProbe
