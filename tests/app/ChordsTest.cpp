@@ -46,11 +46,7 @@ struct ChordsTest : WindowFixture {
     }
     void choose(const QString& method)
     {
-        itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
-        settle();
-        auto* prefs = window->findChild<PreferencesController*>();
-        ASSERT_NE(prefs, nullptr);
-        QComboBox* choice = prefs->chordMethodControl();
+        QComboBox* choice = openPreferences()->chordMethodControl();
         const int index = choice->findData(method);
         ASSERT_GE(index, 0) << method.toStdString();
         choice->setCurrentIndex(index);

@@ -33,8 +33,6 @@ TEST_F(NoSoundDeviceTest, TheTrackOpensAndPlaySaysThereIsNoSoundUntilADeviceAppe
     EXPECT_FALSE(accessible(status, QAccessible::Description).isEmpty()) << "and what to do about it";
     EXPECT_EQ(accessible(vc->playButton()), "Play") << "nothing plays";
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr) << "no alert in the way";
-    EXPECT_GT(status->geometry().top(), vc->timeLabel()->geometry().bottom()) << "under the time";
-    EXPECT_TRUE(vc->view()->rect().contains(status->geometry()));
 
     // A device appears; the same track plays at the next press.
     setenv("SDL_AUDIODRIVER", "dummy", 1);

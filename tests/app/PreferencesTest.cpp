@@ -13,14 +13,6 @@
 namespace {
 
 struct PreferencesTest : WindowFixture {
-    PreferencesController* open()
-    {
-        itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
-        settle();
-        auto* prefs = window->findChild<PreferencesController*>();
-        EXPECT_TRUE(prefs && prefs->isVisible());
-        return prefs;
-    }
     QColor waveColour() const { return vc->waveViewContainer()->waveView()->fillColor(); }
 };
 
@@ -35,7 +27,7 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStart)
     EXPECT_EQ(waveColour(), ColorTheme::waveColorForTheme(7));
     EXPECT_EQ(vc->waveViewContainer()->overView()->fillColor(), waveColour()) << "the strip too";
     ASSERT_TRUE(load(makeTrack("scales.wav", 4.0)));
-    PreferencesController* prefs = open();
+    PreferencesController* prefs = openPreferences();
     prefs->themeControl()->setCurrentIndex(3);
     emit prefs->themeControl()->activated(3);
     const QColor chosen = ColorTheme::colorTheme(*defaults).wave;
@@ -74,11 +66,10 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStart)
 
 TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
 {
-    PreferencesController* prefs = open();
+    PreferencesController* prefs = openPreferences();
     EXPECT_EQ(prefs->windowTitle(), "Preferences");
     const QPoint corner = prefs->geometry().topLeft();
     const QList<QAction*> items = prefs->findChild<QToolBar*>()->actions();
-    QDir().mkpath(LENTO_ARTIFACTS_DIR);
     for (const char* pane : {"Info", "Info", "Preferences"}) {
         SCOPED_TRACE(pane);
         const auto item = std::find_if(items.begin(), items.end(), [&](QAction* a) { return a->text() == pane; });

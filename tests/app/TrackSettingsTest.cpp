@@ -1,8 +1,9 @@
-// What the window keeps per track: a track opened again, even renamed and moved, comes back as it
-// was left; another sound under the same name starts afresh.
+// What the window keeps: the track open at the last start, and per track: a track opened again,
+// even renamed and moved, comes back as it was left; another sound under the same name starts afresh.
 #include "app/WindowFixture.h"
 
 #include "app/PracticePanel.h"
+#include "library/FileBookmark.h"
 #include "loops/LoopMarker.h"
 
 #include <QCheckBox>
@@ -47,6 +48,13 @@ struct TrackSettingsTest : WindowFixture {
                 vc->toneButton()->isChecked(), vc->pitchButton()->isChecked(), selection(), loops().size()};
     }
     static Shown fresh() { return {"100 %", "0 Ct", "1.5 kHz", false, false, {}, 0}; }
+
+    QString launchedPath()
+    {
+        delegate->applicationDidFinishLaunching();
+        EXPECT_TRUE(opened());
+        return vc->audioLoaded() ? vc->player()->fileURL().toLocalFile() : QString();
+    }
 };
 
 } // namespace
@@ -102,9 +110,7 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsTrainersAndSettingsBa
     EXPECT_EQ(vc->player()->solo(), 1) << "the other sound's own settings";
     EXPECT_TRUE(loops().empty());
 
-    itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
-    settle();
-    auto* preferences = window->findChild<PreferencesController*>();
+    PreferencesController* preferences = openPreferences();
     QTest::mouseClick(preferences->restoreTrackSettingsControl(), Qt::LeftButton);
     ASSERT_FALSE(preferences->restoreTrackSettingsControl()->isChecked());
     preferences->close();
@@ -149,4 +155,35 @@ TEST_F(TrackSettingsTest, PracticeDataGoesToAFileAndComesBackOnAnotherTrackWhenT
         settle();
         EXPECT_EQ(shown(), i.after);
     }
+}
+
+TEST_F(TrackSettingsTest, TheOpenedTrackComesBackOnTheNextStartEvenAfterItMovedOrByItsPathAlone)
+{
+    EXPECT_EQ(launchedPath(), QString()) << "a first start loads nothing";
+    EXPECT_EQ(window->windowTitle(), "Lento");
+    EXPECT_FALSE(window->windowIcon().isNull());
+
+    const QString track = makeTrack("album/take.wav", 0.1);
+    ASSERT_TRUE(delegate->applicationOpenFile(track));
+    ASSERT_TRUE(opened());
+    const QByteArray before = defaults->dataForKey("LastSongBookmark");
+    const QString moved = dir.filePath("other/take (practice).wav");
+    ASSERT_TRUE(QDir().mkpath(dir.filePath("other")) && QFile::rename(track, moved));
+    start();
+    EXPECT_EQ(launchedPath(), moved);
+    EXPECT_EQ(window->windowTitle(), "take (practice).wav");
+    const QByteArray after = defaults->dataForKey("LastSongBookmark");
+    EXPECT_NE(after, before);
+    bool stale = true;
+    QString error;
+    EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(after, &stale, &error).toLocalFile(), moved);
+    EXPECT_FALSE(stale) << "the renewed bookmark points straight at the new place";
+
+    // A bookmark that resolves to nothing falls back to the stored path, if that file exists.
+    ASSERT_TRUE(QFile::remove(moved));
+    start();
+    EXPECT_EQ(launchedPath(), QString()) << "neither the bookmark nor the path finds the file";
+    const QString song = makeTrack("b/song.wav", 0.1);
+    defaults->setObject(QUrl::fromLocalFile(song).toString(), "LastSongURL");
+    EXPECT_EQ(launchedPath(), song);
 }

@@ -45,6 +45,7 @@ struct WindowFixture : ::testing::Test {
         // Qt's own dialog, the one a plain X11 session without a portal shows.
         QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
         clearHome(QStandardPaths::AppDataLocation);
+        QDir().mkpath(LENTO_ARTIFACTS_DIR); // for pictures of the window, looked at by people
         start();
     }
 
@@ -139,6 +140,16 @@ struct WindowFixture : ::testing::Test {
             if (shownText(item) == text)
                 return item;
         return nullptr;
+    }
+
+    // Edit ▸ Preferences…, as a user opens the window.
+    PreferencesController* openPreferences()
+    {
+        itemShowing(menuNamed("Edit"), "Preferences…")->trigger();
+        settle();
+        auto* prefs = window->findChild<PreferencesController*>();
+        EXPECT_TRUE(prefs && prefs->isVisible());
+        return prefs;
     }
 
     QMenu* menuNamed(const QString& title) const
