@@ -42,11 +42,12 @@ struct LeftPanel : WindowFixture {
     QString title() const { return window->windowTitle(); }
     int libraryRow(const QString& shown) const { return int(rows(library()).indexOf(shown)); }
 
-    static QStringList rows(QTableView* table)
+    static QStringList rows(QAbstractItemView* view) { return texts(view->model()); }
+    static QStringList texts(QAbstractItemModel* model)
     {
         QStringList out;
-        for (int r = 0; r < table->model()->rowCount(); ++r)
-            out << table->model()->index(r, 0).data().toString();
+        for (int r = 0; r < model->rowCount(); ++r)
+            out << model->index(r, 0).data().toString();
         return out;
     }
 
@@ -95,13 +96,7 @@ struct LeftPanel : WindowFixture {
         press(dialog, pressed);
     }
 
-    QStringList playlistNames() const
-    {
-        QStringList out;
-        for (int i = 0; i < vc->playlistSelectorPopup()->count(); ++i)
-            out << vc->playlistSelectorPopup()->itemText(i);
-        return out;
-    }
+    QStringList playlistNames() const { return texts(vc->playlistSelectorPopup()->model()); }
 };
 
 TEST_F(LeftPanel, TheLibraryListsTheMusicFolderTheSearchNarrowsItAndPickedSongsGoIntoThePlaylistOnce)
@@ -384,7 +379,6 @@ TEST_F(PlaylistDrops, FilesAndLibrarySongsAreInsertedAsCopiesOnlyOnceAndASongDro
     ASSERT_NE(wave, nullptr);
     EXPECT_NE(dragOnto(wave, wave->rect().center(), outward), Qt::IgnoreAction);
     EXPECT_TRUE(waitFor([&] { return title() == kSongs[1] + ".wav"; })) << title().toStdString();
-    QDir().mkpath(LENTO_ARTIFACTS_DIR);
     EXPECT_TRUE(window->grab().save(LENTO_ARTIFACTS_DIR "/left-panel.png"));
 }
 

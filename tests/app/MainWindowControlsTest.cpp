@@ -174,7 +174,6 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOnAndStopAnd
     if (!vc->sidebarButton()->isChecked())
         QTest::mouseClick(vc->sidebarButton(), Qt::LeftButton);
     waitFor([&] { return vc->cancelCentreButton()->isVisible() && vc->cancelCentreButton()->width() > 40; });
-    QDir().mkpath(LENTO_ARTIFACTS_DIR);
     EXPECT_TRUE(window->grab().save(LENTO_ARTIFACTS_DIR "/drawer-open.png"));
 }
 

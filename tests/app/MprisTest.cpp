@@ -68,10 +68,7 @@ struct MprisTest : WindowFixture {
         settle();
         return pending.reply();
     }
-    QDBusMessage player(const QString& method, const QVariantList& args = {})
-    {
-        return call("org.mpris.MediaPlayer2.Player", method, args);
-    }
+    QDBusMessage player(const QString& method, const QVariantList& args = {}) { return call("org.mpris.MediaPlayer2.Player", method, args); }
     QVariant property(const QString& name)
     {
         const QDBusMessage reply = call("org.freedesktop.DBus.Properties", "Get", {"org.mpris.MediaPlayer2.Player", name});
