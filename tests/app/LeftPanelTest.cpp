@@ -54,7 +54,8 @@ struct LeftPanel : WindowFixture {
     QAbstractButton* button(const QString& name) const
     {
         const auto all = vc->leftSidebarView()->findChildren<QAbstractButton*>();
-        return *std::find_if(all.begin(), all.end(), [&](QAbstractButton* b) { return b->accessibleName() == name; });
+        const auto found = std::find_if(all.begin(), all.end(), [&](QAbstractButton* b) { return b->accessibleName() == name; });
+        return found == all.end() ? nullptr : *found;
     }
     void click(const QString& name) const { QTest::mouseClick(button(name), Qt::LeftButton); }
 
