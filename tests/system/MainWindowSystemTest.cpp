@@ -98,4 +98,13 @@ TEST(MainWindowSystemTest, WithNoSoundServerLentoShowsItsWindowPlayEndsNothingAn
     ASSERT_TRUE(lento.waitForFinished(5000)) << "closing the last window ends the program";
     EXPECT_EQ(std::tuple(lento.exitStatus(), lento.exitCode()), std::tuple(QProcess::NormalExit, 0));
     EXPECT_EQ(QUrl(QSettings(settings, QSettings::IniFormat).value(QStringLiteral("LastSongURL")).toString()).toLocalFile(), typed);
+
+    // The command line exports without a sound server too.
+    QProcess exporting;
+    exporting.setProcessEnvironment(env);
+    exporting.start(fixtures::builtProgram(QStringLiteral("lento")), {"--export", typed, "-o", exported, "--speed", "0.5"});
+    ASSERT_TRUE(exporting.waitForFinished(60000));
+    EXPECT_EQ(exporting.exitCode(), 0) << exporting.readAllStandardError().constData();
+    ASSERT_TRUE(fixtures::readSoundFile(exported, written));
+    EXPECT_EQ(written.frames(), 2 * frames) << "the track at half speed";
 }
