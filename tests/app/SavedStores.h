@@ -13,9 +13,8 @@ struct SavedStore {
     std::function<void(const QString& path)> seed;
     // Saves content `generation` (0 or 1) through the program's own class.
     std::function<bool(const QString& path, int generation)> save;
-    // Reads the file through the same class: empty when it holds one whole saved content, else why not.
-    std::function<QString(const QString& path)> check;
+    // All the file holds, read through the same class, as text to compare.
+    std::function<QString(const QString& path)> read;
 };
 
 const std::vector<SavedStore>& savedStores();
-const SavedStore* savedStoreNamed(const QString& name);

@@ -4,13 +4,15 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <cstdio>
 
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const SavedStore* store = argc == 3 ? savedStoreNamed(QString::fromLocal8Bit(argv[1])) : nullptr;
-    if (!store)
+    const auto& stores = savedStores();
+    const auto store = std::find_if(stores.begin(), stores.end(), [&](const SavedStore& s) { return argc == 3 && !qstrcmp(argv[1], s.name); });
+    if (store == stores.end())
         return 2;
     const QString path = QString::fromLocal8Bit(argv[2]);
     if (!store->save(path, 0))
