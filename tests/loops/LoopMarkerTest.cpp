@@ -49,24 +49,10 @@ TEST(LoopMarkerTest, ChangesLeaveTheListInOrder)
         LoopMarker marker = markerWith(c.before);
         c.change(marker);
         EXPECT_EQ(marker.loopData(), c.after) << c.name;
-        EXPECT_EQ(marker.loopCount(), c.after.size()) << c.name;
     }
 }
 
-TEST(LoopMarkerTest, IndexAndLoopAnswerNothingOutsideTheList)
-{
-    const LoopMarker marker = markerWith({{0.4, 0.6}, {0.1, 0.2}});
-    const std::vector<std::pair<int32_t, LoopPair>> byIndex{
-        {0, {0.1, 0.2}}, {1, {0.4, 0.6}}, {2, {}}, {-1, {}}, {std::numeric_limits<int32_t>::min(), {}}};
-    for (const auto& [index, expected] : byIndex)
-        EXPECT_EQ(marker.loop(index), expected) << index;
-    EXPECT_EQ(marker.indexOfLoop({0.4, 0.6}), 1);
-    EXPECT_EQ(marker.indexOfLoop({0.4, 0.5}), -1);
-    EXPECT_TRUE(marker.loopExist({0.1, 0.2}));
-    EXPECT_FALSE(marker.loopExist({0.1, 0.6}));
-}
-
-TEST(LoopMarkerTest, NextAndLastWrapAndPlaceAnUnstoredLoopOutside)
+TEST(LoopMarkerTest, NextAndLastWrapAndPlaceAnUnstoredLoopOutsideAndAnIndexOutsideGivesNothing)
 {
     const LoopPair a{0.1, 0.2}, b{0.3, 0.4}, c{0.5, 0.6}, absent{0.7, 0.8};
     const LoopMarker three = markerWith({c, a, b}), one = markerWith({b}), none;
@@ -77,6 +63,8 @@ TEST(LoopMarkerTest, NextAndLastWrapAndPlaceAnUnstoredLoopOutside)
         EXPECT_EQ(k.marker.next(k.from), k.next) << k.marker.loopCount() << " loops, from " << k.from.left;
         EXPECT_EQ(k.marker.last(k.from), k.last) << k.marker.loopCount() << " loops, from " << k.from.left;
     }
+    for (const int32_t index : {0, 2, 3, -1, std::numeric_limits<int32_t>::min()})
+        EXPECT_EQ(three.loop(index), index == 0 ? a : index == 2 ? c : LoopPair()) << index;
 }
 
 TEST(LoopMarkerTest, ContainsIsStrictWhileContainingTakesTheLeftEndAndTheNearestLength)
