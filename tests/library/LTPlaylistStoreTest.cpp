@@ -110,45 +110,36 @@ TEST_F(LTPlaylistStoreTest, MissingKeysTakeTheirDefaultsAndBadBookmarksAreDroppe
     EXPECT_NE(again.allPlaylists()[0]->items()[0]->uuid(), first->items()[0]->uuid()) << "a new uuid at each load";
 }
 
-TEST_F(LTPlaylistStoreTest, ADamagedFileIsKeptInTheBackupAndTheStoreStartsAfresh)
+TEST_F(LTPlaylistStoreTest, ADamagedFileIsKeptInTheBackupWhileAGoodOneIsReadAsItIsWithTheSelectionCorrectedOnlyAboveTheRange)
 {
-    const QByteArray damaged[] = {
-        R"({"version":1,"selectedPlaylistIndex":0,"playlists":[{"name":"Scales","ite)", QByteArray("\x93\x0e\xfa\x01 RIFF\0\0 \xff\xfe", 15),
-        "", R"([{"name":"Scales"}])", R"("playlists")", R"({"playlists":[{"name":7}]})",
-        R"({"playlists":[{"items":[{"duration":"3:10"}]}]})", R"({"playlists":[{"items":[{"sourceType":0.5}]}]})",
-        R"({"playlists":[{"items":[{"unavailable":"yes"}]}]})", R"({"selectedPlaylistIndex":"1","playlists":[]})",
-        R"({"selectedPlaylistIndex":1e300,"playlists":[]})", R"({"playlists":[{"createdAt":1e300}]})",
-        QByteArray("{\"playlists\":[{\"name\":\"\xc3\x28\xff\"}]}"), QByteArray(100000, '[') + QByteArray(100000, ']')};
-    for (const QByteArray& bytes : damaged) {
+    // The index a good file's selection reads as; kDamaged where the store starts afresh.
+    constexpr qint64 kDamaged = -99;
+    const std::pair<QByteArray, qint64> files[] = {
+        {R"({"version":1,"selectedPlaylistIndex":0,"playlists":[{"name":"Scales","ite)", kDamaged},
+        {QByteArray("\x93\x0e\xfa\x01 RIFF\0\0 \xff\xfe", 15), kDamaged}, {"", kDamaged}, {R"([{"name":"Scales"}])", kDamaged},
+        {R"("playlists")", kDamaged}, {R"({"playlists":[{"name":7}]})", kDamaged},
+        {R"({"playlists":[{"items":[{"duration":"3:10"}]}]})", kDamaged}, {R"({"playlists":[{"items":[{"sourceType":0.5}]}]})", kDamaged},
+        {R"({"playlists":[{"items":[{"unavailable":"yes"}]}]})", kDamaged}, {R"({"selectedPlaylistIndex":"1","playlists":[]})", kDamaged},
+        {R"({"selectedPlaylistIndex":1e300,"playlists":[]})", kDamaged}, {R"({"playlists":[{"createdAt":1e300}]})", kDamaged},
+        {QByteArray("{\"playlists\":[{\"name\":\"\xc3\x28\xff\"}]}"), kDamaged}, {QByteArray(100000, '[') + QByteArray(100000, ']'), kDamaged},
+        {R"({"selectedPlaylistIndex":5,"playlists":[{},{}]})", 0}, {R"({"selectedPlaylistIndex":1,"playlists":[{},{}]})", 1},
+        {R"({"selectedPlaylistIndex":-1,"playlists":[{},{}]})", -1}, {R"({"playlists":[{},{}]})", 0},
+        {R"({"selectedPlaylistIndex":1,"playlists":{}})", 0}};
+    for (const auto& [bytes, index] : files) {
         SCOPED_TRACE(bytes.left(60).toHex().constData());
+        const bool damaged = index == kDamaged;
         Fresh f;
         ASSERT_TRUE(fixtures::writeFile(f.store.playlistStorePath(), bytes));
         log.clear();
         f.store.loadPlaylists();
-        ASSERT_EQ(log.lines().size(), 1) << log.lines().join('\n').toStdString();
-        EXPECT_TRUE(log.lines()[0].startsWith("Playlist file corrupted: ")) << log.lines()[0].toStdString();
-        EXPECT_EQ(readFile(f.store.backupPath()), bytes);
-        EXPECT_EQ(f.names(), QStringList{"Playlist"});
-        EXPECT_EQ(f.store.currentPlaylistIndex(), 0);
-        EXPECT_EQ(f.root()["playlists"].toArray().size(), 1) << "a good file written";
-    }
-}
-
-TEST(LTPlaylistStore, StoredSelectionIndexIsCorrectedOnlyAboveTheRange)
-{
-    struct Case { const char* json; qint64 index; bool selectsOne; };
-    for (const Case& c : {Case{R"({"selectedPlaylistIndex":5,"playlists":[{},{}]})", 0, true},
-                          Case{R"({"selectedPlaylistIndex":1,"playlists":[{},{}]})", 1, true},
-                          Case{R"({"selectedPlaylistIndex":-1,"playlists":[{},{}]})", -1, false},
-                          Case{R"({"playlists":[{},{}]})", 0, true},
-                          Case{R"({"selectedPlaylistIndex":1,"playlists":{}})", 0, true}}) {
-        Fresh f;
-        ASSERT_TRUE(fixtures::writeFile(f.store.playlistStorePath(), c.json));
-        f.store.loadPlaylists();
-        EXPECT_EQ(f.store.currentPlaylistIndex(), c.index) << c.json;
-        EXPECT_EQ(f.store.selectedPlaylist() != nullptr, c.selectsOne) << c.json;
-        EXPECT_EQ(readFile(f.store.playlistStorePath()), c.json) << "a good file is not rewritten";
-        EXPECT_FALSE(QFile::exists(f.store.backupPath()));
+        EXPECT_EQ(log.lines(), damaged ? QStringList{log.lines().value(0)} : QStringList());
+        EXPECT_EQ(log.lines().value(0).startsWith("Playlist file corrupted: "), damaged);
+        EXPECT_EQ(f.store.currentPlaylistIndex(), damaged ? 0 : index);
+        EXPECT_EQ(f.store.selectedPlaylist() != nullptr, index != -1);
+        EXPECT_EQ(QFile::exists(f.store.backupPath()), damaged);
+        EXPECT_EQ(readFile(damaged ? f.store.backupPath() : f.store.playlistStorePath()), bytes) << "a good file is not rewritten";
+        if (damaged)
+            EXPECT_EQ(f.root()["playlists"].toArray().size(), 1) << "a good file written with one playlist";
     }
 }
 
@@ -179,9 +170,8 @@ TEST(LTPlaylistStore, RemovalKeepsOnePlaylistAndClampsTheSelection)
 
 TEST(LTPlaylistStore, EquivalenceByLibraryIDPathOrURLString)
 {
-    const auto item = [](int sourceType, const char* url, const char* id) {
+    const auto item = [](const char* url, const char* id = "") {
         auto i = std::make_shared<LTPlaylistItem>();
-        i->setSourceType(sourceType);
         i->setFileURLString(QString::fromUtf8(url));
         i->setMusicPersistentID(QString::fromUtf8(id));
         return i;
@@ -191,21 +181,18 @@ TEST(LTPlaylistStore, EquivalenceByLibraryIDPathOrURLString)
         const QUrl url(i->fileURLString());
         return url.path().startsWith("/moved/") ? QUrl::fromLocalFile("/Music" + url.path().mid(6)) : QUrl();
     };
-    struct Case { LTPlaylistItemPtr existing, candidate; bool equivalent; const char* why; };
-    const Case cases[] = {
-        {item(1, "", "ABCDEF12"), item(1, "", "abcdef12"), true, "one library ID in any letter case"},
-        {item(0, "file:///moved/Song.MP3", ""), item(0, "file:///Music/a/../song.mp3", ""), false, "unresolved candidate"},
-        {item(0, "file:///Music/x/../Song.mp3", ""), item(0, "file:///moved/SONG.mp3", ""), false, "unresolved existing"},
-        {item(0, "file:///moved/x/../Song.mp3", ""), item(1, "file:///moved/SONG.mp3", "1"), true, "one resolved path in any case"},
-        {item(0, "file:///Gone/Take.wav", ""), item(0, "FILE:///gone/take.WAV", ""), true, "one URL string in any case"},
-        {item(0, "", ""), item(0, "", ""), false, "empty is never equivalent"},
-        {item(1, "", ""), item(1, "", ""), false, "empty library items neither"},
-        {item(1, "file:///a.mp3", "1"), item(1, "file:///b.mp3", "2"), false, "different tracks"},
-    };
-    for (const Case& c : cases) {
+    const std::tuple<LTPlaylistItemPtr, LTPlaylistItemPtr, bool> cases[] = {
+        {item("", "ABCDEF12"), item("", "abcdef12"), true}, // one library ID in any letter case
+        {item("file:///moved/Song.MP3"), item("file:///Music/a/../song.mp3"), false}, // the candidate unresolved
+        {item("file:///Music/x/../Song.mp3"), item("file:///moved/SONG.mp3"), false}, // the one listed unresolved
+        {item("file:///moved/x/../Song.mp3"), item("file:///moved/SONG.mp3", "1"), true}, // one resolved path in any case
+        {item("file:///Gone/Take.wav"), item("FILE:///gone/take.WAV"), true}, // one URL string in any case
+        {item(""), item(""), false}, {item("file:///a.mp3", "1"), item("file:///b.mp3", "2"), false}};
+    for (const auto& [listed, candidate, equivalent] : cases) {
         auto playlist = std::make_shared<LTPlaylist>();
-        playlist->items() = {item(0, "file:///other.mp3", "99"), c.existing};
-        EXPECT_EQ(LTPlaylistStore::playlistContainsEquivalentItem(playlist, c.candidate, resolve), c.equivalent) << c.why;
+        playlist->items() = {item("file:///other.mp3", "99"), listed};
+        EXPECT_EQ(LTPlaylistStore::playlistContainsEquivalentItem(playlist, candidate, resolve), equivalent)
+            << listed->fileURLString().toStdString() << " " << candidate->fileURLString().toStdString();
     }
-    EXPECT_FALSE(LTPlaylistStore::playlistContainsEquivalentItem(nullptr, item(0, "file:///a", ""), resolve));
+    EXPECT_FALSE(LTPlaylistStore::playlistContainsEquivalentItem(nullptr, item("file:///a"), resolve));
 }

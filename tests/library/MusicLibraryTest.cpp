@@ -31,23 +31,15 @@ protected:
     {
         s_fixtures = new QTemporaryDir;
         const QDir dir(s_fixtures->filePath("Music"));
-        dir.mkpath(".");
         const QString source = s_fixtures->filePath("source.wav");
-        ASSERT_TRUE(fixtures::writeWav(source, fixtures::stereoSines(44100, 44100)));
-        for (const Tagged& t : kTagged) {
-            dir.mkpath(QFileInfo(dir.filePath(t.file)).path());
-            ASSERT_TRUE(fixtures::ffmpegConvert(source, dir.filePath(t.file),
-                                                {"-metadata", QStringLiteral("title=%1").arg(t.title), "-metadata",
-                                                 QStringLiteral("artist=%1").arg(t.artist), "-metadata",
-                                                 QStringLiteral("album=%1").arg(t.album)}))
-                << t.file;
-        }
+        ASSERT_TRUE(fixtures::writeWav(source, fixtures::stereoSines(44100, 44100)) && dir.mkpath("Rock") && dir.mkpath("Jazz"));
+        for (const Tagged& t : kTagged)
+            ASSERT_TRUE(fixtures::ffmpegConvert(source, dir.filePath(t.file), {"-metadata", QString("title=") + t.title, "-metadata",
+                                                QString("artist=") + t.artist, "-metadata", QString("album=") + t.album})) << t.file;
         ASSERT_TRUE(QFile::copy(source, dir.filePath("Untagged Take.wav")));
-        ASSERT_TRUE(fixtures::ffmpegConvert(source, dir.filePath("Jazz/bought.m4p"),
-                                            {"-f", "mp4", "-c:a", "aac", "-metadata", "title=Bought Song"}));
+        ASSERT_TRUE(fixtures::ffmpegConvert(source, dir.filePath("Jazz/bought.m4p"), {"-f", "mp4", "-c:a", "aac", "-metadata", "title=Bought Song"}));
         // Left out: hidden files, anything in a hidden folder, and video.
-        ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath(".hidden.mp3")));
-        dir.mkpath(".cache");
+        ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath(".hidden.mp3")) && dir.mkpath(".cache"));
         ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath(".cache/one.mp3")));
         ASSERT_EQ(fixtures::runProgram("ffmpeg", {"-nostdin", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=duration=1:size=64x64:rate=10",
                                                   "-i", source, "-shortest", "-c:v", "mpeg4", "-metadata", "title=A Video", dir.filePath("clip.mp4")}), 0);
@@ -111,9 +103,14 @@ protected:
 
 } // namespace
 
-TEST_F(MusicLibraryTest, TheScanListsEachTrackWithItsTagsThePlaylistFilesAsSourcesAndTheFilterNarrowsThem)
+// One library through its life: the first scan, the filter, a rename, a deletion, the next start, files
+// changed and added while running, and a damaged index.
+TEST_F(MusicLibraryTest, TheScanListsTagsAndPlaylistFilesTheFilterNarrowsThemAndLaterScansFollowTheFiles)
 {
-    const auto browser = scannedBrowser();
+    auto browser = scannedBrowser();
+    MusicLibraryIndex* index = browser->musicLibrary();
+    const MusicLibraryScanReport first = index->lastScanReport();
+    EXPECT_EQ(std::tuple(first.filesSeen, first.tagsRead, first.added, first.playlistsRead), std::tuple(7, 7, 7, 1));
     for (const Tagged& t : kTagged) {
         const LTMusicLibraryEntryPtr e = entryTitled(*browser, t.title);
         ASSERT_TRUE(e) << t.file;
@@ -134,7 +131,6 @@ TEST_F(MusicLibraryTest, TheScanListsEachTrackWithItsTagsThePlaylistFilesAsSourc
     browser->selectMusicSourceAtIndex(2);
     EXPECT_EQ(browser->selectedMusicSourceIndex(), 0) << "an index past the playlists falls back to the library";
     EXPECT_EQ(browser->musicFilteredEntries().size(), 7);
-
     // One substring of name, artist and album together, in any letter case.
     const std::pair<const char*, QStringList> queries[] = {
         {"ALDERS", {"Opening Riff", "Second Wind"}}, {"quint night", {"Blue Hour", "Late Train"}},
@@ -151,35 +147,30 @@ TEST_F(MusicLibraryTest, TheScanListsEachTrackWithItsTagsThePlaylistFilesAsSourc
     browser->applyMusicFilterWithQuery("mara");
     browser->selectMusicSourceAtIndex(1);
     EXPECT_EQ(titles(*browser), QStringList{"Late Train"}) << "the query holds across a change of source";
-}
+    browser->applyMusicFilterWithQuery(QString());
+    browser->selectMusicSourceAtIndex(0);
+    EXPECT_EQ(scan(*index).tagsRead, 0) << "a rescan with no change";
 
-TEST_F(MusicLibraryTest, ARenamedFileKeepsItsIDAndADeletedOneResolvesToMissingLocalFileBeforeAndAfterARescan)
-{
-    const auto browser = scannedBrowser();
+    // A rename keeps the track's ID; a deleted file is missing before and after the next scan.
     const QString id = entryTitled(*browser, "Field Song")->persistentID();
     const QString untagged = entryTitled(*browser, "Untagged Take")->persistentID();
     const LTMusicLibraryEntryPtr deleted = entryTitled(*browser, "Second Wind");
     const QDir dir(music());
-    dir.mkpath("Folk");
-    ASSERT_TRUE(QFile::rename(dir.filePath("five.wav"), dir.filePath("Folk/field song (take 2).wav")));
+    ASSERT_TRUE(dir.mkpath("Folk") && QFile::rename(dir.filePath("five.wav"), dir.filePath("Folk/field song (take 2).wav")));
     ASSERT_TRUE(QFile::rename(dir.filePath("Untagged Take.wav"), dir.filePath("Take Two.wav")));
     ASSERT_TRUE(QFile::remove(deleted->mediaItem()->path));
     QString reason;
     EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(deleted->mediaItem(), &reason).isEmpty());
     EXPECT_EQ(reason, "Missing local file");
     EXPECT_EQ(LTMusicLibraryBrowser::availabilityReasonForMediaItem(deleted->mediaItem()), "") << "the cheap check reads no disk";
-
-    const MusicLibraryScanReport report = scan(*browser->musicLibrary());
+    const MusicLibraryScanReport report = scan(*index);
     EXPECT_EQ(std::tuple(report.renamed, report.added, report.tagsRead, report.vanished), std::tuple(2, 0, 2, 1));
     browser->reloadMusicLibrary();
-    const LTMusicLibraryEntryPtr moved = entryTitled(*browser, "Field Song");
-    ASSERT_TRUE(moved);
-    EXPECT_EQ(moved->persistentID(), id);
-    EXPECT_TRUE(moved->mediaItem()->path.endsWith("Folk/field song (take 2).wav"));
-    ASSERT_TRUE(entryTitled(*browser, "Take Two")) << "an untagged file shows its new name";
+    ASSERT_TRUE(entryTitled(*browser, "Field Song") && entryTitled(*browser, "Take Two")) << "an untagged file shows its new name";
+    EXPECT_EQ(entryTitled(*browser, "Field Song")->persistentID(), id);
+    EXPECT_TRUE(entryTitled(*browser, "Field Song")->mediaItem()->path.endsWith("Folk/field song (take 2).wav"));
     EXPECT_EQ(entryTitled(*browser, "Take Two")->persistentID(), untagged);
     EXPECT_NE(id, untagged);
-
     EXPECT_FALSE(entryTitled(*browser, "Second Wind")) << "no longer listed";
     const MusicLibraryTrackPtr known = browser->mediaItemForPersistentID(deleted->persistentID());
     ASSERT_TRUE(known) << "its ID still answers";
@@ -188,22 +179,59 @@ TEST_F(MusicLibraryTest, ARenamedFileKeepsItsIDAndADeletedOneResolvesToMissingLo
     EXPECT_EQ(reason, "Missing local file");
     LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(browser->mediaItemForPersistentID("12345"), &reason);
     EXPECT_EQ(reason, "Missing media item");
-}
 
-TEST_F(MusicLibraryTest, FilesAddedOrRemovedWhileRunningShowWithoutACommand)
-{
-    auto index = makeIndex();
-    scan(*index);
+    // The next start of the program reads no tags and keeps each ID and the stored playlist.
+    const auto ids = [&] {
+        QStringList out;
+        for (const MusicLibraryTrackPtr& t : index->allMediaItems())
+            out << t->persistentIDString();
+        return out;
+    };
+    const QStringList before = ids();
+    browser.reset();
+    browser = scannedBrowser();
+    index = browser->musicLibrary();
+    EXPECT_EQ(std::tuple(index->lastScanReport().tagsRead, index->lastScanReport().playlistsRead), std::tuple(0, 0));
+    EXPECT_EQ(ids(), before);
+    ASSERT_EQ(index->allPlaylists().size(), 1);
+    EXPECT_EQ(index->allPlaylists()[0]->name, "Practice");
+    EXPECT_EQ(index->allPlaylists()[0]->items.size(), 2) << "the stored playlist still names its tracks";
+
+    // One file grows; another is retagged in place to a title of the same length, which only its
+    // modification time tells.
+    QFile grown(dir.filePath("Take Two.wav"));
+    ASSERT_TRUE(grown.open(QIODevice::Append) && grown.write(QByteArray(4, '\0')) == 4);
+    grown.close();
+    const QString field = dir.filePath("Folk/field song (take 2).wav");
+    ASSERT_TRUE(fixtures::writeFile(field, fixtures::readFile(field).replace("Field Song", "Field Sang")));
+    QFile retagged(field);
+    ASSERT_TRUE(retagged.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(retagged.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime));
+    retagged.close();
+    EXPECT_EQ(std::tuple(scan(*index).tagsRead, index->lastScanReport().added), std::tuple(2, 0)) << "a changed file keeps its ID";
+    browser->reloadMusicLibrary();
+    EXPECT_TRUE(entryTitled(*browser, "Field Sang"));
+
+    // Files added or removed while running show without a command.
     const auto has = [&](const QString& relative) {
         const auto items = index->allMediaItems();
-        return std::any_of(items.begin(), items.end(), [&](const MusicLibraryTrackPtr& t) { return t->path == QDir(music()).filePath(relative); });
+        return std::any_of(items.begin(), items.end(), [&](const MusicLibraryTrackPtr& t) { return t->path == dir.filePath(relative); });
     };
-    ASSERT_TRUE(has("Rock/one.mp3"));
-    QSignalSpy changed(index.get(), &MusicLibraryIndex::libraryChanged);
-    ASSERT_TRUE(QFile::copy(QDir(music()).filePath("Rock/one.mp3"), QDir(music()).filePath("Rock/encore.mp3"))); // into a subfolder
+    QSignalSpy changed(index, &MusicLibraryIndex::libraryChanged);
+    ASSERT_TRUE(QFile::copy(dir.filePath("Rock/one.mp3"), dir.filePath("Rock/encore.mp3"))); // into a subfolder
     EXPECT_TRUE(changed.wait(10000) && has("Rock/encore.mp3"));
-    ASSERT_TRUE(QFile::remove(QDir(music()).filePath("Rock/one.mp3")));
+    ASSERT_TRUE(QFile::remove(dir.filePath("Rock/one.mp3")));
     EXPECT_TRUE(changed.wait(10000) && !has("Rock/one.mp3"));
+
+    browser.reset();
+    QDir data(QFileInfo(database()).path());
+    ASSERT_TRUE(data.removeRecursively() && data.mkpath(".") && fixtures::writeFile(database(), QByteArray(8192, '\x5a')));
+    LogCapture log;
+    auto rebuilt = makeIndex();
+    EXPECT_EQ(scan(*rebuilt).filesSeen, 6);
+    EXPECT_TRUE(log.anyStartsWith("Music library index unreadable, rebuilding it: ")) << log.lines().join('\n').toStdString();
+    EXPECT_EQ(rebuilt->allMediaItems().size(), 6);
+    EXPECT_EQ(scan(*rebuilt).tagsRead, 0) << "the rebuilt index is in use";
 }
 
 TEST_F(MusicLibraryTest, AMissingMusicFolderLogsAndGivesAnEmptyLibrary)
@@ -213,52 +241,4 @@ TEST_F(MusicLibraryTest, AMissingMusicFolderLogsAndGivesAnEmptyLibrary)
     EXPECT_TRUE(log.anyStartsWith("Music library unavailable: the folder ")) << log.lines().join('\n').toStdString();
     EXPECT_TRUE(browser->musicFilteredEntries().isEmpty());
     EXPECT_EQ(browser->librarySourceTitles(), QStringList{"Library"});
-}
-
-TEST_F(MusicLibraryTest, ALaterScanReadsTheTagsOfChangedFilesOnlyAndADamagedIndexIsRebuilt)
-{
-    const auto ids = [](const MusicLibraryIndex& index) {
-        QStringList out;
-        for (const MusicLibraryTrackPtr& t : index.allMediaItems())
-            out << t->persistentIDString();
-        return out;
-    };
-    auto index = makeIndex();
-    const MusicLibraryScanReport first = scan(*index);
-    EXPECT_EQ(std::tuple(first.filesSeen, first.tagsRead, first.added, first.playlistsRead), std::tuple(7, 7, 7, 1));
-    EXPECT_EQ(scan(*index).tagsRead, 0) << "a rescan with no change";
-    const QStringList before = ids(*index);
-    index.reset();
-    index = makeIndex(); // as at the next start of the program
-    EXPECT_EQ(std::tuple(scan(*index).tagsRead, index->lastScanReport().playlistsRead), std::tuple(0, 0));
-    EXPECT_EQ(ids(*index), before);
-    ASSERT_EQ(index->allPlaylists().size(), 1);
-    EXPECT_EQ(index->allPlaylists()[0]->name, "Practice");
-    EXPECT_EQ(index->allPlaylists()[0]->items.size(), 2) << "the stored playlist still names its tracks";
-
-    // One file grows; another is retagged in place to a title of the same length, which only
-    // its modification time tells.
-    QFile touched(QDir(music()).filePath("Untagged Take.wav"));
-    ASSERT_TRUE(touched.open(QIODevice::Append) && touched.write(QByteArray(4, '\0')) == 4);
-    touched.close();
-    const QString five = QDir(music()).filePath("five.wav");
-    ASSERT_TRUE(fixtures::writeFile(five, fixtures::readFile(five).replace("Field Song", "Field Sang")));
-    QFile retagged(five);
-    ASSERT_TRUE(retagged.open(QIODevice::ReadWrite));
-    ASSERT_TRUE(retagged.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime));
-    retagged.close();
-    EXPECT_EQ(std::tuple(scan(*index).tagsRead, index->lastScanReport().added), std::tuple(2, 0)) << "a changed file keeps its ID";
-    const auto items = index->allMediaItems();
-    EXPECT_TRUE(std::any_of(items.begin(), items.end(), [](const MusicLibraryTrackPtr& t) { return t->title == "Field Sang"; }));
-
-    index.reset();
-    QDir data(QFileInfo(database()).path());
-    ASSERT_TRUE(data.removeRecursively() && data.mkpath("."));
-    ASSERT_TRUE(fixtures::writeFile(database(), QByteArray(8192, '\x5a')));
-    LogCapture log;
-    index = makeIndex();
-    EXPECT_EQ(scan(*index).filesSeen, 7);
-    EXPECT_TRUE(log.anyStartsWith("Music library index unreadable, rebuilding it: ")) << log.lines().join('\n').toStdString();
-    EXPECT_EQ(index->allMediaItems().size(), 7);
-    EXPECT_EQ(scan(*index).tagsRead, 0) << "the rebuilt index is in use";
 }
