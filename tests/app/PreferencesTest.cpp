@@ -5,42 +5,32 @@
 #include "preferences/ColorTheme.h"
 
 #include <QCheckBox>
-#include <QListWidget>
 #include <QToolBar>
 
 #include <SDL.h>
 
-namespace {
+using PreferencesTest = WindowFixture;
 
-struct PreferencesTest : WindowFixture {
-    QColor waveColour() const { return vc->waveViewContainer()->waveView()->fillColor(); }
-};
-
-} // namespace
-
-// The theme, the loop setting, the speed range and a library folder act at once and last.
-TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStart)
+// The theme, the loop setting, the speed range and a library folder act at once and last; the
+// Info pane tells what Lento runs on.
+TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStartAndInfoNamesTheLibraries)
 {
+    const auto waveColour = [&] { return vc->waveViewContainer()->waveView()->fillColor(); };
     EXPECT_EQ(waveColour(), ColorTheme::waveColorForTheme(1)) << "a first start has theme 1";
-    defaults->setObject(7, QStringLiteral("Theme"));
-    vc->setColorTheme();
-    EXPECT_EQ(waveColour(), ColorTheme::waveColorForTheme(7));
-    EXPECT_EQ(vc->waveViewContainer()->overView()->fillColor(), waveColour()) << "the strip too";
     ASSERT_TRUE(load(makeTrack("scales.wav", 4.0)));
     PreferencesController* prefs = openPreferences();
     prefs->themeControl()->setCurrentIndex(3);
     emit prefs->themeControl()->activated(3);
     const QColor chosen = ColorTheme::colorTheme(*defaults).wave;
-    EXPECT_NE(chosen, ColorTheme::waveColorForTheme(7));
+    EXPECT_NE(chosen, ColorTheme::waveColorForTheme(1));
     EXPECT_EQ(waveColour(), chosen);
+    EXPECT_EQ(vc->waveViewContainer()->overView()->fillColor(), chosen) << "the strip too";
 
     QTest::mouseClick(vc->playButton(), Qt::LeftButton);
     ASSERT_TRUE(vc->player()->isPlaying());
     prefs->loopControl()->setChecked(false);
     EXPECT_TRUE(vc->player()->isPlaying()) << "without a selection playback is left alone";
-    vc->waveViewContainer()->selectionView()->setLoopWith({0.25, 0.5});
-    vc->waveViewContainer()->setLoop(true);
-    vc->waveViewContainer()->selectionChanged();
+    vc->waveViewContainer()->selectRange({0.25, 0.5});
     EXPECT_FALSE(vc->player()->loop()) << "the setting is off";
     prefs->loopControl()->setChecked(true);
     EXPECT_TRUE(vc->player()->loop()) << "on again, the selection loops at once";
@@ -50,40 +40,19 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStart)
     EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
     makeTrack("elsewhere/Blue in Green.wav");
     prefs->addMusicFolder(dir.filePath("elsewhere"));
-    EXPECT_EQ(prefs->folderList()->count(), 1);
     const auto listed = [&] {
         const auto& entries = vc->libraryPlaylistManager()->musicFilteredEntries();
         return std::any_of(entries.begin(), entries.end(), [](const auto& e) { return e->displayName().contains("Blue in Green"); });
     };
     EXPECT_TRUE(waitFor(listed)) << "the folder is scanned";
 
-    start();
-    EXPECT_EQ(waveColour(), chosen);
-    EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
-    EXPECT_EQ(vc->speedSlider()->maxValue(), 1.4);
-    EXPECT_TRUE(waitFor(listed)) << "the folder is read again at the next start";
-}
-
-TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
-{
-    PreferencesController* prefs = openPreferences();
-    EXPECT_EQ(prefs->windowTitle(), "Preferences");
-    const QPoint corner = prefs->geometry().topLeft();
-    const QList<QAction*> items = prefs->findChild<QToolBar*>()->actions();
-    for (const char* pane : {"Info", "Info", "Preferences"}) {
-        SCOPED_TRACE(pane);
-        const auto item = std::find_if(items.begin(), items.end(), [&](QAction* a) { return a->text() == pane; });
-        ASSERT_NE(item, items.end());
-        (*item)->trigger();
-        waitFor([&] { return prefs->shownView() != nullptr; }, 3000);
-        QTest::qWait(PWPrefsWindowController::kFadeMs + 100);
-        const QList<QWidget*> views = prefs->contentSubview()->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
-        EXPECT_EQ(std::count_if(views.begin(), views.end(), [](QWidget* v) { return !v->isHidden(); }), 1) << "one pane at a time";
-        EXPECT_EQ(prefs->windowTitle(), pane);
-        EXPECT_EQ(prefs->geometry().topLeft(), corner) << "the window keeps its top-left corner";
-        EXPECT_TRUE(prefs->grab().save(QStringLiteral(LENTO_ARTIFACTS_DIR "/preferences-%1.png").arg(QString(pane).toLower())));
-    }
     // Info names the libraries Lento runs on with their versions, as the running program reports them.
+    for (QAction* item : prefs->findChild<QToolBar*>()->actions())
+        if (item->text() == "Info")
+            item->trigger();
+    QTest::qWait(PWPrefsWindowController::kFadeMs + 100);
+    EXPECT_EQ(prefs->windowTitle(), "Info");
+    EXPECT_TRUE(prefs->grab().save(LENTO_ARTIFACTS_DIR "/preferences-info.png"));
     SDL_version sdl;
     SDL_GetVersion(&sdl);
     const QList<QLabel*> labels = prefs->findChildren<QLabel*>();
@@ -93,4 +62,10 @@ TEST_F(PreferencesTest, PanesSwitchFromTheToolbarOneAtATimeAndNameTheWindow)
     }));
     QTest::keyClick(prefs, Qt::Key_W, Qt::ControlModifier);
     EXPECT_FALSE(prefs->isVisible()) << "Ctrl+W closes it";
+
+    start();
+    EXPECT_EQ(waveColour(), chosen);
+    EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
+    EXPECT_EQ(vc->speedSlider()->maxValue(), 1.4);
+    EXPECT_TRUE(waitFor(listed)) << "the folder is read again at the next start";
 }
