@@ -21,15 +21,13 @@ struct NoSoundDeviceTest : WindowFixture {
 TEST_F(NoSoundDeviceTest, TheTrackOpensAndPlaySaysThereIsNoSoundUntilADeviceAppears)
 {
     ASSERT_TRUE(load(makeTrack("quiet room.wav", 3.0)));
-    EXPECT_EQ(window->windowTitle(), "quiet room.wav");
     EXPECT_EQ(vc->durationLabel()->text(), "00:03");
     QLabel* status = vc->outputStatusLabel();
     EXPECT_FALSE(status->isVisible()) << "nothing to say before Play";
 
     QTest::mouseClick(vc->playButton(), Qt::LeftButton);
     settle();
-    EXPECT_TRUE(status->isVisible());
-    EXPECT_EQ(accessible(status), "No sound output");
+    EXPECT_TRUE(status->isVisible() && accessible(status) == "No sound output");
     EXPECT_FALSE(accessible(status, QAccessible::Description).isEmpty()) << "and what to do about it";
     EXPECT_EQ(accessible(vc->playButton()), "Play") << "nothing plays";
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr) << "no alert in the way";
