@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/AppDelegate.h"
+#include "app/PracticePanel.h"
 #include "app/ViewController.h"
 #include "audio/VirtualOutput.h"
 #include "common/Testing.h"
@@ -24,7 +25,9 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QStandardPaths>
 
 // The real window and controller over a defaults file of their own and an engine that renders
@@ -80,9 +83,13 @@ struct WindowFixture : ::testing::Test {
     // A stereo track at `name` (folders made as needed) in the test's folder.
     QString makeTrack(const QString& name, double seconds = 3.0)
     {
+        return writeTrack(name, fixtures::stereoSines(44100, int64_t(seconds * 44100), 440.0, 0.25f));
+    }
+    QString writeTrack(const QString& name, const fixtures::Signal& signal)
+    {
         const QString path = dir.filePath(name);
         QDir().mkpath(QFileInfo(path).absolutePath());
-        EXPECT_TRUE(fixtures::writeWav(path, fixtures::stereoSines(44100, int64_t(seconds * 44100), 440.0, 0.25f)));
+        EXPECT_TRUE(fixtures::writeWav(path, signal));
         return path;
     }
 
@@ -128,18 +135,14 @@ struct WindowFixture : ::testing::Test {
         QTest::keyClick(name, key);
     }
 
-    // What a menu item reads on screen, mnemonic markers resolved.
-    static QString shownText(QAction* item) { return item->iconText(); }
-
     static QString accessible(QWidget* widget, QAccessible::Text text = QAccessible::Name) { return QAccessible::queryAccessibleInterface(widget)->text(text); }
 
-    // The item of a menu, or of the menu bar, that reads `text`.
+    // The item of a menu, or of the menu bar, that reads `text` on screen (mnemonics resolved).
     static QAction* itemShowing(QWidget* menu, const QString& text)
     {
-        for (QAction* item : menu->actions())
-            if (shownText(item) == text)
-                return item;
-        return nullptr;
+        const QList<QAction*> items = menu->actions();
+        const auto found = std::find_if(items.begin(), items.end(), [&](QAction* item) { return item->iconText() == text; });
+        return found == items.end() ? nullptr : *found;
     }
 
     // Edit ▸ Preferences…, as a user opens the window.
@@ -152,11 +155,7 @@ struct WindowFixture : ::testing::Test {
         return prefs;
     }
 
-    QMenu* menuNamed(const QString& title) const
-    {
-        QAction* top = itemShowing(window->menuBar(), title);
-        return top ? top->menu() : nullptr;
-    }
+    QMenu* menuNamed(const QString& title) const { return itemShowing(window->menuBar(), title)->menu(); }
 
     // Until `done` or a bound that a sanitized build stretches.
     template <typename Predicate>
