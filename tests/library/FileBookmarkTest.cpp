@@ -40,7 +40,7 @@ protected:
 
 } // namespace
 
-TEST_F(FileBookmarkTest, AnUnmovedFileResolvesToItselfAndADeletedFileOrDataThatIsNotABookmarkGiveAnError)
+TEST_F(FileBookmarkTest, AFileIsFoundWhereItIsOrNearbyOnceMovedAndADeletedFileOrDataThatIsNotABookmarkGiveAnError)
 {
     const QByteArray data = bookmarkNewFile("Music/song one.wav");
     ASSERT_FALSE(data.isEmpty());
@@ -67,23 +67,21 @@ TEST_F(FileBookmarkTest, AnUnmovedFileResolvesToItselfAndADeletedFileOrDataThatI
 
     ASSERT_TRUE(QFile::remove(path("Music/song one.wav")));
     EXPECT_EQ(resolve(data), " fresh file not found: " + path("Music/song one.wav"));
-}
 
-TEST_F(FileBookmarkTest, ARenamedMovedOrReplacedFileIsFoundNearbyAndIsStale)
-{
-    const QByteArray data = bookmarkNewFile("Music/Artist/Album/song.wav");
+    // Renamed, moved or replaced, a file is found nearby and the bookmark is stale.
+    const QByteArray moved = bookmarkNewFile("Music/Artist/Album/song.wav");
     bookmarkNewFile("Music/Artist/Album/other.wav", "another file of the same folder");
     move("Music/Artist/Album/song.wav", "Music/Artist/Album/01 song.wav");
-    EXPECT_EQ(resolve(data), found("Music/Artist/Album/01 song.wav", true));
+    EXPECT_EQ(resolve(moved), found("Music/Artist/Album/01 song.wav", true));
     move("Music/Artist/Album/01 song.wav", "Music/Artist/song.wav"); // to the parent folder
-    EXPECT_EQ(resolve(data), found("Music/Artist/song.wav", true));
+    EXPECT_EQ(resolve(moved), found("Music/Artist/song.wav", true));
     move("Music/Artist/song.wav", "Music/Artist/Album/song.wav");
     move("Music/Artist/Album", "Music/Artist/Album (2019)"); // back home, and then its folder renamed
-    EXPECT_EQ(resolve(data), found("Music/Artist/Album (2019)/song.wav", true));
+    EXPECT_EQ(resolve(moved), found("Music/Artist/Album (2019)/song.wav", true));
     // Thrown into a hidden folder, a trash or a settings folder, it counts as gone.
     QDir().mkpath(path("Music/Artist/.Trash"));
     move("Music/Artist/Album (2019)/song.wav", "Music/Artist/.Trash/song.wav");
-    EXPECT_EQ(resolve(data), " fresh file not found: " + path("Music/Artist/Album/song.wav"));
+    EXPECT_EQ(resolve(moved), " fresh file not found: " + path("Music/Artist/Album/song.wav"));
 
     // An editor's save: a new file written beside it, then renamed over it.
     const QByteArray saved = bookmarkNewFile("Music/saved.wav", "first version");

@@ -5,7 +5,7 @@
 
 namespace {
 
-// A library of three short WAVs (one sold as .m4p) and a playlist store, in a fresh folder.
+// A library of two short WAVs and a playlist store, in a fresh folder.
 class LTMusicLibraryPlaylistManagerTest : public ::testing::Test {
 protected:
     // Also run afresh for each row of a table.
@@ -14,7 +14,7 @@ protected:
         m_manager.reset();
         m_dir = std::make_unique<QTemporaryDir>();
         QDir(m_dir->path()).mkpath("Music");
-        for (const char* name : {"kept.wav", "moved.wav", "bought.m4p"})
+        for (const char* name : {"kept.wav", "moved.wav"})
             ASSERT_TRUE(fixtures::writeWav(music(name), fixtures::stereoSines(8000, 800 + int(std::strlen(name)))));
         m_manager = std::make_unique<LTMusicLibraryPlaylistManager>(
             m_dir->filePath("data"), std::make_unique<MusicLibraryIndex>(QStringList{music("")}, m_dir->filePath("index.sqlite")));
@@ -50,16 +50,11 @@ protected:
 
 TEST_F(LTMusicLibraryPlaylistManagerTest, ItemsResolveByBookmarkThenURLThenLibraryAndHealOnTheWay)
 {
-    struct Case {
-        const char* what;
-        std::function<LTPlaylistItemPtr()> make;
-        std::function<void()> change; // what happens to the files after the item was made
-        bool wantBookmark;
-        QString resolvedName; // in the Music folder; empty: not resolved
-        bool unavailable;
-        QString reason;
-        bool healed; // the URL string (if it was a library track's) and the bookmark renewed
-    };
+    // The item, what then happens to the files, whether a bookmark is wanted, what it resolves to in
+    // the Music folder (empty: nothing), how it is marked, and whether its bookmark (and a library
+    // track's URL) is renewed.
+    struct Case { const char* what; std::function<LTPlaylistItemPtr()> make; std::function<void()> change; bool wantBookmark;
+                  QString resolvedName; bool unavailable; QString reason; bool healed; };
     const auto fileItem = [this] { return LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(music("moved.wav"))); };
     // A library item that also stores a URL: `name` in the Music folder, or `url` as it is.
     const auto libraryAt = [this](const char* title, const QString& name, const char* url = "") {
@@ -77,7 +72,6 @@ TEST_F(LTMusicLibraryPlaylistManagerTest, ItemsResolveByBookmarkThenURLThenLibra
         {"a library track the library no longer knows",
          [&] { auto i = libraryAt("kept", "", "file:///old/place/kept.wav"); i->setMusicPersistentID("77"); return i; },
          [] {}, true, "", true, "Missing media item", false},
-        {"a protected library track", [&] { return libraryItem("bought"); }, [] {}, true, "", true, "DRM protected", false},
         {"a library track moved and rescanned heals its URL and bookmark",
          [&] { auto i = libraryAt("moved", "moved.wav"); i->setUnavailable(true); return i; },
          [&] { // copied, so no bookmark of the old file could follow it
@@ -86,8 +80,6 @@ TEST_F(LTMusicLibraryPlaylistManagerTest, ItemsResolveByBookmarkThenURLThenLibra
              rescan();
          },
          true, "renamed.wav", false, "", true},
-        {"a library track whose file was deleted", [&] { return libraryAt("moved", "moved.wav"); }, remove, true, "", true,
-         "Missing local file", false},
         {"a kept file resolves by its stored URL alone",
          [&] { auto i = libraryAt("kept", "kept.wav"); i->setBookmarkData(QByteArray("not a bookmark")); return i; },
          [] {}, true, "kept.wav", false, "", false},

@@ -19,17 +19,6 @@ struct Fresh {
             out << p->name();
         return out;
     }
-    // Playlists named "P0".."Pn-1".
-    Fresh& named(int count)
-    {
-        store.allPlaylists().first()->setName(QStringLiteral("P0"));
-        for (int i = 1; i < count; ++i) {
-            auto p = std::make_shared<LTPlaylist>();
-            p->setName(QStringLiteral("P%1").arg(i));
-            store.addPlaylist(p);
-        }
-        return *this;
-    }
 };
 
 struct LTPlaylistStoreTest : ::testing::Test, Fresh {
@@ -143,29 +132,25 @@ TEST_F(LTPlaylistStoreTest, ADamagedFileIsKeptInTheBackupWhileAGoodOneIsReadAsIt
     }
 }
 
-TEST(LTPlaylistStore, RemovalKeepsOnePlaylistAndClampsTheSelection)
+TEST(LTPlaylistStore, RemovalKeepsOnePlaylistAndClampsTheSelectionAndAnIndexOutsideTheListIsIgnored)
 {
-    struct Case { int count; qint64 selected, remove; QStringList after; QString selectedName; };
-    const Case cases[] = {
-        {1, 0, 0, {"P0"}, "P0"},
-        {3, 2, 2, {"P0", "P1"}, "P1"},
-        {3, 1, 0, {"P1", "P2"}, "P2"}, // the same number now selects the next one
-        {3, 0, 2, {"P0", "P1"}, "P0"},
-        {3, 1, -1, {"P0", "P1", "P2"}, "P1"},
-        {3, 1, 3, {"P0", "P1", "P2"}, "P1"},
-    };
-    for (const Case& c : cases) {
+    // Of playlists P0, P1, P2 (or P0 alone) with one selected, one removed: those left and the one selected.
+    const std::tuple<int, qint64, qint64, QString, QString> cases[] = {
+        {1, 0, 0, "P0", "P0"}, {3, 2, 2, "P0 P1", "P1"}, {3, 1, 0, "P1 P2", "P2"} /* the same number selects the next */,
+        {3, 0, 2, "P0 P1", "P0"}, {3, 1, -1, "P0 P1 P2", "P1"}, {3, 1, 3, "P0 P1 P2", "P1"}};
+    for (const auto& [count, selected, remove, after, selectedName] : cases) {
+        SCOPED_TRACE(testing::Message() << count << " remove " << remove);
         Fresh f;
-        f.named(c.count).store.selectPlaylistAtIndex(c.selected);
-        f.store.removePlaylistAtIndex(c.remove);
-        EXPECT_EQ(f.names(), c.after) << c.count << " remove " << c.remove;
-        EXPECT_EQ(f.store.selectedPlaylist()->name(), c.selectedName) << c.count << " remove " << c.remove;
+        f.store.allPlaylists().first()->setName("P0");
+        for (int i = 1; i < count; ++i)
+            f.store.addPlaylist(std::make_shared<LTPlaylist>()), f.store.allPlaylists().last()->setName(QString("P%1").arg(i));
+        f.store.selectPlaylistAtIndex(selected);
+        f.store.removePlaylistAtIndex(remove);
+        for (qint64 outside : {qint64(-1), qint64(f.store.allPlaylists().size()), LTPlaylistStore::NSNotFound})
+            f.store.selectPlaylistAtIndex(outside);
+        EXPECT_EQ(f.names().join(' '), after);
+        EXPECT_EQ(f.store.selectedPlaylist()->name(), selectedName);
     }
-    Fresh f;
-    f.named(2).store.selectPlaylistAtIndex(1);
-    for (qint64 outside : {-1LL, 2LL, LTPlaylistStore::NSNotFound})
-        f.store.selectPlaylistAtIndex(outside);
-    EXPECT_EQ(f.store.currentPlaylistIndex(), 1) << "an index outside the list is ignored";
 }
 
 TEST(LTPlaylistStore, EquivalenceByLibraryIDPathOrURLString)

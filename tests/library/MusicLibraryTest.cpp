@@ -9,12 +9,7 @@
 
 namespace {
 
-struct Tagged {
-    const char* file;
-    const char* title;
-    const char* artist;
-    const char* album;
-};
+struct Tagged { const char *file, *title, *artist, *album; };
 
 // One second of tagged audio in each format the library reads, made once for all tests.
 const Tagged kTagged[] = {
@@ -162,7 +157,6 @@ TEST_F(MusicLibraryTest, TheScanListsTagsAndPlaylistFilesTheFilterNarrowsThemAnd
     QString reason;
     EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(deleted->mediaItem(), &reason).isEmpty());
     EXPECT_EQ(reason, "Missing local file");
-    EXPECT_EQ(LTMusicLibraryBrowser::availabilityReasonForMediaItem(deleted->mediaItem()), "") << "the cheap check reads no disk";
     const MusicLibraryScanReport report = scan(*index);
     EXPECT_EQ(std::tuple(report.renamed, report.added, report.tagsRead, report.vanished), std::tuple(2, 0, 2, 1));
     browser->reloadMusicLibrary();
@@ -170,15 +164,12 @@ TEST_F(MusicLibraryTest, TheScanListsTagsAndPlaylistFilesTheFilterNarrowsThemAnd
     EXPECT_EQ(entryTitled(*browser, "Field Song")->persistentID(), id);
     EXPECT_TRUE(entryTitled(*browser, "Field Song")->mediaItem()->path.endsWith("Folk/field song (take 2).wav"));
     EXPECT_EQ(entryTitled(*browser, "Take Two")->persistentID(), untagged);
-    EXPECT_NE(id, untagged);
     EXPECT_FALSE(entryTitled(*browser, "Second Wind")) << "no longer listed";
     const MusicLibraryTrackPtr known = browser->mediaItemForPersistentID(deleted->persistentID());
     ASSERT_TRUE(known) << "its ID still answers";
     reason.clear();
     EXPECT_TRUE(LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(known, &reason).isEmpty());
     EXPECT_EQ(reason, "Missing local file");
-    LTMusicLibraryBrowser::resolveFileURLForMusicMediaItem(browser->mediaItemForPersistentID("12345"), &reason);
-    EXPECT_EQ(reason, "Missing media item");
 
     // The next start of the program reads no tags and keeps each ID and the stored playlist.
     const auto ids = [&] {
