@@ -21,7 +21,7 @@ static std::vector<float> runMaxima(const std::vector<float>& values, size_t run
     return out;
 }
 
-TEST(WaveformData, BinsHoldTheSquaredLargestSampleOfEachRunOfFramesAndMaxYFollowsTheLeft)
+TEST(WaveformData, BinsHoldTheSquaredLargestSampleOfEachRunAndPointsTheLargestBinOfEachGroupWhileCallsWithoutDataChangeNothing)
 {
     // Mono serves as both channels; of three, the first two count.
     for (auto [frames, binSize, channelCount] : {std::tuple<int64_t, int32_t, int>{1, 1, 2}, {72001, 2, 2}, {31, 32, 1}, {160, 32, 3}, {161, 32, 2}, {49147, 16384, 2}}) {
@@ -39,10 +39,8 @@ TEST(WaveformData, BinsHoldTheSquaredLargestSampleOfEachRunOfFramesAndMaxYFollow
     }
     for (auto [frames, size] : {std::pair<int64_t, int32_t>{0, 1}, {72000, 1}, {72001, 2}, {144001, 4}, {635040000, 16384}})
         EXPECT_EQ(WaveformData::binSizeForFrameCount(frames), size) << frames;
-}
 
-TEST(WaveformData, PointsHoldTheLargestBinOfEachGroupAndCallsWithoutDataChangeNothing)
-{
+    // Points hold the largest bin of each group; calls without data change nothing.
     const std::vector<float> left = wobble(1000, 11), right = wobble(1000, 12);
     const float* channels[] = {left.data(), right.data()}, *halfMissing[] = {left.data(), nullptr};
     // A point's x is its index; -1 stands for a misplaced one.
