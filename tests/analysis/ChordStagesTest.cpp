@@ -126,20 +126,12 @@ TEST(ChordPostProcessing, TheWholeFileFallbackNeedsATriadShareOf045AndKeepsTheFi
 TEST(ChordFrameAnalyzer, AFrameNeedsATriadShareOf038AndAMarginOf0015OverTheRunnerUp)
 {
     // C, D#, E, G equal: C major and C minor tie exactly; the first tried stays, with a margin of zero.
-    ChordChroma tie{};
-    tie[0] = tie[3] = tie[4] = tie[7] = 0.25f;
-    const ChordTemplateMatch t = matchChordTemplates(tie);
+    const ChordTemplateMatch t = matchChordTemplates(chroma({{0, 0.25f}, {3, 0.25f}, {4, 0.25f}, {7, 0.25f}}));
     EXPECT_EQ(std::tuple(t.bestIndex, t.secondScore, decideChord(t).label), std::tuple(0, t.bestScore, -1));
     // C major scores high first; A minor, tried much later, beats it and leaves it second.
-    ChordChroma chroma{};
-    chroma[0] = chroma[4] = chroma[9] = 0.3f;
-    chroma[7] = 0.1f;
-    const ChordTemplateMatch m = matchChordTemplates(chroma);
+    const ChordTemplateMatch m = matchChordTemplates(chroma({{0, 0.3f}, {4, 0.3f}, {9, 0.3f}, {7, 0.1f}}));
     EXPECT_EQ(std::tuple(m.bestIndex, m.bestScore, m.secondScore), std::tuple(21, m.scores[21], m.scores[0]));
     EXPECT_FLOAT_EQ(m.bestShare, 0.9f);
-    // The template's weights: the triad, its added tones, and what lies outside.
-    EXPECT_FLOAT_EQ(m.scores[0], 0.7f + 0.22f * 0.3f - 0.32f * 0.3f);
-    EXPECT_FLOAT_EQ(m.scores[21], 0.9f + 0.20f * 0.1f - 0.32f * 0.1f);
 
     const float share = 0.38f, margin = 0.015f;
     struct Case { int index; float share, best, second; int label; float confidence; };

@@ -21,9 +21,10 @@ std::unique_ptr<NoteAnalysisCache> loaded(const QString& path)
 
 } // namespace
 
-TEST(NoteAnalysisCacheTest, TheKeyIsPathSizeAndTheModificationSecondRoundedWithTheVersion)
+TEST(NoteAnalysisCacheTest, TheKeyIsPathSizeAndSecondSegmentsSurviveASaveAnUnusableFileLeavesWhatIsHeldAndASaveKeepsAtMost160)
 {
     QTemporaryDir dir;
+    // The key: path, size and the modification second rounded, with the version.
     const QString file = dir.filePath("take 1.wav");
     ASSERT_TRUE(fixtures::writeFile(file, QByteArray(1000, 'x')));
     for (const auto& [nanoseconds, ending] : {std::pair{400000000L, "|1000|1700000000|v6"}, {600000000L, "|1000|1700000001|v6"}}) {
@@ -33,11 +34,7 @@ TEST(NoteAnalysisCacheTest, TheKeyIsPathSizeAndTheModificationSecondRoundedWithT
     }
     EXPECT_TRUE(NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(dir.filePath("gone.wav"))).isEmpty());
     EXPECT_TRUE(NoteAnalysisCache::cacheKeyForURL(QUrl("https://example.org/a.wav")).isEmpty());
-}
 
-TEST(NoteAnalysisCacheTest, SegmentsSurviveASaveAnUnusableFileLeavesWhatIsHeldAndASaveKeepsAtMost160)
-{
-    QTemporaryDir dir;
     const QString path = dir.filePath("note-analysis-cache.json");
     NoteAnalysisCache cache(path);
     cache.setSegmentsForKey("a", segments("Am"));
