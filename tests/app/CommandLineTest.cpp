@@ -7,15 +7,13 @@ namespace {
 
 double amplitude(const fixtures::Signal& s, int c)
 {
-    const auto side = s.channel(c);
-    return measure::sineAmplitude(side, 0, side.size());
+    return measure::sineAmplitude(s.channel(c), 0, s.frames());
 }
 
 struct CommandLineTest : ::testing::Test {
     QTemporaryDir dir;
     // Left 440 Hz, right 660 Hz at 0.5, 6 s at 22,050 Hz.
     const QString input = dir.filePath("in.wav");
-
     void SetUp() override { ASSERT_TRUE(fixtures::writeWav(input, fixtures::stereoSines(22050, 6 * 22050))); }
 };
 
@@ -36,15 +34,12 @@ TEST_F(CommandLineTest, InfoChordsHelpAndVersionAnswerOnStdoutWithProgressOnlyOn
     r = fixtures::runLento({"--chords", input});
     ASSERT_EQ(r.status, 0) << r.err.constData();
     EXPECT_TRUE(r.err.isEmpty()) << "no progress unless asked for, off a terminal";
-    const QJsonDocument doc = QJsonDocument::fromJson(r.out);
-    EXPECT_TRUE(doc.isArray() && !doc.array().isEmpty()) << r.out.constData();
+    EXPECT_FALSE(QJsonDocument::fromJson(r.out).array().isEmpty()) << r.out.constData();
     const fixtures::LentoRun withProgress = fixtures::runLento({"--chords", input, "--progress"});
     EXPECT_EQ(withProgress.out, r.out);
     EXPECT_TRUE(withProgress.err.contains("analysing: 100%")) << withProgress.err.constData();
-    // Silence is the one file whose answer is an empty array.
-    const QString silent = dir.filePath("silent.wav");
-    ASSERT_TRUE(fixtures::writeWav(silent, fixtures::synthesise(22050, 2, 3 * 22050, [](int64_t, int) { return 0.0f; })));
-    EXPECT_EQ(fixtures::runLento({"--chords", silent}).out, "[]\n");
+    ASSERT_TRUE(fixtures::writeWav(dir.filePath("silent.wav"), fixtures::synthesise(22050, 2, 3 * 22050, [](int64_t, int) { return 0.0f; })));
+    EXPECT_EQ(fixtures::runLento({"--chords", dir.filePath("silent.wav")}).out, "[]\n") << "silence is the one file with no chords";
 
     for (const auto& [option, answer] : {std::pair{"--help", "Usage: lento"}, {"-h", "Usage: lento"}, {"--version", "lento "}}) {
         r = fixtures::runLento({option});
@@ -67,8 +62,7 @@ TEST_F(CommandLineTest, ExportRendersTheRangeWithItsSettingsLoopsRepeatItAndAFai
     EXPECT_EQ(written.sampleRate, 22050);
     EXPECT_NEAR(double(written.frames()), 4.0 * 22050, 4096.0) << "two seconds of range at half speed";
     for (int c : {0, 1}) {
-        const auto side = written.channel(c);
-        EXPECT_NEAR(measure::zeroCrossingFrequency(side, 0, side.size(), 22050), 1320.0, 20.0) << "the right channel an octave up on " << c;
+        EXPECT_NEAR(measure::zeroCrossingFrequency(written.channel(c), 0, written.frames(), 22050), 1320.0, 20.0) << "the right channel an octave up on " << c;
         EXPECT_NEAR(amplitude(written, c), 0.25, 0.04) << c;
     }
 
@@ -108,7 +102,7 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
     ASSERT_TRUE(fixtures::writeWav(cut, fixtures::stereoSines(22050, 3 * 22050)));
     ASSERT_TRUE(QFile::resize(cut, QFileInfo(cut).size() / 2 + 3));
     const QString empty = dir.filePath("empty.wav");
-    ASSERT_TRUE(fixtures::writeWav(empty, fixtures::synthesise(22050, 2, 0, [](int64_t, int) { return 0.0f; })));
+    ASSERT_TRUE(fixtures::writeWav(empty, fixtures::stereoSines(22050, 0)));
     const QString out = dir.filePath("never.wav");
     const QString missing = dir.filePath("missing.wav");
     const QList<std::pair<QStringList, const char*>> cases{
