@@ -21,19 +21,14 @@ struct MainWindowLayoutTest : WindowFixture {
 TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeAndADoubleClickOnADividerCollapsesTheSidePanelBesideItForGood)
 {
     EXPECT_FALSE(vc->isRightDrawerOpen()) << "the window starts with the drawer closed";
-    // A width of 120 or more is kept; a narrower one opens at the default.
-    for (const auto& [stored, opened] : {std::pair{120.0, 120}, std::pair{119.0, 200}}) {
-        vc->setRightDrawerExpandedWidth(stored);
-        vc->showSidebar();
-        settle();
-        const QRect drawer = vc->rightDrawer()->geometry();
-        EXPECT_EQ(drawer.width(), opened) << stored;
-        EXPECT_EQ(drawer.right(), splitWidth() - 1);
-        EXPECT_LT(vc->wavePane()->geometry().right(), drawer.left());
-        EXPECT_EQ(panel()->width(), 360) << "the left panel keeps its width";
-        vc->showSidebar();
-        EXPECT_FALSE(vc->isRightDrawerOpen());
-    }
+    vc->showSidebar();
+    settle();
+    const QRect drawer = vc->rightDrawer()->geometry();
+    EXPECT_EQ(drawer.right(), splitWidth() - 1);
+    EXPECT_LT(vc->wavePane()->geometry().right(), drawer.left());
+    EXPECT_EQ(panel()->width(), 360) << "the left panel keeps its width";
+    vc->showSidebar();
+    EXPECT_FALSE(vc->isRightDrawerOpen());
     QTest::mouseDClick(dividerBefore(vc->wavePane()), Qt::LeftButton);
     settle();
     EXPECT_TRUE(panel()->isHidden());
