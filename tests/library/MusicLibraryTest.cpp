@@ -53,11 +53,6 @@ protected:
     QString music() const { return m_dir.filePath("Music"); }
     QString database() const { return m_dir.filePath("data/index.sqlite"); }
 
-    std::unique_ptr<MusicLibraryIndex> makeIndex(const QStringList& folders = {}) const
-    {
-        return std::make_unique<MusicLibraryIndex>(folders.isEmpty() ? QStringList{music()} : folders, database());
-    }
-
     static MusicLibraryScanReport scan(MusicLibraryIndex& index)
     {
         QSignalSpy finished(&index, &MusicLibraryIndex::scanFinished);
@@ -69,7 +64,7 @@ protected:
     // A browser over a scanned index, its entries keyed by title.
     std::unique_ptr<LTMusicLibraryBrowser> scannedBrowser(const QStringList& folders = {})
     {
-        auto index = makeIndex(folders);
+        auto index = std::make_unique<MusicLibraryIndex>(folders.isEmpty() ? QStringList{music()} : folders, database());
         scan(*index);
         auto browser = std::make_unique<LTMusicLibraryBrowser>(std::move(index));
         browser->reloadMusicLibrary();
@@ -218,11 +213,11 @@ TEST_F(MusicLibraryTest, TheScanListsTagsAndPlaylistFilesTheFilterNarrowsThemAnd
     QDir data(QFileInfo(database()).path());
     ASSERT_TRUE(data.removeRecursively() && data.mkpath(".") && fixtures::writeFile(database(), QByteArray(8192, '\x5a')));
     LogCapture log;
-    auto rebuilt = makeIndex();
-    EXPECT_EQ(scan(*rebuilt).filesSeen, 6);
+    MusicLibraryIndex rebuilt({music()}, database());
+    EXPECT_EQ(scan(rebuilt).filesSeen, 6);
     EXPECT_TRUE(log.anyStartsWith("Music library index unreadable, rebuilding it: ")) << log.lines().join('\n').toStdString();
-    EXPECT_EQ(rebuilt->allMediaItems().size(), 6);
-    EXPECT_EQ(scan(*rebuilt).tagsRead, 0) << "the rebuilt index is in use";
+    EXPECT_EQ(rebuilt.allMediaItems().size(), 6);
+    EXPECT_EQ(scan(rebuilt).tagsRead, 0) << "the rebuilt index is in use";
 }
 
 TEST_F(MusicLibraryTest, AMissingMusicFolderLogsAndGivesAnEmptyLibrary)
