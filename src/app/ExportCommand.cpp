@@ -260,7 +260,7 @@ int runExportCommand(const QStringList& arguments, QTextStream& err)
     std::signal(SIGXFSZ, SIG_IGN);
     engine.exportToURL(QUrl::fromLocalFile(output.absoluteFilePath()), QStringLiteral("wav"));
     if (!engine.isExporting()) {
-        err << "lento: " << settings.output << ": can not be written\n";
+        err << "lento: " << settings.output << ": can not be written (" << engine.exportError() << ")\n";
         return 2;
     }
     interrupted = false;

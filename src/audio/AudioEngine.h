@@ -121,8 +121,8 @@ public:
     bool renderAbort() const { return m_renderAbort; }
     void setRenderAbort(bool abort) { m_renderAbort = abort; }
     bool isExporting() const { return m_exporting; }
-    // Why the last export's file could not be written, empty when it was (or was cancelled).
-    // Read once exportProgress() has been told of the end.
+    // Why the last export's file could not be written, empty when it was (or was cancelled). Set
+    // at once when the export could not start, otherwise once exportProgress() is told of the end.
     QString exportError() const { return m_exportError; }
     // Passes of the range an export renders; the window exports one.
     void setExportPasses(int passes) { m_exportPasses = std::max(1, passes); }
@@ -155,6 +155,7 @@ public:
     std::shared_ptr<const PcmCache> pcm() const { return m_pcm; }
 
 private:
+    QString startExport(const QUrl& url, const AudioFormat& format);
     void scheduleRange(PlayerNode& node, uint64_t generation, bool report);
     bool stopAt(double heardFrame);
     void handlerA(uint64_t generation);

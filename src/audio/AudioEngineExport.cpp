@@ -26,17 +26,23 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
 {
     if (m_graph)
         m_graph->stop();
-    m_exportError.clear();
+    m_exportError = startExport(url, format);
+}
 
+// Empty once the render runs; otherwise why it could not start.
+QString AudioEngine::startExport(const QUrl& url, const AudioFormat& format)
+{
     auto writer = std::make_shared<WavWriter>();
     const QString path = url.isLocalFile() ? url.toLocalFile() : url.toString();
     if (!format.isValid() || !writer->open(path, format.sampleRate, format.channelCount, kMaxRenderFrames)) {
-        Log::line(QStringLiteral("invalid file name %1").arg(writer->error()));
-        return;
+        const QString why = format.isValid() ? writer->error() : QStringLiteral("the track has no format to write");
+        Log::line(QStringLiteral("invalid file name %1").arg(why));
+        return why;
     }
     if (!m_graph || !m_inputFormat.isValid() || !m_pcm) {
-        Log::line(QStringLiteral("Could not enable manual rendering mode %1").arg(QStringLiteral("there is no audio graph")));
-        return;
+        const QString why = QStringLiteral("there is no audio graph");
+        Log::line(QStringLiteral("Could not enable manual rendering mode %1").arg(why));
+        return why;
     }
     makeConnections();
     setupMatrixMixer(true);
@@ -91,6 +97,7 @@ void AudioEngine::renderBufferAndWriteToURL(const QUrl& url, const AudioFormat& 
         });
         m_renderLoopActive = false;
     });
+    return {};
 }
 
 void AudioEngine::postExportProgress(double fraction)

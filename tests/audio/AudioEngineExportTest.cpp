@@ -100,6 +100,7 @@ TEST_F(ExportTest, ACancelLeavesAValidShortFileAndAnUnwritablePathOnlyALine)
     LogCapture log;
     engine.exportToURL(QUrl::fromLocalFile(dir.filePath("no/such/folder/out.wav")), QStringLiteral("wav"));
     EXPECT_TRUE(log.anyStartsWith("invalid file name "));
+    EXPECT_FALSE(engine.exportError().isEmpty()) << "the reason is told at once";
     runFor(200);
     EXPECT_FALSE(progress.hidden) << "the sheet waits for its cancel button";
     EXPECT_TRUE(engine.playPause());
