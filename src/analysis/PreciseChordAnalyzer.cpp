@@ -80,7 +80,7 @@ void PreciseChordAnalyzer::analyseFrame(const float* samples)
     for (float s : squares)
         sum += s;
     m_rms.push_back(float(std::sqrt(sum / m_fftSize)));
-    m_fft.magnitudes(m_magnitudes.data(), m_map.usedBins());
+    m_fft.magnitudes(std::span(m_magnitudes).first(size_t(m_map.usedBins())));
     Spectrum& spectrum = m_spectra.emplace_back();
     m_map.apply(m_magnitudes.data(), spectrum.data());
     for (int k = 0; k < kLogBins; ++k)
@@ -91,7 +91,7 @@ void PreciseChordAnalyzer::analyseFrame(const float* samples)
     float* onsetInput = m_onsetFft.input();
     for (int n = 0; n < kOnsetSize; ++n)
         onsetInput[n] = centred[n] * m_onsetWindow[size_t(n)];
-    m_onsetFft.magnitudes(m_onsetMagnitudes.data(), m_onsetTopBin + 1);
+    m_onsetFft.magnitudes(std::span(m_onsetMagnitudes).first(size_t(m_onsetTopBin + 1)));
     float flux = 0.0f;
     for (int k = 1; k <= m_onsetTopBin; ++k) {
         const float level = std::log1p(m_onsetMagnitudes[size_t(k)]);

@@ -2,7 +2,9 @@
 
 #include <fftw3.h>
 
+#include <algorithm>
 #include <cmath>
+#include <complex>
 #include <cstring>
 #include <mutex>
 
@@ -60,9 +62,10 @@ float* RealFft::inverse()
     return m_input;
 }
 
-void RealFft::magnitudes(float* out, int bins)
+void RealFft::magnitudes(std::span<float> out)
 {
-    const float* c = transform();
-    for (int k = 0; k < bins; ++k)
-        out[k] = std::sqrt(c[2 * k] * c[2 * k] + c[2 * k + 1] * c[2 * k + 1]);
+    // FFTW's complex numbers are laid out as std::complex's.
+    const auto* bins = reinterpret_cast<const std::complex<float>*>(transform());
+    std::transform(bins, bins + out.size(), out.begin(),
+                   [](std::complex<float> c) { return std::sqrt(c.real() * c.real() + c.imag() * c.imag()); });
 }

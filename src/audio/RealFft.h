@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 struct fftwf_plan_s;
 
@@ -22,8 +23,9 @@ public:
     float* input() { return m_input; }
     // Transforms input(): size / 2 + 1 complex values, interleaved, unscaled; valid until the next call.
     const float* transform();
-    // Writes the magnitudes of the transform of input() for bins 0 .. bins - 1 (at most size / 2 + 1).
-    void magnitudes(float* out, int bins);
+    // Writes the magnitudes of the transform of input() for the first out.size() bins (at most
+    // size / 2 + 1).
+    void magnitudes(std::span<float> out);
 
     // The spectrum transform() writes, or one written here for inverse().
     float* spectrum() { return m_output; }
