@@ -5,8 +5,6 @@
 #include "library/FileBookmark.h"
 #include "loops/LoopMarker.h"
 
-#include <QCheckBox>
-
 namespace {
 
 struct TrackSettingsTest : WindowFixture {
@@ -50,8 +48,10 @@ struct TrackSettingsTest : WindowFixture {
 
 } // namespace
 
-TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsTrainersAndSettingsBackAndAnotherSoundOfTheSameNameDoesNot)
+TEST_F(TrackSettingsTest, AMovedTrackGetsItsLoopsTrainersAndSettingsBackAnotherSoundOfTheSameNameDoesNotAndTheLastTrackReopens)
 {
+    EXPECT_EQ(launchedPath(), QString()) << "a first start loads nothing";
+    EXPECT_FALSE(window->windowIcon().isNull());
     const QString first = makeSound("one/song.wav", 440.0, 660.0);
     ASSERT_TRUE(load(first));
     ASSERT_EQ(shown(), fresh());
@@ -71,7 +71,6 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsTrainersAndSettingsBa
     practice()->bpm()->setValue(90);
     container()->selectRange({0.1, 0.2});
     const Shown left = shown();
-    ASSERT_EQ(left.loops, 2u);
     ASSERT_NE(left.speed, fresh().speed);
 
     const QString other = makeSound("two/song.wav", 523.0, 784.0);
@@ -79,11 +78,21 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsTrainersAndSettingsBa
     EXPECT_EQ(shown(), fresh()) << "another sound of the same name";
     QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
     ASSERT_EQ(vc->player()->solo(), 1);
+    const QString otherMoved = dir.filePath("four/song (take 2).wav");
+    ASSERT_TRUE(QDir().mkpath(dir.filePath("four")) && QFile::rename(other, otherMoved));
 
     start(); // what is kept is on disk, not in this window
     EXPECT_EQ(trainer(), std::pair(70, 3)) << "the practice section as left, before any track";
     EXPECT_EQ(practice()->leadChoice()->currentIndex(), PracticePanel::CountIn);
     EXPECT_EQ(practice()->bpm()->value(), 90);
+    EXPECT_EQ(launchedPath(), otherMoved) << "the last track reopens, found where it went";
+    bool stale = true;
+    QString error;
+    EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(defaults->dataForKey("LastSongBookmark"), &stale, &error).toLocalFile(), otherMoved);
+    EXPECT_FALSE(stale) << "the renewed bookmark points straight at the new place";
+    EXPECT_EQ(vc->player()->solo(), 1) << "with its own settings";
+    EXPECT_TRUE(loops().empty());
+
     const QString moved = dir.filePath("three/renamed take.wav");
     ASSERT_TRUE(QDir().mkpath(dir.filePath("three")) && QFile::rename(first, moved));
     ASSERT_TRUE(load(moved));
@@ -96,19 +105,23 @@ TEST_F(TrackSettingsTest, ARenamedAndMovedTrackGetsItsLoopsTrainersAndSettingsBa
         EXPECT_EQ(trainer(), expected) << "at " << selection().left;
     }
 
-    ASSERT_TRUE(load(other));
-    EXPECT_EQ(vc->player()->solo(), 1) << "the other sound's own settings";
-    EXPECT_TRUE(loops().empty());
-
+    ASSERT_TRUE(load(otherMoved));
     PreferencesController* preferences = openPreferences();
     QTest::mouseClick(preferences->restoreTrackSettingsControl(), Qt::LeftButton);
-    ASSERT_FALSE(preferences->restoreTrackSettingsControl()->isChecked());
     preferences->close();
     ASSERT_TRUE(load(moved));
     Shown loopsOnly = fresh();
     loopsOnly.loops = 2;
     EXPECT_EQ(shown(), loopsOnly) << "with the preference off only the loops come back";
     EXPECT_EQ(vc->player()->solo(), 1);
+
+    // A bookmark that resolves to nothing falls back to the stored path, if that file exists.
+    ASSERT_TRUE(QFile::remove(moved));
+    start();
+    EXPECT_EQ(launchedPath(), QString()) << "neither the bookmark nor the path finds the file";
+    const QString song = makeTrack("b/song.wav", 0.1);
+    defaults->setObject(QUrl::fromLocalFile(song).toString(), "LastSongURL");
+    EXPECT_EQ(launchedPath(), song);
 }
 
 TEST_F(TrackSettingsTest, PracticeDataGoesToAFileAndComesBackOnAnotherTrackWhenTheUserAgrees)
@@ -143,31 +156,4 @@ TEST_F(TrackSettingsTest, PracticeDataGoesToAFileAndComesBackOnAnotherTrackWhenT
         settle();
         EXPECT_EQ(shown(), i.after);
     }
-}
-
-TEST_F(TrackSettingsTest, TheOpenedTrackComesBackOnTheNextStartEvenAfterItMovedOrByItsPathAlone)
-{
-    EXPECT_EQ(launchedPath(), QString()) << "a first start loads nothing";
-    EXPECT_EQ(window->windowTitle(), "Lento");
-    EXPECT_FALSE(window->windowIcon().isNull());
-
-    const QString track = makeTrack("album/take.wav", 0.1);
-    ASSERT_TRUE(delegate->applicationOpenFile(track));
-    ASSERT_TRUE(opened());
-    const QString moved = dir.filePath("other/take (practice).wav");
-    ASSERT_TRUE(QDir().mkpath(dir.filePath("other")) && QFile::rename(track, moved));
-    start();
-    EXPECT_EQ(launchedPath(), moved);
-    bool stale = true;
-    QString error;
-    EXPECT_EQ(FileBookmark::URLByResolvingBookmarkData(defaults->dataForKey("LastSongBookmark"), &stale, &error).toLocalFile(), moved);
-    EXPECT_FALSE(stale) << "the renewed bookmark points straight at the new place";
-
-    // A bookmark that resolves to nothing falls back to the stored path, if that file exists.
-    ASSERT_TRUE(QFile::remove(moved));
-    start();
-    EXPECT_EQ(launchedPath(), QString()) << "neither the bookmark nor the path finds the file";
-    const QString song = makeTrack("b/song.wav", 0.1);
-    defaults->setObject(QUrl::fromLocalFile(song).toString(), "LastSongURL");
-    EXPECT_EQ(launchedPath(), song);
 }
