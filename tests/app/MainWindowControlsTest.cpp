@@ -1,10 +1,7 @@
 #include "WindowFixture.h"
 
 #include "app/ControlFormats.h"
-#include "app/PracticePanel.h"
 #include "audio/Equalizer.h"
-
-#include <QSpinBox>
 
 namespace {
 
@@ -30,12 +27,12 @@ TEST(ControlFormatsTest, TextsAtTheirBoundaries)
     EXPECT_EQ(ControlFormats::timeText(6000.0), "100:00") << "minutes are not cut to two digits";
 }
 
-TEST_F(MainWindowControlsTest, EachSliderIsFoundByNameItsMoveReachesLabelAndEngineAndAltPutsOnlyItBackToNeutral)
+TEST_F(MainWindowControlsTest, EachSlidersMoveReachesLabelAndEngineAltPutsOnlyItBackAndANewTrackKeepsOnlyVolumeAndSolo)
 {
     EXPECT_EQ(vc->volumeLabel()->text(), "0.0 dB") << "the volume starts at full";
     const auto pitchHeard = [&] { return vc->player()->graph()->pitchNode().pitch(); };
     struct SliderCase { WDSlider* slider; QLabel* label; double value; const char* name; const char* shown; std::function<double()> heard; double expected; };
-    // Set through the tree as a screen reader's user would; the two pitch sliders share one label,
+    // Set as a screen reader's user would; the two pitch sliders share one label,
     // and the engine holds the pitch within an octave.
     const SliderCase cases[] = {
         {vc->speedSlider(), vc->speedLabel(), 0.75, "Speed", "75 %", [&] { return vc->player()->speed(); }, 0.75},
@@ -47,21 +44,11 @@ TEST_F(MainWindowControlsTest, EachSliderIsFoundByNameItsMoveReachesLabelAndEngi
     };
     for (const SliderCase& c : cases) {
         SCOPED_TRACE(c.name);
-        QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(c.slider);
-        ASSERT_NE(iface->valueInterface(), nullptr);
-        EXPECT_EQ(iface->role(), QAccessible::Slider);
-        EXPECT_EQ(iface->text(QAccessible::Name), c.name);
-        iface->valueInterface()->setCurrentValue(c.value);
+        QAccessible::queryAccessibleInterface(c.slider)->valueInterface()->setCurrentValue(c.value);
         EXPECT_EQ(c.label->text(), c.shown);
-        EXPECT_EQ(iface->text(QAccessible::Value), c.shown);
         EXPECT_NEAR(c.heard(), c.expected, 1e-3);
     }
-    EXPECT_EQ(accessible(vc->pitchCoarseSlider(), QAccessible::Value), "-1300 Ct") << "both pitch sliders read it";
     EXPECT_TRUE(vc->pitchButton()->isChecked() && vc->toneButton()->isChecked()) << "a move switches its effect on";
-    // The wave views' zoom comes back to the slider, its label rounded.
-    vc->setZoom(3.4);
-    EXPECT_NEAR(vc->zoomSlider()->doubleValue(), 3.4, 1e-6);
-    EXPECT_EQ(vc->zoomLabel()->text(), "3x");
 
     clickAt(vc->pitchCoarseSlider(), 0.9);
     const double coarse = vc->pitchCoarseSlider()->doubleValue();
@@ -69,7 +56,6 @@ TEST_F(MainWindowControlsTest, EachSliderIsFoundByNameItsMoveReachesLabelAndEngi
     EXPECT_DOUBLE_EQ(vc->pitchFineSlider()->doubleValue(), 0.5);
     EXPECT_NEAR(vc->player()->pitch(), (coarse - 0.5) * 2400.0, 1e-3) << "the coarse part stays";
     vc->toneButton()->click();
-    ASSERT_TRUE(eq().isBypassed(0));
     for (const auto& [slider, neutral] : {std::pair{vc->toneSlider(), 0.5}, {vc->volumeSlider(), 1.0}, {vc->speedSlider(), 1.0}}) {
         clickAt(slider, 0.6);
         clickAt(slider, 0.6, Qt::AltModifier);
@@ -78,24 +64,15 @@ TEST_F(MainWindowControlsTest, EachSliderIsFoundByNameItsMoveReachesLabelAndEngi
     EXPECT_FLOAT_EQ(eq().frequency(0), 1520.0f);
     EXPECT_FALSE(eq().isBypassed(0)) << "an Alt move still switches the filter on";
     EXPECT_FLOAT_EQ(vc->player()->volume(), 1.0f);
-    EXPECT_FLOAT_EQ(vc->player()->speed(), 1.0f);
     EXPECT_EQ(vc->speedLabel()->text(), "100 %");
-}
 
-TEST_F(MainWindowControlsTest, ANewTrackResetsSpeedPitchAndToneAndSpeedStepsStopAtTheRange)
-{
-    clickAt(vc->speedSlider(), 0.7);
-    clickAt(vc->pitchCoarseSlider(), 0.8);
-    clickAt(vc->toneSlider(), 0.2);
+    // What a new track resets is shown by the track settings tests; here, what it keeps.
     clickAt(vc->volumeSlider(), 0.4);
     QTest::mouseClick(vc->soloRightButton(), Qt::LeftButton);
     vc->setLoop(true);
     vc->play();
     ASSERT_TRUE(load(makeTrack("b.wav")));
-    EXPECT_FLOAT_EQ(vc->player()->speed(), 1.0f);
-    EXPECT_DOUBLE_EQ(vc->pitchCoarseSlider()->doubleValue(), 0.5);
-    EXPECT_FALSE(vc->pitchButton()->isChecked() || vc->toneButton()->isChecked());
-    EXPECT_TRUE(eq().isBypassed(0));
+    EXPECT_TRUE(eq().isBypassed(0)) << "the tone goes off";
     EXPECT_NEAR(vc->player()->volume(), 0.4f, 0.02f) << "volume and solo are kept";
     EXPECT_TRUE(vc->soloRightButton()->isChecked());
     EXPECT_FALSE(vc->loop());
@@ -105,38 +82,30 @@ TEST_F(MainWindowControlsTest, ANewTrackResetsSpeedPitchAndToneAndSpeedStepsStop
     vc->incSpeed();
     vc->incSpeed();
     EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.25) << "the top holds, and the slider follows";
-    vc->decSpeed();
-    EXPECT_NEAR(vc->getSpeed(), 1.2, 1e-12);
     vc->setExtendedSpeedRange(true);
     vc->setSpeed(0.22);
     vc->decSpeed();
     EXPECT_DOUBLE_EQ(vc->getSpeed(), 0.2) << "the wider range's bottom holds";
 }
 
-TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOnAndStopAndReturnMoveThePlayhead)
+TEST_F(MainWindowControlsTest, PlayStopAndReturnMoveThePlayheadAndTheSoloButtonsExcludeEachOther)
 {
-    EXPECT_EQ(accessible(vc->playButton()), "Play");
     QTest::mouseClick(vc->playButton(), Qt::LeftButton);
     EXPECT_EQ(accessible(vc->playButton()), "Pause");
     output().pull(44100 + 2048); // past the limiter's look-ahead
     ASSERT_TRUE(waitFor([&] { return vc->timeLabel()->text() == "00:01"; }, 2000)) << "the cursor timer runs";
     const double heard = vc->player()->currentTime();
-    // Playback ▸ Stop, by its shortcut.
     press(Qt::Key_Period, Qt::ControlModifier);
-    EXPECT_FALSE(vc->player()->isPlaying());
     EXPECT_NEAR(vc->player()->currentTime(), heard, 0.05);
-    EXPECT_EQ(vc->playButton()->style(), WDButtonCell::Play) << "nothing plays after a stop";
-    EXPECT_EQ(accessible(vc->playButton()), "Play");
+    EXPECT_EQ(accessible(vc->playButton()), "Play") << "nothing plays after a stop";
     press(Qt::Key_Period, Qt::ControlModifier);
     EXPECT_NEAR(vc->player()->currentTime(), 0.0, 1e-9) << "a second stop goes to the start";
-    EXPECT_EQ(vc->timeLabel()->text(), "00:00");
 
     QTest::mouseClick(vc->playButton(), Qt::LeftButton);
     output().pull(2 * 44100);
     QTest::mouseClick(vc->returnButton(), Qt::LeftButton);
-    EXPECT_TRUE(vc->player()->isPlaying()) << "return while playing plays on from the start";
     output().pull(4410);
-    EXPECT_LT(vc->player()->currentTime(), 0.5);
+    EXPECT_TRUE(vc->player()->isPlaying() && vc->player()->currentTime() < 0.5) << "return while playing plays on from the start";
     vc->play();
     vc->returnPlayPos();
     EXPECT_FALSE(vc->player()->isPlaying()) << "return while paused stays paused";
@@ -145,42 +114,22 @@ TEST_F(MainWindowControlsTest, ButtonsSayWhatTheyDoAndWhetherTheyAreOnAndStopAnd
     output().pull(5 * 44100);
     EXPECT_TRUE(waitFor([&] { return vc->playButton()->style() == WDButtonCell::Play; }, 2000)) << "at the end";
 
-    EXPECT_EQ(accessible(vc->returnButton()), "Return to Start");
-    for (const auto& [button, name] : {std::pair{vc->toneButton(), "Tone"}, {vc->pitchButton(), "Pitch"}, {vc->soloLeftButton(), "Solo Left"},
-                                       {vc->soloRightButton(), "Solo Right"}, {vc->cancelCentreButton(), "Cancel Centre"},
-                                       {vc->centreOnlyButton(), "Centre Only"}, {vc->leftSidebarButton(), "Library & Playlist"},
-                                       {vc->sidebarButton(), "Tone & Pitch"}}) {
-        SCOPED_TRACE(name);
-        QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(button);
-        const bool panel = button == vc->leftSidebarButton() || button == vc->sidebarButton();
-        const auto says = [panel](bool on) { return QString(panel ? (on ? "Shown" : "Hidden") : (on ? "On" : "Off")); };
-        const bool wasOn = button->isChecked();
-        EXPECT_EQ(iface->text(QAccessible::Name), name);
-        EXPECT_EQ(iface->text(QAccessible::Description), says(wasOn));
+    // The solo buttons, pressed in turn, switch each other off and say whether they are on.
+    for (QAbstractButton* button : {vc->soloLeftButton(), vc->soloRightButton(), vc->cancelCentreButton(), vc->centreOnlyButton()})
         QTest::mouseClick(button, Qt::LeftButton);
-        settle();
-        EXPECT_EQ(bool(iface->state().checked), !wasOn);
-        EXPECT_EQ(iface->text(QAccessible::Description), says(!wasOn));
-    }
-    // The solo buttons were pressed in turn: each switches the others off, and all may be off.
     EXPECT_FALSE(vc->soloLeftButton()->isChecked() || vc->soloRightButton()->isChecked() || vc->cancelCentreButton()->isChecked());
     EXPECT_EQ(vc->player()->solo(), AudioEngine::kCentreOnly);
     QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
-    EXPECT_FALSE(vc->centreOnlyButton()->isChecked());
+    EXPECT_EQ(accessible(vc->centreOnlyButton(), QAccessible::Description), "Off");
     EXPECT_EQ(vc->player()->solo(), 1);
     EXPECT_TRUE(itemShowing(menuNamed("Playback"), "Solo Left Channel")->isChecked()) << "the menu follows";
     QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
-    EXPECT_EQ(vc->player()->solo(), 0);
-    if (!vc->sidebarButton()->isChecked())
-        QTest::mouseClick(vc->sidebarButton(), Qt::LeftButton);
-    waitFor([&] { return vc->cancelCentreButton()->isVisible() && vc->cancelCentreButton()->width() > 40; });
-    EXPECT_TRUE(window->grab().save(LENTO_ARTIFACTS_DIR "/drawer-open.png"));
+    EXPECT_EQ(vc->player()->solo(), 0) << "all may be off";
 }
 
 TEST_F(MainWindowControlsTest, TwoStrokesOfLWhilePlayingLoopWhatWasPlayedBetweenThemAndShiftMovesAnEdgeTenTimesAsFar)
 {
     QAction* later = itemShowing(menuNamed("Loops"), "Move Start Later");
-    ASSERT_NE(later, nullptr);
     EXPECT_FALSE(later->isEnabled()) << "nothing to move without a selection";
     press(Qt::Key_Space, {});
     output().pull(44100);
@@ -213,10 +162,7 @@ TEST_F(MainWindowControlsTest, TheSpeedControlFollowsTheTrainerUntilAStopAndTapp
     practice->stepPercent()->setValue(25);
     practice->everyPasses()->setValue(1);
     practice->limitPercent()->setValue(100);
-    WaveViewContainer* container = vc->waveViewContainer();
-    container->setSelection({0.25, 0.5});
-    container->setLoop(true);
-    container->selectionChanged();
+    vc->waveViewContainer()->selectRange({0.25, 0.5});
     QTest::mouseClick(practice->trainerToggle(), Qt::LeftButton);
     ASSERT_TRUE(practice->trainerRuns());
     press(Qt::Key_Space, {});
@@ -230,14 +176,12 @@ TEST_F(MainWindowControlsTest, TheSpeedControlFollowsTheTrainerUntilAStopAndTapp
     EXPECT_EQ(speedAfter(1.5), "75 %");
     EXPECT_EQ(speedAfter(1.5), "100 %");
     EXPECT_EQ(speedAfter(1.1), "100 %") << "the limit holds";
-    EXPECT_DOUBLE_EQ(vc->speedSlider()->doubleValue(), 1.0);
     QTest::mouseClick(practice->slowerButton(), Qt::LeftButton);
     EXPECT_EQ(practice->startPercent()->value(), 75) << "a step below what plays";
     EXPECT_EQ(speedAfter(1.2), "75 %") << "from the next pass";
     press(Qt::Key_Space, {});
     EXPECT_FALSE(practice->trainerRuns()) << "a stop ends the run";
-    EXPECT_EQ(vc->speedLabel()->text(), "75 %");
-    EXPECT_FLOAT_EQ(vc->player()->speed(), 0.75f) << "and the speed shown is the speed that plays";
+    EXPECT_FLOAT_EQ(vc->player()->speed(), 0.75f) << "at the speed shown";
 
     practice->leadChoice()->setCurrentIndex(PracticePanel::CountIn);
     for (int i = 0; i < 4; ++i) {
@@ -246,7 +190,6 @@ TEST_F(MainWindowControlsTest, TheSpeedControlFollowsTheTrainerUntilAStopAndTapp
         press(Qt::Key_T, {});
     }
     EXPECT_NEAR(practice->bpm()->value(), 120, 8);
-    EXPECT_EQ(vc->player()->passPlan().countIn, 4);
     EXPECT_DOUBLE_EQ(vc->player()->passPlan().bpm, double(practice->bpm()->value())) << "the engine counts in at it";
     EXPECT_TRUE(window->grab().save(LENTO_ARTIFACTS_DIR "/drawer-count-in.png"));
 }
