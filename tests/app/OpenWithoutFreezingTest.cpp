@@ -3,8 +3,6 @@
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
 
-#include <QMenu>
-
 #include <sndfile.h>
 
 namespace {
@@ -68,7 +66,6 @@ TEST_F(OpenWithoutFreezingTest, AnHourLongFileOpensWhileTheWindowKeepsReactingAC
     EXPECT_LE(openGap, timing::scaled(100));
     ASSERT_EQ(finished, (QList<QPair<QUrl, bool>>{{QUrl::fromLocalFile(hour), true}}));
     EXPECT_TRUE(barShown) << "a read longer than 300 ms shows its progress";
-    EXPECT_FALSE(vc->openProgressBar()->isVisible());
     EXPECT_EQ(vc->durationLabel()->text(), "60:00");
 
     // The same file opened again, cancelled half-way from the bar's button.

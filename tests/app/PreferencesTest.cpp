@@ -4,7 +4,6 @@
 #include "library/LTMusicLibraryEntry.h"
 #include "preferences/ColorTheme.h"
 
-#include <QCheckBox>
 #include <QToolBar>
 
 #include <SDL.h>
@@ -51,8 +50,6 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStartAn
         if (item->text() == "Info")
             item->trigger();
     QTest::qWait(PWPrefsWindowController::kFadeMs + 100);
-    EXPECT_EQ(prefs->windowTitle(), "Info");
-    EXPECT_TRUE(prefs->grab().save(LENTO_ARTIFACTS_DIR "/preferences-info.png"));
     SDL_version sdl;
     SDL_GetVersion(&sdl);
     const QList<QLabel*> labels = prefs->findChildren<QLabel*>();
