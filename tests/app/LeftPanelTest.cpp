@@ -272,7 +272,7 @@ struct PlaylistDrops : LeftPanel {
     }
 };
 
-TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack)
+TEST_F(PlaylistDrops, RowsMoveKeepingTheCurrentTrackFilesAndSongsComeInAsCopiesOnceAndASongDropsOntoTheWaveAsItsFile)
 {
     const QStringList songs = QStringList(kSongs) << extraSongs(1);
     const struct { QList<int> dragged; int dropRow, current; QList<int> order; int currentAfter; } cases[] = {
@@ -310,10 +310,8 @@ TEST_F(PlaylistDrops, RowsMovedWithinThePlaylistKeepTheirOrderAndTheCurrentTrack
     // The order is what the next launch finds.
     start();
     EXPECT_EQ(rows(playlist()).last(), songs[1] + ".wav");
-}
 
-TEST_F(PlaylistDrops, FilesAndLibrarySongsAreInsertedAsCopiesOnlyOnceAndASongDropsOntoTheWaveAsItsFile)
-{
+    // Files and library songs are inserted as copies, once each.
     const QStringList extra = extraSongs(3);
     fillPlaylist({kSongs[0], kSongs[1]}, 1);
     // A plain path under the URL type is taken as a file, as some desktops send it.
@@ -339,8 +337,7 @@ TEST_F(PlaylistDrops, FilesAndLibrarySongsAreInsertedAsCopiesOnlyOnceAndASongDro
     // Other applications and the wave see the song as its file.
     QMimeData* outward = songDrag(kSongs[1]);
     EXPECT_EQ(outward->urls(), QList<QUrl>{file(kSongs[1])});
-    auto* wave = window->findChild<WaveView*>();
-    ASSERT_NE(wave, nullptr);
+    WaveView* wave = vc->waveViewContainer()->waveView();
     EXPECT_NE(dragOnto(wave, wave->rect().center(), outward), Qt::IgnoreAction);
     EXPECT_TRUE(waitFor([&] { return title() == kSongs[1] + ".wav"; })) << title().toStdString();
 }
