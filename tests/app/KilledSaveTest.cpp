@@ -8,11 +8,7 @@
 // Names the row in failure messages.
 void PrintTo(const SavedStore& store, std::ostream* out) { *out << store.name; }
 
-namespace {
-
 class KilledSaveTest : public ::testing::TestWithParam<SavedStore> {};
-
-} // namespace
 
 TEST_P(KilledSaveTest, LeavesTheOldOrTheNewContentWhole)
 {

@@ -90,6 +90,87 @@ struct LeftPanel : WindowFixture {
     }
 
     QStringList playlistNames() const { return texts(vc->playlistSelectorPopup()->model()); }
+
+    // Songs beyond the library's, for playlists longer than it.
+    QStringList extraSongs(int count)
+    {
+        QStringList songs;
+        for (int i = 0; i < count; ++i)
+            EXPECT_TRUE(fixtures::writeWav(path(songs.emplace_back(QStringLiteral("Extra %1").arg(i))), fixtures::stereoSines(44100, 22050)));
+        return songs;
+    }
+    QUrl file(const QString& song) const { return QUrl::fromLocalFile(path(song)); }
+    QMimeData* filesDrag(const QStringList& songs, QList<QUrl> urls = {}) const
+    {
+        for (const QString& song : songs)
+            urls << file(song);
+        auto* data = new QMimeData;
+        data->setUrls(urls);
+        return data;
+    }
+
+    QMimeData* playlistRowsDrag(const QList<int>& picked) const
+    {
+        playlist()->clearSelection();
+        for (const int row : picked)
+            playlist()->selectionModel()->select(playlist()->model()->index(row, 0),
+                                                 QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        return playlist()->model()->mimeData(playlist()->selectionModel()->selectedIndexes());
+    }
+
+    // Tracks dragged in arrive as Qt delivers a drag: enter, move, drop, over the real table, with
+    // the data its source table makes.
+    // A drag over `target` at `at` and a drop there, delivered to the window as the platform's
+    // drag manager does, so Qt itself picks the widget that takes drops. The drop comes only when
+    // the move was accepted, as a real one does. Shift makes the source propose a move. The
+    // action the source learns, or IgnoreAction for a refusal.
+    Qt::DropAction dragOnto(QWidget* target, QPoint at, QMimeData* data, Qt::KeyboardModifiers modifiers = {})
+    {
+        const std::unique_ptr<QMimeData> owned(data);
+        QWindow* handle = window->windowHandle();
+        const QPoint inWindow = target->mapTo(window, at);
+        const Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction;
+        QDragEnterEvent enter(inWindow, offered, data, Qt::LeftButton, modifiers);
+        QApplication::sendEvent(handle, &enter);
+        // A move starts out with what the enter accepted; a widget may change its mind.
+        QDragMoveEvent move(inWindow, offered, data, Qt::LeftButton, modifiers);
+        if (enter.isAccepted() && (offered & enter.dropAction())) {
+            move.setDropAction(enter.dropAction());
+            move.accept();
+        }
+        QApplication::sendEvent(handle, &move);
+        if (!move.isAccepted()) {
+            QDragLeaveEvent leave;
+            QApplication::sendEvent(handle, &leave);
+            settle();
+            return Qt::IgnoreAction;
+        }
+        QDropEvent drop(QPointF(inWindow), offered, data, Qt::LeftButton, modifiers);
+        QApplication::sendEvent(handle, &drop);
+        settle();
+        EXPECT_EQ(move.dropAction(), drop.dropAction()) << "the drag promised what the drop did";
+        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+    }
+
+    // Over the gap above `row`, or below the last row for the count.
+    Qt::DropAction dropOnPlaylist(QMimeData* data, int row, Qt::KeyboardModifiers modifiers = {})
+    {
+        const int count = playlist()->model()->rowCount();
+        const QRect cell = playlist()->visualRect(playlist()->model()->index(std::min(row, count - 1), 0));
+        const QPoint at = count == 0 ? QPoint(20, 4) : row < count ? QPoint(cell.center().x(), cell.top() + 1)
+                                                                   : QPoint(cell.center().x(), cell.bottom() - 1);
+        return dragOnto(playlist()->viewport(), at, data, modifiers);
+    }
+
+    // An empty playlist filled by one drop of the songs' files, with `current` played.
+    void fillPlaylist(const QStringList& songs, int current)
+    {
+        vc->libraryPlaylistManager()->selectedPlaylist()->items().clear();
+        vc->reloadPlaylistUI();
+        ASSERT_EQ(dropOnPlaylist(filesDrag(songs), 0), Qt::CopyAction);
+        clickRow(playlist(), current, true);
+        ASSERT_TRUE(waitFor([&] { return vc->currentTrackIndex() == current; }));
+    }
 };
 
 TEST_F(LeftPanel, TheLibraryIsSearchedAndPickedFromAndPlaylistsAreMadeFilledSteppedThroughAndDeletedThroughTheirDialogs)
@@ -189,90 +270,8 @@ TEST_F(LeftPanel, TheLibraryIsSearchedAndPickedFromAndPlaylistsAreMadeFilledStep
     EXPECT_FALSE(button("Delete current playlist")->isEnabled());
 }
 
-// Tracks dragged into the playlist arrive as Qt delivers a drag: enter, move, drop, over the real
-// table, with the data its source table makes.
-struct PlaylistDrops : LeftPanel {
-    // Songs beyond the library's, for playlists longer than it.
-    QStringList extraSongs(int count)
-    {
-        QStringList songs;
-        for (int i = 0; i < count; ++i)
-            EXPECT_TRUE(fixtures::writeWav(path(songs.emplace_back(QStringLiteral("Extra %1").arg(i))), fixtures::stereoSines(44100, 22050)));
-        return songs;
-    }
-    QUrl file(const QString& song) const { return QUrl::fromLocalFile(path(song)); }
-    QMimeData* filesDrag(const QStringList& songs, QList<QUrl> urls = {}) const
-    {
-        for (const QString& song : songs)
-            urls << file(song);
-        auto* data = new QMimeData;
-        data->setUrls(urls);
-        return data;
-    }
 
-    QMimeData* playlistRowsDrag(const QList<int>& picked) const
-    {
-        playlist()->clearSelection();
-        for (const int row : picked)
-            playlist()->selectionModel()->select(playlist()->model()->index(row, 0),
-                                                 QItemSelectionModel::Select | QItemSelectionModel::Rows);
-        return playlist()->model()->mimeData(playlist()->selectionModel()->selectedIndexes());
-    }
-
-    // A drag over `target` at `at` and a drop there, delivered to the window as the platform's
-    // drag manager does, so Qt itself picks the widget that takes drops. The drop comes only when
-    // the move was accepted, as a real one does. Shift makes the source propose a move. The
-    // action the source learns, or IgnoreAction for a refusal.
-    Qt::DropAction dragOnto(QWidget* target, QPoint at, QMimeData* data, Qt::KeyboardModifiers modifiers = {})
-    {
-        const std::unique_ptr<QMimeData> owned(data);
-        QWindow* handle = window->windowHandle();
-        const QPoint inWindow = target->mapTo(window, at);
-        const Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction;
-        QDragEnterEvent enter(inWindow, offered, data, Qt::LeftButton, modifiers);
-        QApplication::sendEvent(handle, &enter);
-        // A move starts out with what the enter accepted; a widget may change its mind.
-        QDragMoveEvent move(inWindow, offered, data, Qt::LeftButton, modifiers);
-        if (enter.isAccepted() && (offered & enter.dropAction())) {
-            move.setDropAction(enter.dropAction());
-            move.accept();
-        }
-        QApplication::sendEvent(handle, &move);
-        if (!move.isAccepted()) {
-            QDragLeaveEvent leave;
-            QApplication::sendEvent(handle, &leave);
-            settle();
-            return Qt::IgnoreAction;
-        }
-        QDropEvent drop(QPointF(inWindow), offered, data, Qt::LeftButton, modifiers);
-        QApplication::sendEvent(handle, &drop);
-        settle();
-        EXPECT_EQ(move.dropAction(), drop.dropAction()) << "the drag promised what the drop did";
-        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
-    }
-
-    // Over the gap above `row`, or below the last row for the count.
-    Qt::DropAction dropOnPlaylist(QMimeData* data, int row, Qt::KeyboardModifiers modifiers = {})
-    {
-        const int count = playlist()->model()->rowCount();
-        const QRect cell = playlist()->visualRect(playlist()->model()->index(std::min(row, count - 1), 0));
-        const QPoint at = count == 0 ? QPoint(20, 4) : row < count ? QPoint(cell.center().x(), cell.top() + 1)
-                                                                   : QPoint(cell.center().x(), cell.bottom() - 1);
-        return dragOnto(playlist()->viewport(), at, data, modifiers);
-    }
-
-    // An empty playlist filled by one drop of the songs' files, with `current` played.
-    void fillPlaylist(const QStringList& songs, int current)
-    {
-        vc->libraryPlaylistManager()->selectedPlaylist()->items().clear();
-        vc->reloadPlaylistUI();
-        ASSERT_EQ(dropOnPlaylist(filesDrag(songs), 0), Qt::CopyAction);
-        clickRow(playlist(), current, true);
-        ASSERT_TRUE(waitFor([&] { return vc->currentTrackIndex() == current; }));
-    }
-};
-
-TEST_F(PlaylistDrops, RowsMoveKeepingTheCurrentTrackFilesAndSongsComeInAsCopiesOnceAndASongDropsOntoTheWaveAsItsFile)
+TEST_F(LeftPanel, RowsMoveKeepingTheCurrentTrackFilesAndSongsComeInAsCopiesOnceAndASongDropsOntoTheWaveAsItsFile)
 {
     const QStringList songs = QStringList(kSongs) << extraSongs(1);
     const struct { QList<int> dragged; int dropRow, current; QList<int> order; int currentAfter; } cases[] = {

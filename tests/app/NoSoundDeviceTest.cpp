@@ -21,7 +21,6 @@ struct NoSoundDeviceTest : WindowFixture {
 TEST_F(NoSoundDeviceTest, TheTrackOpensAndPlaySaysThereIsNoSoundUntilADeviceAppears)
 {
     ASSERT_TRUE(load(makeTrack("quiet room.wav", 3.0)));
-    EXPECT_EQ(vc->durationLabel()->text(), "00:03");
     QLabel* status = vc->outputStatusLabel();
     EXPECT_FALSE(status->isVisible()) << "nothing to say before Play";
 

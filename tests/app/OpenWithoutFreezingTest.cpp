@@ -106,7 +106,6 @@ TEST_F(OpenWithoutFreezingTest, AnHourLongFileOpensWhileTheWindowKeepsReactingAC
     EXPECT_EQ(finished, (QList<QPair<QUrl, bool>>{{QUrl::fromLocalFile(second), true}})) << "only the last open ends";
     EXPECT_TRUE(log.contains("Decoding of audio file " + QDir::toNativeSeparators(hour) + " was cancelled"))
         << "the first read stops at once";
-    EXPECT_EQ(window->windowTitle(), "second.wav");
 
     // File ▸ Open Recent: the newest first, once each, each item opening its file.
     QMenu* recent = delegate->openRecentMenu();
