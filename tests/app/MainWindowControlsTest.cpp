@@ -49,6 +49,8 @@ TEST_F(MainWindowControlsTest, EachSlidersMoveReachesLabelAndEngineAltPutsOnlyIt
         EXPECT_NEAR(c.heard(), c.expected, 1e-3);
     }
     EXPECT_TRUE(vc->pitchButton()->isChecked() && vc->toneButton()->isChecked()) << "a move switches its effect on";
+    vc->setZoom(3.4);
+    EXPECT_NEAR(vc->zoomSlider()->doubleValue(), 3.4, 1e-6) << "the wave views' zoom comes back to the slider";
 
     clickAt(vc->pitchCoarseSlider(), 0.9);
     const double coarse = vc->pitchCoarseSlider()->doubleValue();
@@ -56,6 +58,7 @@ TEST_F(MainWindowControlsTest, EachSlidersMoveReachesLabelAndEngineAltPutsOnlyIt
     EXPECT_DOUBLE_EQ(vc->pitchFineSlider()->doubleValue(), 0.5);
     EXPECT_NEAR(vc->player()->pitch(), (coarse - 0.5) * 2400.0, 1e-3) << "the coarse part stays";
     vc->toneButton()->click();
+    ASSERT_TRUE(eq().isBypassed(0));
     for (const auto& [slider, neutral] : {std::pair{vc->toneSlider(), 0.5}, {vc->volumeSlider(), 1.0}, {vc->speedSlider(), 1.0}}) {
         clickAt(slider, 0.6);
         clickAt(slider, 0.6, Qt::AltModifier);

@@ -21,14 +21,18 @@ struct MainWindowLayoutTest : WindowFixture {
 TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerCollapsesThePanelBesideItForGoodAndEveryWidthKeepsTheStripCentred)
 {
     EXPECT_FALSE(vc->isRightDrawerOpen()) << "the window starts with the drawer closed";
-    vc->showSidebar();
-    settle();
-    const QRect drawer = vc->rightDrawer()->geometry();
-    EXPECT_EQ(drawer.right(), splitWidth() - 1);
-    EXPECT_LT(vc->wavePane()->geometry().right(), drawer.left());
-    EXPECT_EQ(panel()->width(), 360) << "the left panel keeps its width";
-    vc->showSidebar();
-    EXPECT_FALSE(vc->isRightDrawerOpen());
+    // A width of 120 or more is kept; a narrower one opens at the default.
+    for (const auto& [stored, opened] : {std::pair{120.0, 120}, std::pair{119.0, 200}}) {
+        vc->setRightDrawerExpandedWidth(stored);
+        vc->showSidebar();
+        settle();
+        const QRect drawer = vc->rightDrawer()->geometry();
+        EXPECT_EQ(drawer.width(), opened) << stored;
+        EXPECT_EQ(drawer.right(), splitWidth() - 1);
+        EXPECT_LT(vc->wavePane()->geometry().right(), drawer.left());
+        EXPECT_EQ(panel()->width(), 360) << "the left panel keeps its width";
+        vc->showSidebar();
+    }
     QTest::mouseDClick(dividerBefore(vc->wavePane()), Qt::LeftButton);
     settle();
     EXPECT_TRUE(panel()->isHidden());
@@ -46,6 +50,11 @@ TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerC
     vc->librarySidebarMenuItem()->trigger();
     EXPECT_EQ(panel()->width(), 360);
     EXPECT_TRUE(defaults->boolForKey("LeftMusicPanelVisible"));
+    // A dragged divider snaps: no width between closed and full.
+    vc->verticalSplitView()->moveDivider(111, 0);
+    EXPECT_EQ(panel()->width(), 360);
+    vc->verticalSplitView()->moveDivider(110, 0);
+    EXPECT_TRUE(panel()->isHidden());
 
     // At every width, with the drawer shut or open: the left panel closed or full, and the time
     // centred under the split view with the chord above it and the duration below it.

@@ -85,6 +85,7 @@ TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeI
     ASSERT_TRUE(load(songs[0]));
     const QVariantMap metadata = qdbus_cast<QVariantMap>(property("Metadata"));
     EXPECT_EQ(metadata.value("xesam:url").toString(), QUrl::fromLocalFile(songs[0]).toString());
+    EXPECT_EQ(metadata.value("xesam:title").toString(), "night train");
     EXPECT_EQ(metadata.value("mpris:length").toLongLong(), 4'000'000);
     EXPECT_TRUE(waitFor([&] { return listener.lastChanged.contains("Metadata"); }, 5000));
 
@@ -100,10 +101,21 @@ TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeI
     EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("Rate").toDouble() == 0.75; }, 5000));
 
     const QDBusObjectPath track = metadata.value("mpris:trackid").value<QDBusObjectPath>();
+    player("SetPosition", {QVariant::fromValue(QDBusObjectPath("/org/mpris/MediaPlayer2/Track/0")), qlonglong(3'000'000)});
+    EXPECT_NEAR(vc->player()->currentTime(), 0.0, 0.01) << "a stale track id is ignored";
     player("SetPosition", {QVariant::fromValue(track), qlonglong(2'000'000)});
     EXPECT_NEAR(vc->player()->currentTime(), 2.0, 0.01);
     ASSERT_TRUE(waitFor([&] { return !listener.seeks.isEmpty(); }, 5000));
     EXPECT_NEAR(double(listener.seeks.last()), 2'000'000.0, 10'000.0) << "and said";
+    // A loop of half a second, played past its end: the position steps back, and that is told.
+    vc->waveViewContainer()->selectRange({0.25, 0.375});
+    player("Play");
+    const qsizetype before = listener.seeks.size();
+    for (int tick = 0; tick < 20; ++tick) {
+        output().pull(2205); // 50 ms
+        vc->updateTime();
+    }
+    EXPECT_TRUE(waitFor([&] { return listener.seeks.size() > before; }, 5000)) << "a Seeked at the wrap";
 
     for (const auto& [method, row] : {std::pair{"Next", 0}, {"Next", 1}, {"Next", 0}, {"Previous", 1}}) {
         SCOPED_TRACE(method);
