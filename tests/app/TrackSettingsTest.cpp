@@ -122,6 +122,16 @@ TEST_F(TrackSettingsTest, AMovedTrackGetsItsLoopsTrainersAndSettingsBackAnotherS
     const QString song = makeTrack("b/song.wav", 0.1);
     defaults->setObject(QUrl::fromLocalFile(song).toString(), "LastSongURL");
     EXPECT_EQ(launchedPath(), song);
+
+    // A loop saved just before the program was killed is found by its sound after a rename.
+    const QString take = makeSound("c/take.wav", 349.0, 523.0);
+    ASSERT_TRUE(load(take));
+    container()->selectRange({0.2, 0.4});
+    press(Qt::Key_L, Qt::ControlModifier);
+    start();
+    ASSERT_TRUE(QFile::rename(take, dir.filePath("c/take, renamed.wav")));
+    ASSERT_TRUE(load(dir.filePath("c/take, renamed.wav")));
+    EXPECT_EQ(loops(), (std::vector<LoopPair>{{0.2, 0.4}}));
 }
 
 TEST_F(TrackSettingsTest, PracticeDataGoesToAFileAndComesBackOnAnotherTrackWhenTheUserAgrees)
