@@ -58,9 +58,13 @@ TEST_F(LoopDataStoreTest, ADamagedFileIsKeptAsideAndTheNextSaveStartsAfresh)
     for (const QByteArray& bytes : damaged) {
         SCOPED_TRACE(bytes.left(60).constData());
         ASSERT_TRUE(writeFile(path, bytes) && writeFile(path + ".bak", "an older copy"));
+        log.clear();
         LoopDataStore store(path);
         EXPECT_EQ(store.loopsForKey("a.wav"), Loops());
         EXPECT_EQ(readFile(path + ".bak"), bytes);
+        ASSERT_EQ(log.lines().size(), 1) << log.lines().join('\n').toStdString();
+        EXPECT_TRUE(log.lines()[0].startsWith("Saved loops file " + path + " is damaged (")) << log.lines()[0].toStdString();
+        EXPECT_TRUE(log.lines()[0].endsWith("a copy is kept as " + path + ".bak")) << log.lines()[0].toStdString();
         ASSERT_TRUE(writeFile(path + ".bak", "an older copy"));
         ASSERT_TRUE(store.setLoopsForKey("b.wav", {{0.1, 0.2}}));
         EXPECT_EQ(readFile(path + ".bak"), bytes) << "kept before it is overwritten";
