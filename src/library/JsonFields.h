@@ -16,13 +16,17 @@ inline void noteWrongType(QString* wrongType, const QString& key, const char* ex
         *wrongType = QStringLiteral("\"%1\" is not %2").arg(key, QLatin1String(expected));
 }
 
+// No name, tag, path or identity runs longer; the longest path, all in escapes, is 12 288. A longer
+// string is damage, and one of megabytes shown in a table or a pop-up stalls every repaint.
+inline constexpr qsizetype kMaxStringLength = 65536;
+
 inline QString string(const QJsonObject& o, const QString& key, const QString& fallback, QString* wrongType)
 {
     const QJsonValue v = o.value(key);
     if (v.isUndefined())
         return fallback;
-    if (!v.isString()) {
-        noteWrongType(wrongType, key, "a string");
+    if (!v.isString() || v.toString().size() > kMaxStringLength) {
+        noteWrongType(wrongType, key, "a string of at most 65536 characters");
         return fallback;
     }
     return v.toString();
