@@ -5,11 +5,13 @@
 #include "controls/WDSlider.h"
 #include "loops/WaveViewContainer.h"
 
+#include <QAbstractItemModel>
 #include <QCoreApplication>
 #include <QDBusMessage>
 #include <QMetaClassInfo>
 #include <QFile>
 #include <QFileInfo>
+#include <QTableView>
 
 #include <taglib/fileref.h>
 #include <taglib/tag.h>
@@ -60,12 +62,29 @@ MprisService::MprisService(ViewController* controller, QDBusConnection bus, QObj
     connect(controller, &ViewController::speedRangeChanged, this, [this] {
         propertiesChanged(kPlayerInterface, {QStringLiteral("MinimumRate"), QStringLiteral("MaximumRate")});
     });
+    connect(controller->volumeSlider(), &DoubleValueSlider::doubleValueChanged, this,
+            [this] { propertiesChanged(kPlayerInterface, {QStringLiteral("Volume")}); });
     connect(controller, &ViewController::trackLoaded, this, [this](const QUrl& url) {
         m_tags = tagsOf(url);
         propertiesChanged(kPlayerInterface, {QStringLiteral("Metadata"), QStringLiteral("PlaybackStatus"),
                                              QStringLiteral("CanPlay"), QStringLiteral("CanPause"), QStringLiteral("CanSeek")});
     });
     connect(controller, &ViewController::positionJumped, player, [player, this] { emit player->Seeked(position()); });
+
+    // Next and Previous depend on the playlist only: told when a change makes them possible or not.
+    m_couldMove = player->canGoNext();
+    const auto playlistChanged = [this, player] {
+        if (const bool can = player->canGoNext(); can != m_couldMove) {
+            m_couldMove = can;
+            propertiesChanged(kPlayerInterface, {QStringLiteral("CanGoNext"), QStringLiteral("CanGoPrevious")});
+        }
+    };
+    if (const QTableView* table = controller->playlistTracksTableView(); table && table->model()) {
+        const QAbstractItemModel* model = table->model();
+        connect(model, &QAbstractItemModel::modelReset, this, playlistChanged);
+        connect(model, &QAbstractItemModel::rowsInserted, this, playlistChanged);
+        connect(model, &QAbstractItemModel::rowsRemoved, this, playlistChanged);
+    }
 }
 
 MprisService::~MprisService()
@@ -190,11 +209,16 @@ void MprisPlayerAdaptor::setVolume(double volume)
     ViewController* controller = m_service->controller();
     controller->volumeSlider()->setDoubleValue(volume);
     controller->setVolume(controller->volumeSlider());
-    m_service->propertiesChanged(QStringLiteral("org.mpris.MediaPlayer2.Player"), {QStringLiteral("Volume")});
 }
 
 bool MprisPlayerAdaptor::canGoNext() const
 {
+    return m_service->controller()->canGoToNextTrack();
+}
+
+bool MprisPlayerAdaptor::canGoPrevious() const
+{
+    // Previous wraps round from the first row to the last, as Next does from the last to the first.
     return m_service->controller()->canGoToNextTrack();
 }
 

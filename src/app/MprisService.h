@@ -36,6 +36,7 @@ private:
     ViewController* m_controller;
     QDBusConnection m_bus;
     bool m_registered = false;
+    bool m_couldMove = false;
     QVariantMap m_tags;
 };
 
@@ -94,7 +95,7 @@ public:
     double minimumRate() const { return m_service->minimumRate(); }
     double maximumRate() const { return m_service->maximumRate(); }
     bool canGoNext() const;
-    bool canGoPrevious() const { return canGoNext(); }
+    bool canGoPrevious() const;
     bool canPlay() const;
     bool canControl() const { return true; }
 public slots:

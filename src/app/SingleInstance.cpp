@@ -3,10 +3,13 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLocalSocket>
+#include <QLockFile>
 #include <QStandardPaths>
 
+#include <utility>
+
 namespace {
-// The running window answers once the file is on its way to being opened.
+// The running window answers as soon as it has the file, even before it is built.
 constexpr char kAnswer[] = "ok\n";
 } // namespace
 
@@ -18,20 +21,21 @@ QString SingleInstance::socketPath()
     return QDir(folder).filePath(QStringLiteral("lento.socket"));
 }
 
-bool SingleInstance::handOver(const QString& file, int timeoutMs)
+SingleInstance::Answer SingleInstance::handOver(const QString& file, int timeoutMs)
 {
     QLocalSocket socket;
     socket.connectToServer(socketPath());
+    // A missing socket, or one that nobody listens on, refuses at once.
     if (!socket.waitForConnected(timeoutMs))
-        return false;
+        return Answer::NobodyRuns;
     const QString absolute = file.isEmpty() ? QString() : QFileInfo(file).absoluteFilePath();
     socket.write(absolute.toUtf8() + '\n');
     if (!socket.waitForBytesWritten(timeoutMs))
-        return false;
+        return Answer::Silent;
     while (!socket.canReadLine())
         if (!socket.waitForReadyRead(timeoutMs))
-            return false;
-    return socket.readLine() == kAnswer;
+            return Answer::Silent;
+    return socket.readLine() == kAnswer ? Answer::Taken : Answer::Silent;
 }
 
 SingleInstance::SingleInstance(QObject* parent)
@@ -47,15 +51,27 @@ SingleInstance::SingleInstance(QObject* parent)
     });
 }
 
-bool SingleInstance::listen(std::function<void(const QString&)> open)
+SingleInstance::Answer SingleInstance::claim(const QString& file)
+{
+    const QString path = socketPath();
+    // Starts close together take turns here: without it two could each find nobody, and the later
+    // one would remove the earlier one's fresh socket as if a crash had left it.
+    QLockFile turn(path + QStringLiteral(".lock"));
+    turn.lock();
+    if (const Answer answer = handOver(file); answer != Answer::NobodyRuns)
+        return answer;
+    // Nobody listens on what lies there: a crashed run's socket. Without a socket the window
+    // still runs, only alone.
+    QLocalServer::removeServer(path);
+    m_server.listen(path);
+    return Answer::NobodyRuns;
+}
+
+void SingleInstance::setOpener(std::function<void(const QString&)> open)
 {
     m_open = std::move(open);
-    const QString path = socketPath();
-    if (m_server.listen(path))
-        return true;
-    // Nobody answered before this start, so what lies there is a crashed run's socket.
-    QLocalServer::removeServer(path);
-    return m_server.listen(path);
+    for (const QString& file : std::exchange(m_waiting, {}))
+        m_open(file);
 }
 
 void SingleInstance::readFrom(QLocalSocket* socket)
@@ -64,6 +80,8 @@ void SingleInstance::readFrom(QLocalSocket* socket)
         const QString file = QString::fromUtf8(socket->readLine()).chopped(1);
         if (m_open)
             m_open(file);
+        else
+            m_waiting << file;
         socket->write(kAnswer);
         socket->flush();
     }

@@ -58,14 +58,28 @@ int main(int argc, char** argv)
     commandApp.reset();
 
     // A Lento already running takes the file and comes to the front; this start ends there.
-    {
-        QCoreApplication probe(argc, argv);
-        if (SingleInstance::handOver(command.fileToOpen))
+    const auto endedBy = [&err](SingleInstance::Answer answer) -> std::optional<int> {
+        if (answer == SingleInstance::Answer::Taken)
             return 0;
+        if (answer == SingleInstance::Answer::NobodyRuns)
+            return std::nullopt;
+        err << "Lento is running but does not answer.\n";
+        return 1;
+    };
+    {
+        // No display needed when the running window takes the file.
+        QCoreApplication probe(argc, argv);
+        if (const auto status = endedBy(SingleInstance::handOver(command.fileToOpen)))
+            return *status;
     }
 
     QApplication app(argc, argv);
     QGuiApplication::setDesktopFileName(QStringLiteral("lento"));
+    // The socket is held before the window is built, so that a start close behind this one hands
+    // over to it rather than making a window of its own.
+    SingleInstance instance;
+    if (const auto status = endedBy(instance.claim(command.fileToOpen)))
+        return *status;
 
     ViewController viewController(defaults);
     viewController.viewDidLoad();
@@ -79,8 +93,8 @@ int main(int argc, char** argv)
         delegate.applicationOpenFile(command.fileToOpen);
     // Media keys and desktop widgets; without a session bus the window runs as before.
     MprisService mpris(&viewController);
-    SingleInstance instance;
-    instance.listen([&](const QString& file) {
+    // What a later start handed over meanwhile opens now, after this start's own file.
+    instance.setOpener([&](const QString& file) {
         viewController.openWindow();
         if (!file.isEmpty())
             delegate.applicationOpenFile(file);

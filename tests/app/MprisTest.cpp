@@ -82,6 +82,8 @@ TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeI
         vc->libraryPlaylistManager()->selectedPlaylist()->items() << LTPlaylistStore::playlistItemFromFileURL(QUrl::fromLocalFile(song));
     vc->reloadPlaylistUI();
     EXPECT_TRUE(property("CanGoNext").toBool());
+    EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("CanGoNext").toBool() && listener.lastChanged.value("CanGoPrevious").toBool(); }, 5000))
+        << "a playlist to move in is told";
     ASSERT_TRUE(load(songs[0]));
     const QVariantMap metadata = qdbus_cast<QVariantMap>(property("Metadata"));
     EXPECT_EQ(metadata.value("xesam:url").toString(), QUrl::fromLocalFile(songs[0]).toString());
@@ -99,6 +101,13 @@ TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeI
     call("org.freedesktop.DBus.Properties", "Set", {"org.mpris.MediaPlayer2.Player", "Rate", QVariant::fromValue(QDBusVariant(0.75))});
     EXPECT_EQ(vc->speedLabel()->text(), "75 %");
     EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("Rate").toDouble() == 0.75; }, 5000));
+    for (const auto& [extended, low, high] : {std::tuple{true, 0.2, 1.4}, {false, 0.5, 1.25}}) {
+        vc->setExtendedSpeedRange(extended);
+        EXPECT_EQ(std::pair(property("MinimumRate").toDouble(), property("MaximumRate").toDouble()), std::pair(low, high));
+        EXPECT_TRUE(waitFor([&, low = low, high = high] {
+            return listener.lastChanged.value("MinimumRate").toDouble() == low && listener.lastChanged.value("MaximumRate").toDouble() == high;
+        }, 5000)) << "the range is told";
+    }
 
     const QDBusObjectPath track = metadata.value("mpris:trackid").value<QDBusObjectPath>();
     player("SetPosition", {QVariant::fromValue(QDBusObjectPath("/org/mpris/MediaPlayer2/Track/0")), qlonglong(3'000'000)});
@@ -107,6 +116,10 @@ TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeI
     EXPECT_NEAR(vc->player()->currentTime(), 2.0, 0.01);
     ASSERT_TRUE(waitFor([&] { return !listener.seeks.isEmpty(); }, 5000));
     EXPECT_NEAR(double(listener.seeks.last()), 2'000'000.0, 10'000.0) << "and said";
+    for (const auto& [offset, at] : {std::pair{qlonglong(500'000), 2.5}, {qlonglong(-3'000'000), 0.0}}) {
+        player("Seek", {offset});
+        EXPECT_NEAR(vc->player()->currentTime(), at, 0.01) << offset;
+    }
     // A loop of half a second, played past its end: the position steps back, and that is told.
     vc->waveViewContainer()->selectRange({0.25, 0.375});
     player("Play");
@@ -115,7 +128,11 @@ TEST_F(MprisTest, PlaybackRatePositionAndThePlaylistWorkTheWindowAndEveryChangeI
         output().pull(2205); // 50 ms
         vc->updateTime();
     }
-    EXPECT_TRUE(waitFor([&] { return listener.seeks.size() > before; }, 5000)) << "a Seeked at the wrap";
+    ASSERT_TRUE(waitFor([&] { return listener.seeks.size() > before; }, 5000)) << "a Seeked at the wrap";
+    EXPECT_NEAR(double(listener.seeks.last()), 1'050'000.0, 50'000.0) << "back at the loop's start";
+    player("Stop");
+    EXPECT_EQ(accessible(vc->playButton()), "Play") << "Stop ends the playing";
+    EXPECT_TRUE(waitFor([&] { return listener.lastChanged.value("PlaybackStatus").toString() != "Playing"; }, 5000));
 
     for (const auto& [method, row] : {std::pair{"Next", 0}, {"Next", 1}, {"Next", 0}, {"Previous", 1}}) {
         SCOPED_TRACE(method);

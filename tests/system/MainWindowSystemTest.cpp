@@ -1,6 +1,6 @@
-// The real program on a real X server with no sound server at all: `lento FILE` shows its window
-// titled with the file's name, drawn in the theme rather than blank; Play ends nothing; a user's keys
-// open and export through Qt's own dialogs, and closing the window ends the program.
+// The real program on a real X server with no sound server and no session bus at all: `lento FILE`
+// shows its window titled with the file's name, drawn in the theme rather than blank; Play ends
+// nothing; a user's keys open and export through Qt's own dialogs, and closing the window ends the program.
 #include "system/DesktopSession.h"
 
 #include <QImage>
@@ -47,8 +47,8 @@ TEST(MainWindowSystemTest, WithNoSoundServerLentoShowsItsWindowPlayEndsNothingAn
     // The program's settings land in this test's own configuration folder.
     const QString settings = qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Lento/Lento.conf");
     QFile::remove(settings);
-    // No server to find: a runtime folder without sockets, a server address that leads nowhere,
-    // and SDL left to choose its driver as on a user's machine.
+    // No server to find: a runtime folder without sockets, sound and session bus addresses that
+    // lead nowhere, and SDL left to choose its driver as on a user's machine.
     const QString runtime = dir.filePath(QStringLiteral("runtime"));
     ASSERT_TRUE(QDir().mkpath(runtime));
     QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -56,6 +56,7 @@ TEST(MainWindowSystemTest, WithNoSoundServerLentoShowsItsWindowPlayEndsNothingAn
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + dir.filePath(QStringLiteral("no-server")));
     env.remove(QStringLiteral("SDL_AUDIODRIVER"));
+    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=") + dir.filePath(QStringLiteral("no-bus")));
 
     QProcess lento;
     const QString main = launchShowing(lento, env, first, QStringLiteral("system check.wav"));
