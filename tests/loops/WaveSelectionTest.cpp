@@ -15,9 +15,15 @@ struct WaveSelectionTest : WindowFixture {
     void SetUp() override
     {
         WindowFixture::SetUp();
-        // A track's selection and saved loops are kept by its sound: a tone of its own for each test.
+        // A track's selection and saved loops are kept by its sound: a pitch of its own for each test.
+        // Notes struck every half second and dying away, louder on each bar's first, give the wave a shape.
         static int tests = 0;
-        ASSERT_TRUE(fixtures::writeWav(trackPath, fixtures::stereoSines(44100, 441000, 220.0 * std::pow(2.0, ++tests / 12.0), 0.25f)));
+        const double hz = 220.0 * std::pow(2.0, ++tests / 12.0);
+        ASSERT_TRUE(fixtures::writeWav(trackPath, fixtures::synthesise(44100, 2, 441000, [hz](int64_t frame, int channel) {
+            const double t = frame / 44100.0, struck = std::fmod(t, 0.5);
+            const double level = (std::fmod(t, 2.0) < 0.5 ? 0.5 : 0.3) * std::min(1.0, struck / 0.005) * std::exp(-struck / 0.12);
+            return float(level * std::sin(2.0 * M_PI * hz * (channel ? 1.5 : 1.0) * t));
+        })));
         ASSERT_TRUE(load(trackPath));
         settle();
     }
@@ -69,10 +75,12 @@ struct WaveSelectionTest : WindowFixture {
 
 TEST_F(WaveSelectionTest, ADragSelectsAndLoopsAClickOnlyMovesThePlayheadAndHandlesOrShiftMoveTheNearerEnd)
 {
-    struct Drag { double from, till; bool selects; double left, right; };
-    for (const Drag& c : {Drag{0.2, 0.5, true, 0.2, 0.5}, Drag{0.6, 0.3, true, 0.3, 0.6},
-                          Drag{0.4, 0.403, false, 0.403, 0.403} /* below the click tolerance */, Drag{0.7, 0.7, false, 0.7, 0.7}}) {
-        SCOPED_TRACE(testing::Message() << c.from << " to " << c.till);
+    // The click tolerance is half a percent of the visible width: at 4x a shorter drag selects.
+    struct Drag { double from, till; bool selects; double left, right, zoom = 1.0; };
+    for (const Drag& c : {Drag{0.2, 0.5, true, 0.2, 0.5}, Drag{0.6, 0.3, true, 0.3, 0.6}, Drag{0.4, 0.403, false, 0.403, 0.403},
+                          Drag{0.4, 0.406, true, 0.4, 0.406}, Drag{0.4, 0.403, true, 0.4, 0.403, 4.0}, Drag{0.7, 0.7, false, 0.7, 0.7}}) {
+        SCOPED_TRACE(testing::Message() << c.from << " to " << c.till << " at " << c.zoom << "x");
+        container()->waveScrollView()->zoom(c.zoom);
         click(inWave(0.95)); // starts each case from no selection
         select(c.from, c.till);
         EXPECT_EQ(std::tuple(selection()->hasSelection(), engine()->loop(), engine()->isPlaying()), std::tuple(c.selects, c.selects, false))
@@ -148,7 +156,6 @@ TEST_F(WaveSelectionTest, SavedLoopsAreMadeEditedPickedFromTheBandKeysOrOverview
         withKeys(Qt::CTRL | Qt::Key_L);
     }
     ASSERT_EQ(loops().loopCount(), 3u);
-    const std::vector<LoopPair> saved = loops().loopData();
     click(inWave(0.95));
     const QKeyCombination next(Qt::CTRL | Qt::Key_BracketRight), previous(Qt::CTRL | Qt::Key_BracketLeft);
     EXPECT_NEAR(withKeys(next), 0.1, kNear) << "from no saved loop: the first";
@@ -178,15 +185,42 @@ TEST_F(WaveSelectionTest, SavedLoopsAreMadeEditedPickedFromTheBandKeysOrOverview
     clickOverview(0.15);
     EXPECT_EQ(selection()->loop(), loops().loop(0)) << "a click inside a saved loop on the strip selects it";
     EXPECT_TRUE(engine()->loop());
+    withKeys(Qt::CTRL | Qt::SHIFT | Qt::Key_L); // Loops ▸ Remove Loop
+    ASSERT_EQ(loops().loopCount(), 2u);
+    EXPECT_FALSE(selection()->hasSelection());
+    const std::vector<LoopPair> saved = loops().loopData();
+
+    // Zoomed 4x about 0.52: the saved loop from 0.4 to 0.5 and a selection beside it in the main wave.
+    clickOverview(0.52);
+    const QImage before = window->grab().toImage();
+    select(0.55, 0.62);
+    const QImage shot = window->grab().toImage();
+    EXPECT_TRUE(shot.save(LENTO_ARTIFACTS_DIR "/wave-loops-zoom4.png"));
+    const auto pixel = [&](const QImage& image, QWidget* view, QPointF at) { return image.pixel(view->mapTo(window, at).toPoint()); };
+    const auto markedOnStrip = [&](double p) {
+        const QRgb c = pixel(shot, overview(), {p * overview()->width(), 2.0});
+        return qRed(c) > 230 && std::abs(qGreen(c) - 128) < 20 && qBlue(c) < 30;
+    };
+    EXPECT_TRUE(markedOnStrip(0.45) && markedOnStrip(0.75)) << "the strip marks both saved loops in orange";
+    EXPECT_FALSE(markedOnStrip(0.15) || markedOnStrip(0.58)) << "and not the removed one or the selection";
+    for (double p : {0.53, 0.57, 0.61, 0.63})
+        EXPECT_EQ(pixel(shot, selection(), inWave(p)) != pixel(before, selection(), inWave(p)), p > 0.55 && p < 0.62)
+            << "the selection shades the wave, and only there, at " << p;
 
     start();
     EXPECT_EQ(loops().loopCount(), 0u) << "nothing before the track opens";
     ASSERT_TRUE(load(trackPath));
     EXPECT_EQ(loops().loopData(), saved) << "the same pairs, bit for bit";
     select(0.2, 0.4);
-    ASSERT_TRUE(load(makeTrack("another take.wav")));
+    const QString another = makeTrack("another take.wav");
+    ASSERT_TRUE(load(another));
     EXPECT_EQ(loops().loopCount(), 0u) << "another track has loops of its own";
     EXPECT_EQ(overview()->selectionRight() - overview()->selectionLeft(), 0.0) << "and no selection from the last one";
+    ASSERT_TRUE(load(trackPath));
+    ASSERT_EQ(loops().loopCount(), 2u);
+    itemShowing(menuNamed("Loops"), "Remove All Loops")->trigger();
+    ASSERT_TRUE(load(another) && load(trackPath));
+    EXPECT_EQ(loops().loopCount(), 0u) << "Remove All Loops takes them away for good";
 }
 
 TEST_F(WaveSelectionTest, KeysMoveThePlayheadOrTheSelectionAPlayingLoopTakesItAtTheSeamAZoomedViewFollowsAndTwoStrokesOfLCaptureALoop)
@@ -231,6 +265,10 @@ TEST_F(WaveSelectionTest, KeysMoveThePlayheadOrTheSelectionAPlayingLoopTakesItAt
     select(0.6, 0.8);
     EXPECT_TRUE(engine()->isPlaying());
     EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05) << "a new selection while playing is heard at once, from its start";
+    playFor(0.5);
+    press(Qt::Key_Return, {});
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05) << "Return goes back to the selection's start and plays on";
 
     const auto L = [&](Qt::KeyboardModifiers modifiers = {}, char letter = 'l') {
         QKeyEvent event(QEvent::KeyPress, Qt::Key_L, modifiers, QString(QChar(letter)));
@@ -273,6 +311,9 @@ TEST_F(WaveSelectionTest, KeysMoveThePlayheadOrTheSelectionAPlayingLoopTakesItAt
 
     click(inWave(0.9));
     ASSERT_FALSE(engine()->loop());
+    press(Qt::Key_Return, {});
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 0.0, 0.05) << "with no selection, to the track's start";
     EXPECT_FALSE(L({}, 'L')) << "Caps Lock: an upper-case L without Shift";
     EXPECT_FALSE(L(Qt::ControlModifier)) << "Ctrl";
     ASSERT_TRUE(L());
