@@ -1,6 +1,6 @@
 // The wave as a user plays it: Space plays and pauses the track, and a selection dragged out with the
-// mouse over the main wave plays as a loop at Space, and Space again pauses. What is heard is recorded from the null sink's monitor and
-// told apart by its tone.
+// mouse over the main wave plays as a loop at Space, and Space again pauses. What is heard is
+// recorded from the null sink's monitor and told apart by its tone.
 #include "system/DesktopSession.h"
 
 #include <QSettings>
