@@ -139,7 +139,7 @@ QWidget* PreferencesController::makeInfoPreferenceView()
     text->setWordWrap(true);
     text->setTextInteractionFlags(Qt::TextBrowserInteraction);
     text->setOpenExternalLinks(true);
-    text->setMinimumWidth(420);
+    text->setMinimumWidth(460);
     layout->addWidget(text);
     return view;
 }

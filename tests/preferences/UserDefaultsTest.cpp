@@ -31,13 +31,9 @@ TEST_F(UserDefaultsTest, StoredValuesAreWrittenAndWinWhileRegisteredDefaultsOnly
     EXPECT_EQ(reopened.dataForKey("LastSongBookmark"), blob);
 }
 
-TEST_F(UserDefaultsTest, ThemesAndIntegerSettingsReadTheWayThePreferenceControlsStoreThem)
+TEST_F(UserDefaultsTest, IntegerSettingsReadTheWayThePreferenceControlsStoreThem)
 {
     UserDefaults defaults(path());
-    EXPECT_EQ(ColorTheme::colorTheme(defaults).wave, ColorTheme::forTheme(1).wave) << "theme 1 when none is set";
-    defaults.setObject(2, "Theme");
-    EXPECT_EQ(ColorTheme::colorTheme(defaults).wave, ColorTheme::forTheme(2).wave);
-
     // An integer is a boolean, a number or its text; the flag is its low eight bits.
     // The integer when the fallback is -5, the flag when it falls back to false and to true.
     struct Case { QVariant stored; int integer; bool flagFallingBackToFalse, flagFallingBackToTrue; };
