@@ -21,6 +21,19 @@ struct MainWindowLayoutTest : WindowFixture {
 TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerCollapsesThePanelBesideItForGoodAndEveryWidthKeepsTheStripCentred)
 {
     EXPECT_FALSE(vc->isRightDrawerOpen()) << "the window starts with the drawer closed";
+    // The divider between library and playlist comes back where it was left, between 0.2 and 0.8
+    // of the panel; a stored one half is what a never-moved divider read, and counts as unset. The
+    // window is tall enough for both panes' least heights to allow every ratio.
+    for (const auto& [stored, restored] : {std::pair{QVariant(), 0.66}, {0.5, 0.66}, {0.9, 0.8}, {0.1, 0.2}, {0.35, 0.35}}) {
+        defaults->setObject(stored, "LeftMusicPanelTopRatio");
+        defaults->synchronize();
+        start(1200, 1500);
+        const QSplitter* split = vc->leftPanelSplitView();
+        EXPECT_TRUE(waitFor([&] { return std::abs(split->sizes()[0] - split->height() * restored) <= 1.0; }))
+            << stored.toDouble() << ": " << split->sizes()[0] << " of " << split->height();
+        EXPECT_EQ(defaults->doubleForKey("LeftMusicPanelTopRatio"), restored) << "what the next launch reads";
+    }
+    start();
     // A width of 120 or more is kept; a narrower one opens at the default.
     for (const auto& [stored, opened] : {std::pair{120.0, 120}, std::pair{119.0, 200}}) {
         vc->setRightDrawerExpandedWidth(stored);
