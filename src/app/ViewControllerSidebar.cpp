@@ -6,6 +6,7 @@
 #include "app/PlaylistTableModel.h"
 #include "app/PlaylistTableView.h"
 #include "audio/AudioEngine.h"
+#include "controls/LTGraySelectionRowView.h"
 #include "controls/SymbolIcons.h"
 #include "library/LTMusicLibraryPlaylistManager.h"
 #include "platform/MainQueue.h"
@@ -36,6 +37,7 @@ QTableView* makeTrackTable(QTableView* table, QAbstractItemModel* model, const Q
     table->setModel(model);
     table->setAccessibleName(accessibleName);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setItemDelegate(new LTGraySelectionRowView(table));
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setShowGrid(false);
     table->setWordWrap(false);

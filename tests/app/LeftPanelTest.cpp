@@ -260,6 +260,26 @@ TEST_F(LeftPanel, TheLibraryIsSearchedAndPickedFromAndPlaylistsAreMadeFilledStep
     ASSERT_TRUE(QFile::remove(path(kSongs[1])));
     ASSERT_TRUE(openFromLibrary(kSongs[0]));
     EXPECT_EQ(playlist()->model()->index(1, 0).data().toString(), kSongs[1] + ".wav (Missing local file)");
+    // It is drawn dimmed, the playable one in the text colour.
+    playlist()->clearSelection();
+    settle();
+    const QImage shot = playlist()->viewport()->grab().toImage();
+    const auto darkest = [&](int row) {
+        const QRect cell = playlist()->visualRect(playlist()->model()->index(row, 0));
+        int gray = 255;
+        for (int y = cell.top(); y <= cell.bottom(); ++y)
+            for (int x = cell.left(); x <= cell.right(); ++x)
+                gray = std::min(gray, qGray(shot.pixel(x, y)));
+        return gray;
+    };
+    EXPECT_NEAR(darkest(1), qGray(playlist()->palette().color(QPalette::Disabled, QPalette::Text).rgb()), 25);
+    EXPECT_LT(darkest(0), darkest(1) - 60);
+    // The song just played stays picked in the library, on a grey band rather than the desktop's accent.
+    ASSERT_EQ(library()->selectionModel()->selectedRows().size(), 1);
+    const QRect picked = library()->visualRect(library()->selectionModel()->selectedRows()[0]);
+    const QColor band = library()->viewport()->grab().toImage().pixelColor(picked.right() - 3, picked.center().y());
+    EXPECT_TRUE(band.red() == band.green() && band.green() == band.blue() && band.red() < 220) << band.name().toStdString();
+    EXPECT_TRUE(vc->leftSidebarView()->grab().save(LENTO_ARTIFACTS_DIR "/left-panel.png"));
 
     // Cancel keeps it, Delete removes it; the last one can't go.
     for (const auto& [reply, left] : {std::pair{"Cancel", 3}, {"Delete", 2}, {"Delete", 1}}) {
@@ -291,6 +311,15 @@ TEST_F(LeftPanel, RowsMoveKeepingTheCurrentTrackFilesAndSongsComeInAsCopiesOnceA
             expected << songs[i] + ".wav";
         EXPECT_EQ(rows(playlist()), expected);
         EXPECT_EQ(vc->currentTrackIndex(), c.currentAfter);
+        // The moved rows stay selected where they landed.
+        QList<int> selected, landed;
+        for (const QModelIndex& index : playlist()->selectionModel()->selectedRows())
+            selected << index.row();
+        for (int row = 0; row < c.order.size(); ++row)
+            if (c.dragged.contains(c.order[row]))
+                landed << row;
+        std::sort(selected.begin(), selected.end());
+        EXPECT_EQ(selected, landed);
     }
     // Back from another playlist, the track still playing is found again by its identity.
     fillPlaylist(songs, 1);
