@@ -58,9 +58,9 @@ QString NoteAnalysisCache::cacheKeyForURL(const QUrl& url, ChordMethod method)
     const double modified = double(info.st_mtim.tv_sec) + double(info.st_mtim.tv_nsec) / 1e9;
     const QString key = QString::asprintf("%s|%llu|%.0f|v%d", path.toUtf8().constData(),
                                            static_cast<unsigned long long>(info.st_size), modified, kVersion);
-    if (method == ChordMethod::Basic)
+    if (method == kDefaultChordMethod)
         return key;
-    return key + QStringLiteral("|%1|v%2").arg(chordMethodName(method)).arg(kPreciseVersion);
+    return key + QLatin1Char('|') + chordMethodName(method);
 }
 
 void NoteAnalysisCache::load()

@@ -26,13 +26,10 @@ public:
     explicit NoteAnalysisCache(QString path = defaultPath());
     QString path() const { return m_path; }
 
-    // The precise estimator's results carry this after the file's key; a change to that estimator
-    // that changes its answers raises the number.
-    static constexpr int kPreciseVersion = 1;
-
-    // "path|size|seconds|v6" for the basic estimator, "path|size|seconds|v6|precise|v1" for the
-    // precise one; empty for an address that is no local file or a file that is gone.
-    static QString cacheKeyForURL(const QUrl& url, ChordMethod method = ChordMethod::Basic);
+    // "path|size|seconds|v6" for the default estimator, with "|basic" after it for the other, so
+    // each method's chords are kept apart; empty for an address that is no local file or a file
+    // that is gone.
+    static QString cacheKeyForURL(const QUrl& url, ChordMethod method = kDefaultChordMethod);
 
     // Reads the file in place of what is held. A file that cannot be used leaves what is held, and
     // a damaged one says so in the log; the next save writes it whole again.

@@ -24,13 +24,16 @@ std::unique_ptr<NoteAnalysisCache> loaded(const QString& path)
 TEST(NoteAnalysisCacheTest, TheKeyIsPathSizeAndSecondSegmentsSurviveASaveAnUnusableFileLeavesWhatIsHeldAndASaveKeepsAtMost160)
 {
     QTemporaryDir dir;
-    // The key: path, size and the modification second rounded, with the version.
+    // The key: path, size and the modification second rounded, with the version; the basic
+    // estimator's chords are kept under their own.
     const QString file = dir.filePath("take 1.wav");
     ASSERT_TRUE(fixtures::writeFile(file, QByteArray(1000, 'x')));
-    for (const auto& [nanoseconds, ending] : {std::pair{400000000L, "|1000|1700000000|v6"}, {600000000L, "|1000|1700000001|v6"}}) {
+    for (const auto& [nanoseconds, method, ending] : {std::tuple{400000000L, ChordMethod::Precise, "|1000|1700000000|v6"},
+                                                      {600000000L, ChordMethod::Precise, "|1000|1700000001|v6"},
+                                                      {400000000L, ChordMethod::Basic, "|1000|1700000000|v6|basic"}}) {
         const timespec times[2] = {{1700000000, nanoseconds}, {1700000000, nanoseconds}};
         ASSERT_EQ(utimensat(AT_FDCWD, QFile::encodeName(file).constData(), times, 0), 0);
-        EXPECT_EQ(NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(file)), file + QString::fromLatin1(ending));
+        EXPECT_EQ(NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(file), method), file + QString::fromLatin1(ending));
     }
     EXPECT_TRUE(NoteAnalysisCache::cacheKeyForURL(QUrl::fromLocalFile(dir.filePath("gone.wav"))).isEmpty());
     EXPECT_TRUE(NoteAnalysisCache::cacheKeyForURL(QUrl("https://example.org/a.wav")).isEmpty());
