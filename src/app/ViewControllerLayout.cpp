@@ -242,7 +242,8 @@ void ViewController::buildBottomStrip(QWidget* root)
     // The chord under the playhead, in words, while the chords are shown.
     m_chordLabel = makeLabel(root, fixedFont(13));
     m_chordLabel->setObjectName(QStringLiteral("currentChord"));
-    m_chordLabel->setAccessibleName(tr("Current chord"));
+    // A name would be read in place of the text, and the text is what the listener wants.
+    m_chordLabel->setAccessibleDescription(tr("Current chord"));
     m_chordLabel->hide();
     m_speedLabel = makeLabel(root, fixedFont(12));
     m_zoomLabel = makeLabel(root, fixedFont(12));

@@ -27,13 +27,8 @@ void ViewController::setupNoteAnalysis()
     m_noteAnalysisCache = std::make_unique<NoteAnalysisCache>(noteAnalysisCachePath());
     m_noteAnalysisCacheLoaded = false;
     m_noteOverlayEnabled = ColorTheme::flagForKey(m_defaults, kNoteOverlayKey, false);
-    connect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::finished, this, [this] {
-        m_noteAnalysisPending = false;
-        m_chordLabel->clear();
-        if (!m_noteAnalysisCancel->load())
-            noteAnalysisDidEnd(m_noteAnalysisRunGeneration, m_noteAnalysisRunKey);
-        showCurrentChord();
-    });
+    connect(&m_noteAnalysis, &QFutureWatcher<QList<LTChordSegment>>::finished, this,
+            [this] { noteAnalysisDidEnd(m_noteAnalysisRunGeneration, m_noteAnalysisRunKey); });
     applyNoteSegments({}, m_player->duration());
     updateNoteOverlayVisibility();
 }
@@ -57,6 +52,7 @@ void ViewController::chordMethodChanged()
 
 void ViewController::stopNoteAnalysis()
 {
+    ++m_noteAnalysisGeneration; // what the run still gives is for no one
     if (m_noteAnalysisCancel)
         m_noteAnalysisCancel->store(true);
     m_noteAnalysis.waitForFinished();
@@ -118,6 +114,11 @@ void ViewController::toggleNoteOverlay(QObject*)
 void ViewController::scheduleNoteAnalysisForURL(const QUrl& url)
 {
     const uint64_t generation = ++m_noteAnalysisGeneration;
+    // The track before has no use for its chords any more, whether this one's are found, cached or
+    // not wanted; the run is told to stop, and what it still gives is dropped by its generation.
+    if (m_noteAnalysisCancel)
+        m_noteAnalysisCancel->store(true);
+    m_noteAnalysisPending = false;
     applyNoteSegments({}, m_player->duration());
     if (!m_noteOverlayEnabled)
         return;
@@ -131,9 +132,6 @@ void ViewController::scheduleNoteAnalysisForURL(const QUrl& url)
         applyNoteSegments(*cached, m_player->duration());
         return;
     }
-    // The track before has no use for its chords any more.
-    if (m_noteAnalysisCancel)
-        m_noteAnalysisCancel->store(true);
     m_noteAnalysisCancel = std::make_shared<std::atomic<bool>>(false);
     const auto cancel = m_noteAnalysisCancel;
     m_noteAnalysisRunGeneration = generation;
@@ -148,9 +146,10 @@ void ViewController::scheduleNoteAnalysisForURL(const QUrl& url)
 
 void ViewController::noteAnalysisDidEnd(uint64_t generation, const QString& key)
 {
-    // A result for a track that is no longer the current one is dropped.
+    // A result for a track that is no longer the current one, or for a run called off, is dropped.
     if (generation != m_noteAnalysisGeneration)
         return;
+    m_noteAnalysisPending = false;
     const QList<LTChordSegment> segments = m_noteAnalysis.result();
     applyNoteSegments(segments, m_player->duration());
     m_noteAnalysisCache->setSegmentsForKey(key, segments);
