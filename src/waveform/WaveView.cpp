@@ -9,6 +9,7 @@
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileInfo>
+#include <QImage>
 #include <QMimeData>
 #include <QNativeGestureEvent>
 #include <QPainter>
@@ -27,6 +28,19 @@ QColor withAlpha(QColor color, double alpha)
 {
     color.setAlphaF(float(alpha));
     return color;
+}
+
+// Qt hands a translucent fill of many scan lines to worker threads, whose hand-off costs more than
+// the fill itself; over an opaque background the same pixels come from an opaque colour, found by
+// letting Qt blend one pixel.
+QColor flattenedOver(QColor color, QColor background)
+{
+    if (color.alpha() == 255 || background.alpha() != 255)
+        return color;
+    QImage pixel(1, 1, QImage::Format_ARGB32_Premultiplied);
+    pixel.fill(background);
+    QPainter(&pixel).fillRect(0, 0, 1, 1, color);
+    return pixel.pixelColor(0, 0);
 }
 
 // The file a drop hands over: the first local file, else the first address of any kind.
@@ -276,10 +290,10 @@ void WaveView::drawChannels(QPainter& painter, const QRectF& dirty, double waveH
         fillUnderCurve(painter, curve, middle);
     };
     painter.setPen(Qt::NoPen);
-    painter.setBrush(m_fillColor);
+    painter.setBrush(flattenedOver(m_fillColor, m_backgroundColor));
     channel(left, 1.0f);
     if (right) {
-        painter.setBrush(withAlpha(m_fillColor, m_fillColor.alphaF() * 0.8));
+        painter.setBrush(flattenedOver(withAlpha(m_fillColor, m_fillColor.alphaF() * 0.8), m_backgroundColor));
         channel(right, -1.0f);
     }
     if (scale == 0.0f) {
