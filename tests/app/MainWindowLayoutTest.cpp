@@ -29,7 +29,7 @@ TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerC
         defaults->synchronize();
         start(1200, 1500);
         const QSplitter* split = vc->leftPanelSplitView();
-        EXPECT_TRUE(waitFor([&] { return std::abs(split->sizes()[0] - split->height() * restored) <= 1.0; }))
+        EXPECT_TRUE(waitFor([&, ratio = restored] { return std::abs(split->sizes()[0] - split->height() * ratio) <= 1.0; }))
             << stored.toDouble() << ": " << split->sizes()[0] << " of " << split->height();
         EXPECT_EQ(defaults->doubleForKey("LeftMusicPanelTopRatio"), restored) << "what the next launch reads";
     }
