@@ -102,13 +102,10 @@ TEST(AudioDevice, ThePlayheadIsWhatTheSinkPlays)
         engine.setSpeed(speed);
         ASSERT_TRUE(engine.playPause());
         std::vector<std::pair<Clock::time_point, double>> playhead;
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 6000 && (playhead.empty() || playhead.back().second < 1.7 * 44100)) {
-            QCoreApplication::processEvents();
+        EngineHarness::waitFor([&] {
             playhead.push_back({Clock::now(), engine.currentSampleTime()});
-            QThread::usleep(1000);
-        }
+            return playhead.back().second >= 1.7 * 44100;
+        }, 6000, false);
         // What waits between the player and the ear bounds how soon a speed or pitch change is heard.
         EXPECT_LT(double(engine.graph()->ring()->queuedFrames() + engine.graph()->output().latencyFrames()) / 44100.0, 0.12);
         EXPECT_FALSE(engine.playPause());

@@ -18,10 +18,7 @@ std::complex<double> tone(const std::vector<float>& x, size_t begin, size_t end,
     return 2.0 * sum / double(end - begin);
 }
 
-double decibels(double ratio)
-{
-    return 20.0 * std::log10(std::max(ratio, 1e-12));
-}
+double decibels(double ratio) { return 20.0 * std::log10(std::max(ratio, 1e-12)); }
 
 struct CentreCase {
     const char* name;
@@ -30,10 +27,7 @@ struct CentreCase {
     double keptHz, removedHz, removedBelowDb;
 };
 
-void PrintTo(const CentreCase& c, std::ostream* os)
-{
-    *os << c.name;
-}
+void PrintTo(const CentreCase& c, std::ostream* os) { *os << c.name; }
 
 struct CentreChannelTest : ::testing::TestWithParam<CentreCase>, EngineHarness {
     CentreChannelTest() : EngineHarness(pacedOutput()) {}
@@ -64,9 +58,7 @@ TEST_P(CentreChannelTest, OneToneGoesAndTheOtherStaysInPlaybackAndExportAndASolo
     engine.fillBufferFrom(0.0f, 1.0f, 0.0f);
     const fixtures::Signal written = exportTo(QStringLiteral("centre.wav"));
     const QString fromCommand = dir.filePath(QStringLiteral("command.wav"));
-    const fixtures::LentoRun run = fixtures::runLento({"--export", dir.filePath(QStringLiteral("track.wav")), "-o",
-                                                       fromCommand, "--centre", c.option});
-    ASSERT_EQ(run.status, 0) << run.err.constData();
+    ASSERT_EQ(fixtures::runLento({"--export", dir.filePath(QStringLiteral("track.wav")), "-o", fromCommand, "--centre", c.option}).status, 0);
     fixtures::Signal commanded;
     ASSERT_TRUE(fixtures::readSoundFile(fromCommand, commanded));
     const struct {

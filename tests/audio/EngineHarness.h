@@ -8,10 +8,7 @@
 #include "common/Sanitizers.h"
 
 struct RecordingDelegate : AudioPlayerDelegate {
-    int finished = 0;
-    int setups = 0;
-    int noOutput = 0;
-    int resets = 0;
+    int finished = 0, setups = 0, noOutput = 0, resets = 0;
     void audioPlayerDidFinishPlaying(AudioEngine*, bool) override { ++finished; }
     void audioPlayerDidFinishSetupSuccessfully(bool flag) override { ++(flag ? setups : noOutput); }
     void audioPlayerWillReset() override { ++resets; }
@@ -62,7 +59,6 @@ struct EngineHarness {
         engine.setExportProgress(&progress);
     }
 
-
     // Exports the current range `passes` times and reads the file back.
     fixtures::Signal exportTo(const QString& name, int passes = 1)
     {
@@ -89,30 +85,23 @@ struct EngineHarness {
 
     static std::vector<float> channel(const std::vector<float>& interleaved, int c)
     {
-        std::vector<float> out(interleaved.size() / 2);
-        for (size_t i = 0; i < out.size(); ++i)
-            out[i] = interleaved[2 * i + size_t(c)];
-        return out;
+        return fixtures::Signal{kRate, 2, interleaved}.channel(c);
     }
 
     // Runs posted main-queue work until `done` or a generous bound (longer in a sanitized build);
     // completions arrive from another thread.
     template <typename Predicate>
-    static bool waitFor(Predicate done, int timeoutMs = 3000) { return runUntil(done, timing::scaled(timeoutMs)); }
-
-    // Runs posted main-queue work for `ms` of the clock, as long in every build: a test's own pause.
-    static void runFor(int ms) { runUntil([] { return false; }, ms); }
-
-private:
-    template <typename Predicate>
-    static bool runUntil(Predicate done, int ms)
+    static bool waitFor(Predicate done, int timeoutMs = 3000, bool scaled = true)
     {
         QElapsedTimer timer;
         timer.start();
-        while (!done() && timer.elapsed() < ms) {
+        while (!done() && timer.elapsed() < (scaled ? timing::scaled(timeoutMs) : timeoutMs)) {
             QCoreApplication::processEvents();
             QThread::msleep(2);
         }
         return done();
     }
+
+    // Runs posted main-queue work for `ms` of the clock, as long in every build: a test's own pause.
+    static void runFor(int ms) { waitFor([] { return false; }, ms, false); }
 };

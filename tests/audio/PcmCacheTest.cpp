@@ -56,10 +56,8 @@ TEST(PcmCache, AppendsBecomeContiguousChannelsReadExactlyWithNothingLeftInTheFol
     }
     EXPECT_EQ(cache->channel(3), nullptr);
 
-    std::vector<float> out[3];
-    float* pointers[3];
-    for (int c = 0; c < 3; ++c)
-        pointers[c] = (out[c] = std::vector<float>(100, -1.0f)).data();
+    std::vector<float> out[3] = {std::vector<float>(100, -1.0f), std::vector<float>(100, -1.0f), std::vector<float>(100, -1.0f)};
+    float* pointers[3] = {out[0].data(), out[1].data(), out[2].data()};
     // Across a write-buffer boundary, then clamped at the end, then outside.
     for (const auto& [start, count, got] : {std::tuple{int64_t(65530), 20, 20}, std::tuple{total - 5, 100, 5}}) {
         ASSERT_EQ(cache->read(start, count, pointers), got);
@@ -72,9 +70,23 @@ TEST(PcmCache, AppendsBecomeContiguousChannelsReadExactlyWithNothingLeftInTheFol
     cache->prefetch(total - 10, 1000); // clamped, not past the mapping
 }
 
-// The file-size limit stands in for a full disk: writes past it fail with EFBIG.
-TEST(PcmCache, AFullDiskFailsCleanly)
+// What the cache can not hold is refused with its reason: no channels, a folder it can not make, and
+// a full disk (the file-size limit stands in for one: writes past it fail with EFBIG), after which
+// it is unusable; a finished track refuses more and stays as it was.
+TEST(PcmCache, RefusesWhatItCanNotHoldAndKeepsAFinishedTrackAsItIs)
 {
+    QString error;
+    EXPECT_EQ(PcmCache::create(0, 44100.0, &error), nullptr);
+    EXPECT_FALSE(error.isEmpty());
+    const QByteArray savedCache = qgetenv("XDG_CACHE_HOME");
+    QTemporaryDir dir;
+    ASSERT_TRUE(fixtures::writeFile(dir.filePath("file"), {}));
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(dir.filePath("file")));
+    const auto refused = PcmCache::create(2, 44100.0, &error);
+    qputenv("XDG_CACHE_HOME", savedCache);
+    EXPECT_EQ(refused, nullptr);
+    EXPECT_TRUE(error.startsWith(QStringLiteral("Could not make the cache folder"))) << error.toStdString();
+
     auto cache = PcmCache::create(1, 48000.0);
     ASSERT_TRUE(cache);
     rlimit saved{};
@@ -90,37 +102,19 @@ TEST(PcmCache, AFullDiskFailsCleanly)
     const bool finished = ok && cache->finish();
     setrlimit(RLIMIT_FSIZE, &saved);
     std::signal(SIGXFSZ, previousHandler);
-
     EXPECT_FALSE(finished);
     EXPECT_TRUE(cache->error().startsWith(QStringLiteral("Could not write the decoded audio to the cache")))
         << cache->error().toStdString();
     EXPECT_FALSE(cache->append(block.data(), 1)) << "unusable from then on";
     EXPECT_FALSE(cache->finish());
     EXPECT_EQ(cache->channel(0), nullptr);
-}
-
-TEST(PcmCache, RefusesWhatItCanNotHoldAndKeepsAFinishedTrackAsItIs)
-{
-    QString error;
-    EXPECT_EQ(PcmCache::create(0, 44100.0, &error), nullptr);
-    EXPECT_FALSE(error.isEmpty());
-    // A cache folder whose parent is a file can not be made.
-    const QByteArray savedCache = qgetenv("XDG_CACHE_HOME");
-    QTemporaryDir dir;
-    ASSERT_TRUE(fixtures::writeFile(dir.filePath("file"), {}));
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(dir.filePath("file")));
-    const auto refused = PcmCache::create(2, 44100.0, &error);
-    qputenv("XDG_CACHE_HOME", savedCache);
-    EXPECT_EQ(refused, nullptr);
-    EXPECT_TRUE(error.startsWith(QStringLiteral("Could not make the cache folder"))) << error.toStdString();
 
     auto empty = PcmCache::create(2, 22050.0);
     ASSERT_TRUE(empty && empty->finish());
     EXPECT_EQ(empty->channel(0), nullptr);
     auto full = filledCache(1, 10, {10});
     ASSERT_TRUE(full && full->finish());
-    const float more[] = {1.0f};
-    EXPECT_FALSE(full->append(more, 1));
+    EXPECT_FALSE(full->append(block.data(), 1));
     EXPECT_EQ(full->frameCount(), 10);
     EXPECT_EQ(full->channel(0)[9], sampleAt(9, 0)) << "a refused append must leave the track as it was";
 }

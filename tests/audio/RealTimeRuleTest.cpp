@@ -12,6 +12,8 @@
 #include <pthread.h>
 #include <thread>
 
+static std::atomic<long> g_realTimeHeapUse{0};
+
 #if !LENTO_SANITIZER_OWNS_THE_HEAP
 
 extern "C" {
@@ -32,8 +34,6 @@ bool onRealTimeThread()
     pthread_getname_np(pthread_self(), name, sizeof name);
     return std::strcmp(name, "lento-render") == 0 || std::strcmp(name, "lento-output") == 0;
 }
-
-std::atomic<long> g_realTimeHeapUse{0};
 
 void countMalloc()
 {
@@ -67,16 +67,10 @@ void free(void* p)
 
 namespace {
 
-#if LENTO_SANITIZER_OWNS_THE_HEAP
-#define SKIP_WITHOUT_HEAP_HOOKS() GTEST_SKIP() << "the sanitizer owns the allocator here, so the heap is not watched"
-std::atomic<long> g_realTimeHeapUse{0};
-#else
-#define SKIP_WITHOUT_HEAP_HOOKS() (void)0
-#endif
-
 TEST(RealTimeRule, theRenderAndOutputThreadsNeverTouchTheHeap)
 {
-    SKIP_WITHOUT_HEAP_HOOKS();
+    if (LENTO_SANITIZER_OWNS_THE_HEAP)
+        GTEST_SKIP() << "the sanitizer owns the allocator here, so the heap is not watched";
     // The hook sees the heap on a thread of such a name, and only there.
     long before = g_realTimeHeapUse.load();
     std::thread([] {
@@ -101,31 +95,21 @@ TEST(RealTimeRule, theRenderAndOutputThreadsNeverTouchTheHeap)
     before = g_realTimeHeapUse.load();
     const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(2000);
     for (int step = 0; std::chrono::steady_clock::now() < until; ++step) {
-        switch (step % 6) {
-        case 0: // a loop with a head, as a click inside a selection makes
+        if (step % 6 == 0 || step % 6 == 3) { // a loop with a head, as a click inside a selection makes; the track's end once
             engine.stop();
-            engine.setLoop(true);
-            engine.fillBufferFrom(0.2f, 0.3f, 0.25f);
-            break;
-        case 1:
+            engine.setLoop(step % 6 == 0);
+            step % 6 ? engine.fillBufferFrom(0.9f, 1.0f, 0.9f) : engine.fillBufferFrom(0.2f, 0.3f, 0.25f);
+        } else if (step % 6 == 1) {
             engine.setSpeed(0.25f + 0.05f * float(step % 25));
             engine.setPitch(-1200.0f + 97.0f * float(step % 25));
             engine.pitchEnable(step % 4 != 1);
-            break;
-        case 2:
+        } else if (step % 6 == 2) {
             engine.setFilter(float(100 + 37 * step % 9000));
             engine.filterEnable(step % 4 < 2);
             engine.setVolume(float(step % 10) / 10.0f);
             step % 3 ? engine.soloLeft(true) : engine.soloRight(step % 2);
-            break;
-        case 3: // to the end of the track, once
-            engine.stop();
-            engine.setLoop(false);
-            engine.fillBufferFrom(0.9f, 1.0f, 0.9f);
-            break;
-        default: // pause and resume, which stop and start both threads
+        } else { // pause and resume, which stop and start both threads
             engine.playPause();
-            break;
         }
         if (!engine.isPlaying() && step % 6 < 4)
             engine.playPause();
