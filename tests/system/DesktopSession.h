@@ -17,15 +17,22 @@ inline QString xdotool(const QStringList& args)
     return QString::fromLocal8Bit(out).trimmed();
 }
 
-// The id of the shown window titled exactly `title`, once there is one (looked for at least once).
-inline QString shownWindowTitled(const QString& title, int timeoutMs = 15000)
+// Until `done` (asked at least once) or `timeoutMs`, looking every tenth of a second.
+template <typename Done>
+inline bool waitUntil(Done done, int timeoutMs)
 {
     QElapsedTimer clock;
-    clock.start();
-    const QStringList search{"search", "--onlyvisible", "--name", "^" + title + "$"};
+    for (clock.start(); !done(); QThread::msleep(100))
+        if (clock.elapsed() >= timeoutMs)
+            return false;
+    return true;
+}
+
+// The id of the shown window titled exactly `title`, once there is one.
+inline QString shownWindowTitled(const QString& title, int timeoutMs = 15000)
+{
     QString ids;
-    while ((ids = xdotool(search)).isEmpty() && clock.elapsed() < timeoutMs)
-        QThread::msleep(100);
+    waitUntil([&] { return !(ids = xdotool({"search", "--onlyvisible", "--name", "^" + title + "$"})).isEmpty(); }, timeoutMs);
     return ids.section('\n', 0, 0);
 }
 
