@@ -25,7 +25,7 @@ struct LoopDataStoreTest : ::testing::Test {
 
 } // namespace
 
-TEST_F(LoopDataStoreTest, TwoStoresOnOneFileKeepEachOthersTracksWithExactFractionsAndASaveWaitsForAnotherHoldingIt)
+TEST_F(LoopDataStoreTest, TwoStoresShareAFileExactlyADamagedFileIsKeptAsideAMalformedTrackIsSkippedAloneAndBadLoopsAreRefused)
 {
     // In the caller's order, which need not be sorted; the shortest decimal of each must read back bit for bit.
     const Loops one{{0.5, 1.0}, {0.1 + 0.2, 1.0 / 3}, {0.0, std::numeric_limits<double>::denorm_min()},
@@ -47,10 +47,8 @@ TEST_F(LoopDataStoreTest, TwoStoresOnOneFileKeepEachOthersTracksWithExactFractio
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList({"saved-loops.json", "saved-loops.json.lock"}))
         << "no temporary file left beside it";
     EXPECT_TRUE(log.lines().isEmpty()) << log.lines().join('\n').toStdString();
-}
 
-TEST_F(LoopDataStoreTest, ADamagedFileIsKeptAsideAndTheNextSaveStartsAfresh)
-{
+    // A damaged file is kept aside and the next save starts afresh.
     const QByteArray damaged[] = {"", "{\"version\": 1, \"tracks\": {", "[{\"version\": 1, \"tracks\": {}}]",
                                   "{\"version\": 2, \"tracks\": {}}", "{\"version\": \"1\", \"tracks\": {}}",
                                   "{\"tracks\": {}}", "{\"version\": 1, \"tracks\": []}",
@@ -63,17 +61,16 @@ TEST_F(LoopDataStoreTest, ADamagedFileIsKeptAsideAndTheNextSaveStartsAfresh)
         EXPECT_EQ(store.loopsForKey("a.wav"), Loops());
         EXPECT_EQ(readFile(path + ".bak"), bytes);
         ASSERT_EQ(log.lines().size(), 1) << log.lines().join('\n').toStdString();
-        EXPECT_TRUE(log.lines()[0].startsWith("Saved loops file " + path + " is damaged (")) << log.lines()[0].toStdString();
-        EXPECT_TRUE(log.lines()[0].endsWith("a copy is kept as " + path + ".bak")) << log.lines()[0].toStdString();
+        EXPECT_TRUE(log.lines()[0].startsWith("Saved loops file " + path + " is damaged (")
+                    && log.lines()[0].endsWith("a copy is kept as " + path + ".bak")) << log.lines()[0].toStdString();
         ASSERT_TRUE(writeFile(path + ".bak", "an older copy"));
         ASSERT_TRUE(store.setLoopsForKey("b.wav", {{0.1, 0.2}}));
         EXPECT_EQ(readFile(path + ".bak"), bytes) << "kept before it is overwritten";
         EXPECT_EQ(QJsonDocument::fromJson(readFile(path))["tracks"].toObject().keys(), QStringList{"b.wav"});
     }
-}
 
-TEST_F(LoopDataStoreTest, AMalformedTrackIsSkippedAloneAndLeftAsItWas)
-{
+    // A malformed track is skipped alone and left in the file as it was.
+    QFile::remove(path + ".bak");
     for (const char* entry : {"\"0.1 0.2\"", "{\"left\": 0.1, \"right\": 0.2}", "[{\"left\": \"0.1\", \"right\": 0.2}]",
                               "[{\"left\": 0.1}]", "[0.1, 0.2]", "[{\"left\": 0.3, \"right\": 0.2}]",
                               "[{\"left\": 0.2, \"right\": 0.2}]", "[{\"left\": -0.1, \"right\": 0.2}]",
@@ -89,10 +86,7 @@ TEST_F(LoopDataStoreTest, AMalformedTrackIsSkippedAloneAndLeftAsItWas)
         EXPECT_EQ(store.loopsForKey("good.wav"), Loops({{0.0, 1.0}, {0.5, 0.6}}));
         EXPECT_FALSE(QFile::exists(path + ".bak"));
     }
-}
 
-TEST_F(LoopDataStoreTest, WhatCannotBeWrittenOrReadIsRefused)
-{
     LoopDataStore store(path);
     ASSERT_TRUE(store.setLoopsForKey("a.wav", {{0.1, 0.2}}));
     for (const Loops& loops : {Loops{{0.3, 0.3}}, Loops{{0.5, 0.4}}, Loops{{-0.1, 0.2}}, Loops{{0.2, 1.1}},

@@ -24,7 +24,7 @@ LoopMarker markerWith(const Loops& loops)
 
 } // namespace
 
-TEST(LoopMarkerTest, ChangesLeaveTheListInOrder)
+TEST(LoopMarkerTest, ChangesLeaveTheListInOrderNextAndLastWrapContainsIsStrictAndContainingTakesTheNearestLength)
 {
     struct Change { const char* name; Loops before; std::function<void(LoopMarker&)> change; Loops after; };
     const Change changes[] = {
@@ -50,10 +50,8 @@ TEST(LoopMarkerTest, ChangesLeaveTheListInOrder)
         c.change(marker);
         EXPECT_EQ(marker.loopData(), c.after) << c.name;
     }
-}
 
-TEST(LoopMarkerTest, NextAndLastWrapAndPlaceAnUnstoredLoopOutsideAndAnIndexOutsideGivesNothing)
-{
+    // Next and last wrap round and place an unstored loop outside; an index outside gives nothing.
     const LoopPair a{0.1, 0.2}, b{0.3, 0.4}, c{0.5, 0.6}, absent{0.7, 0.8};
     const LoopMarker three = markerWith({c, a, b}), one = markerWith({b}), none;
     const struct { const LoopMarker& marker; LoopPair from, next, last; } cases[] = {
@@ -65,21 +63,19 @@ TEST(LoopMarkerTest, NextAndLastWrapAndPlaceAnUnstoredLoopOutsideAndAnIndexOutsi
     }
     for (const int32_t index : {0, 2, 3, -1, std::numeric_limits<int32_t>::min()})
         EXPECT_EQ(three.loop(index), index == 0 ? a : index == 2 ? c : LoopPair()) << index;
-}
 
-TEST(LoopMarkerTest, ContainsIsStrictWhileContainingTakesTheLeftEndAndTheNearestLength)
-{
+    // Containing takes the left end, not the right, and of several the nearest length.
     const LoopMarker nested = markerWith({{0.1, 0.9}, {0.2, 0.3}});
     // Lengths 0.4 and 0.4 - 1e-10 are one float apart from 0.4 at most: a tie, the earlier stays.
     const LoopMarker floatTie = markerWith({{0.5, 0.9 - 1e-10}, {0.6, 1.0}});
     // The nearest length wins, not the shortest loop.
     const LoopMarker wide = markerWith({{0.0, 0.9}, {0.4, 0.6}, {0.7, 0.8}});
     const LoopMarker exactTie = markerWith({{0.25, 0.5}, {0.375, 0.625}});
-    const struct { const LoopMarker& marker; double p; bool contains; LoopPair containing; } cases[] = {
+    const struct { const LoopMarker& marker; double p; bool contains; LoopPair containing; } points[] = {
         {nested, 0.05, false, {}}, {nested, 0.1, false, {0.1, 0.9}}, {nested, 0.2, true, {0.2, 0.3}},
         {nested, 0.25, true, {0.2, 0.3}}, {nested, 0.3, true, {0.1, 0.9}}, {nested, 0.9, false, {}},
         {nested, kNaN, false, {}}, {wide, 0.5, true, {0.4, 0.6}}, {wide, 0.75, true, {0.0, 0.9}}, {floatTie, 0.8, true, {0.5, 0.9 - 1e-10}}, {exactTie, 0.45, true, {0.25, 0.5}}};
-    for (const auto& k : cases) {
+    for (const auto& k : points) {
         EXPECT_EQ(k.marker.loopContainsPoint(k.p), k.contains) << k.p;
         EXPECT_EQ(k.marker.loopContainingPoint(k.p), k.containing) << k.p;
     }

@@ -157,12 +157,10 @@ TEST_F(WaveSelectionTest, SavedLoopsAreMadeEditedPickedFromTheBandKeysOrOverview
     }
     ASSERT_EQ(loops().loopCount(), 3u);
     click(inWave(0.95));
+    // From no saved loop the first, then each in turn, wrapping round both ways.
     const QKeyCombination next(Qt::CTRL | Qt::Key_BracketRight), previous(Qt::CTRL | Qt::Key_BracketLeft);
-    EXPECT_NEAR(withKeys(next), 0.1, kNear) << "from no saved loop: the first";
-    EXPECT_NEAR(withKeys(next), 0.4, kNear);
-    EXPECT_NEAR(withKeys(next), 0.7, kNear);
-    EXPECT_NEAR(withKeys(next), 0.1, kNear) << "wraps to the first";
-    EXPECT_NEAR(withKeys(previous), 0.7, kNear) << "wraps to the last";
+    for (const auto& [keys, left] : {std::pair{next, 0.1}, {next, 0.4}, {next, 0.7}, {next, 0.1}, {previous, 0.7}})
+        EXPECT_NEAR(withKeys(keys), left, kNear);
     EXPECT_NEAR(rangeStart(), 0.7, kNear);
     EXPECT_TRUE(engine()->loop());
     EXPECT_EQ(accessible(selection(), QAccessible::Description), "Selection from 00:07.0 to 00:08.0")
