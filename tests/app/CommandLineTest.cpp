@@ -19,7 +19,7 @@ struct CommandLineTest : ::testing::Test {
 
 } // namespace
 
-TEST_F(CommandLineTest, InfoChordsHelpVersionAndExportAnswerWithProgressOnlyOnStderrAndAFailedExportKeepsTheOldFile)
+TEST_F(CommandLineTest, CommandsAnswerWithProgressOnlyOnStderrAFailedExportKeepsTheOldFileAndBadArgumentsExitWithTwoAndALineSayingWhy)
 {
     fixtures::LentoRun r = fixtures::runLento({"--info", input});
     ASSERT_EQ(r.status, 0) << r.err.constData();
@@ -86,10 +86,8 @@ TEST_F(CommandLineTest, InfoChordsHelpVersionAndExportAnswerWithProgressOnlyOnSt
     EXPECT_GT(std::abs(amplitude(written, 1) - amplitude(written, 0)), 0.07) << "the tone filter treats 440 and 660 Hz apart";
     EXPECT_EQ(QFile::permissions(out), mode) << "a whole export replaces the file and keeps its permissions";
     EXPECT_EQ(QDir(dir.path()).entryList(all), names);
-}
 
-TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
-{
+    // Bad arguments and files exit with 2 and one line saying why.
     const QString text = dir.filePath("text.wav");
     ASSERT_TRUE(fixtures::writeFile(text, "no audio here"));
     const QString longFile = dir.filePath("long.wav"); // four hours and a frame at 10 Hz
@@ -100,7 +98,7 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
     ASSERT_TRUE(QFile::resize(cut, QFileInfo(cut).size() / 2 + 3));
     const QString empty = dir.filePath("empty.wav");
     ASSERT_TRUE(fixtures::writeWav(empty, fixtures::stereoSines(22050, 0)));
-    const QString out = dir.filePath("never.wav");
+    const QString never = dir.filePath("never.wav");
     const QString missing = dir.filePath("missing.wav");
     const QList<std::pair<QStringList, const char*>> cases{
         {{"--bogus"}, "unknown option --bogus"},
@@ -111,18 +109,18 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
         {{"--info", longFile}, "four hours"},
         {{"--info", cut}, "cut.wav: the file is damaged or truncated"},
         {{"--export", input}, "needs an output file"},
-        {{"--export", "-o", out}, "needs an input file"},
-        {{"--export", input, input, "-o", out}, "only one input file"},
+        {{"--export", "-o", never}, "needs an input file"},
+        {{"--export", input, input, "-o", never}, "only one input file"},
         {{"--export", input, "-o", dir.filePath("out.mp3")}, "must end in .wav"},
-        {{"--export", input, "-o", out, "--speed", "2"}, "--speed needs a number from 0.25 to 1.5, not \"2\""},
-        {{"--export", input, "-o", out, "--cents", "fast"}, "--cents needs a number"},
-        {{"--export", input, "-o", out, "--solo", "middle"}, "--solo takes left or right"},
-        {{"--export", input, "-o", out, "--centre", "middle"}, "--centre takes cancel or only, not \"middle\""},
-        {{"--export", input, "-o", out, "--from", "3", "--to", "2"}, "--to must lie after --from"},
-        {{"--export", input, "-o", out, "--volume"}, "--volume needs a value"},
-        {{"--export", input, "-o", out, "--bogus", "1"}, "unknown option --bogus"},
-        {{"--export", missing, "-o", out}, "missing.wav: no such readable file"},
-        {{"--export", text, "-o", out}, "text.wav: "},
+        {{"--export", input, "-o", never, "--speed", "2"}, "--speed needs a number from 0.25 to 1.5, not \"2\""},
+        {{"--export", input, "-o", never, "--cents", "fast"}, "--cents needs a number"},
+        {{"--export", input, "-o", never, "--solo", "middle"}, "--solo takes left or right"},
+        {{"--export", input, "-o", never, "--centre", "middle"}, "--centre takes cancel or only, not \"middle\""},
+        {{"--export", input, "-o", never, "--from", "3", "--to", "2"}, "--to must lie after --from"},
+        {{"--export", input, "-o", never, "--volume"}, "--volume needs a value"},
+        {{"--export", input, "-o", never, "--bogus", "1"}, "unknown option --bogus"},
+        {{"--export", missing, "-o", never}, "missing.wav: no such readable file"},
+        {{"--export", text, "-o", never}, "text.wav: "},
         {{"--export", input, "-o", dir.filePath("no/such/dir/out.wav")}, "out.wav: can not be written"},
         {{"--export", input, "-o", input}, "would overwrite the input"},
         {{"--chords"}, "--chords needs an input file"},
@@ -137,10 +135,10 @@ TEST_F(CommandLineTest, BadArgumentsAndFilesExitWithTwoAndOneLineSayingWhy)
     };
     for (const auto& [args, why] : cases) {
         SCOPED_TRACE(args.join(' ').toStdString());
-        const fixtures::LentoRun r = fixtures::runLento(args);
+        r = fixtures::runLento(args);
         EXPECT_EQ(r.status, 2);
         EXPECT_TRUE(r.out.isEmpty());
         EXPECT_TRUE(r.err.startsWith("lento: ") && r.err.count('\n') == 1 && r.err.contains(why)) << r.err.constData();
-        EXPECT_FALSE(QFileInfo::exists(out));
+        EXPECT_FALSE(QFileInfo::exists(never));
     }
 }

@@ -91,14 +91,6 @@ struct LeftPanel : WindowFixture {
 
     QStringList playlistNames() const { return texts(vc->playlistSelectorPopup()->model()); }
 
-    // Songs beyond the library's, for playlists longer than it.
-    QStringList extraSongs(int count)
-    {
-        QStringList songs;
-        for (int i = 0; i < count; ++i)
-            EXPECT_TRUE(fixtures::writeWav(path(songs.emplace_back(QStringLiteral("Extra %1").arg(i))), fixtures::stereoSines(44100, 22050)));
-        return songs;
-    }
     QUrl file(const QString& song) const { return QUrl::fromLocalFile(path(song)); }
     QMimeData* filesDrag(const QStringList& songs, QList<QUrl> urls = {}) const
     {
@@ -118,8 +110,6 @@ struct LeftPanel : WindowFixture {
         return playlist()->model()->mimeData(playlist()->selectionModel()->selectedIndexes());
     }
 
-    // Tracks dragged in arrive as Qt delivers a drag: enter, move, drop, over the real table, with
-    // the data its source table makes.
     // A drag over `target` at `at` and a drop there, delivered to the window as the platform's
     // drag manager does, so Qt itself picks the widget that takes drops. The drop comes only when
     // the move was accepted, as a real one does. Shift makes the source propose a move. The
@@ -134,22 +124,16 @@ struct LeftPanel : WindowFixture {
         QApplication::sendEvent(handle, &enter);
         // A move starts out with what the enter accepted; a widget may change its mind.
         QDragMoveEvent move(inWindow, offered, data, Qt::LeftButton, modifiers);
-        if (enter.isAccepted() && (offered & enter.dropAction())) {
-            move.setDropAction(enter.dropAction());
-            move.accept();
-        }
+        move.setDropAction(enter.dropAction());
+        move.setAccepted(enter.isAccepted() && (offered & enter.dropAction()));
         QApplication::sendEvent(handle, &move);
-        if (!move.isAccepted()) {
-            QDragLeaveEvent leave;
-            QApplication::sendEvent(handle, &leave);
-            settle();
-            return Qt::IgnoreAction;
-        }
         QDropEvent drop(QPointF(inWindow), offered, data, Qt::LeftButton, modifiers);
-        QApplication::sendEvent(handle, &drop);
+        QDragLeaveEvent leave;
+        QApplication::sendEvent(handle, move.isAccepted() ? static_cast<QEvent*>(&drop) : &leave);
         settle();
-        EXPECT_EQ(move.dropAction(), drop.dropAction()) << "the drag promised what the drop did";
-        return drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
+        if (move.isAccepted())
+            EXPECT_EQ(move.dropAction(), drop.dropAction()) << "the drag promised what the drop did";
+        return move.isAccepted() && drop.isAccepted() ? drop.dropAction() : Qt::IgnoreAction;
     }
 
     // Over the gap above `row`, or below the last row for the count.
@@ -293,7 +277,11 @@ TEST_F(LeftPanel, TheLibraryIsSearchedAndPickedFromAndPlaylistsAreMadeFilledStep
 
 TEST_F(LeftPanel, RowsMoveKeepingTheCurrentTrackFilesAndSongsComeInAsCopiesOnceAndASongDropsOntoTheWaveAsItsFile)
 {
-    const QStringList songs = QStringList(kSongs) << extraSongs(1);
+    // Songs beyond the library's, for playlists longer than it.
+    QStringList extra;
+    for (int i = 0; i < 4; ++i)
+        ASSERT_TRUE(fixtures::writeWav(path(extra.emplace_back(QStringLiteral("Extra %1").arg(i))), fixtures::stereoSines(44100, 22050)));
+    const QStringList songs = kSongs + extra.first(1);
     const struct { QList<int> dragged; int dropRow, current; QList<int> order; int currentAfter; } cases[] = {
         {{0, 2}, 4, 1, {1, 3, 0, 2}, 0},
         {{2, 0}, 4, 2, {1, 3, 0, 2}, 3}, // picked in another order
@@ -340,24 +328,23 @@ TEST_F(LeftPanel, RowsMoveKeepingTheCurrentTrackFilesAndSongsComeInAsCopiesOnceA
     EXPECT_EQ(rows(playlist()).last(), songs[1] + ".wav");
 
     // Files and library songs are inserted as copies, once each.
-    const QStringList extra = extraSongs(3);
     fillPlaylist({kSongs[0], kSongs[1]}, 1);
     // A plain path under the URL type is taken as a file, as some desktops send it.
     auto* data = new QMimeData;
-    data->setData("text/uri-list", (file(extra[0]).toString() + "\r\n" + path(extra[1]) + "\r\n# a comment\r\n" + file(extra[2]).toString()).toUtf8());
+    data->setData("text/uri-list", (file(extra[1]).toString() + "\r\n" + path(extra[2]) + "\r\n# a comment\r\n" + file(extra[3]).toString()).toUtf8());
     // A file manager proposing a move still only gets a copy: its file stays where it is.
     EXPECT_EQ(dropOnPlaylist(data, 1, Qt::ShiftModifier), Qt::CopyAction);
-    EXPECT_EQ(rows(playlist()), wavs({kSongs[0], extra[0], extra[1], extra[2], kSongs[1]}));
+    EXPECT_EQ(rows(playlist()), wavs({kSongs[0], extra[1], extra[2], extra[3], kSongs[1]}));
     EXPECT_EQ(vc->currentTrackIndex(), 4);
-    EXPECT_TRUE(QFile::exists(path(extra[0])));
+    EXPECT_TRUE(QFile::exists(path(extra[1])));
     // A library song comes in under its name.
     const auto songDrag = [&](const QString& song) { return library()->model()->mimeData({library()->model()->index(libraryRow(song), 0)}); };
     EXPECT_EQ(dropOnPlaylist(songDrag(kSongs[2]), 0), Qt::CopyAction);
-    const QStringList expected = QStringList{kSongs[2]} + wavs({kSongs[0], extra[0], extra[1], extra[2], kSongs[1]});
+    const QStringList expected = QStringList{kSongs[2]} + wavs({kSongs[0], extra[1], extra[2], extra[3], kSongs[1]});
     EXPECT_EQ(rows(playlist()), expected);
     EXPECT_EQ(vc->currentTrackIndex(), 5);
     // Songs and files already there, and a web address.
-    for (QMimeData* refused : {songDrag(kSongs[2]), filesDrag({extra[1], kSongs[0]}), filesDrag({}, {QUrl("https://example.org/a.mp3")})}) {
+    for (QMimeData* refused : {songDrag(kSongs[2]), filesDrag({extra[2], kSongs[0]}), filesDrag({}, {QUrl("https://example.org/a.mp3")})}) {
         EXPECT_EQ(dropOnPlaylist(refused, 2), Qt::IgnoreAction);
         EXPECT_EQ(rows(playlist()), expected);
     }

@@ -29,7 +29,6 @@ TEST(ControlFormatsTest, TextsAtTheirBoundaries)
 
 TEST_F(MainWindowControlsTest, EachSlidersMoveReachesLabelAndEngineAltPutsOnlyItBackAndANewTrackKeepsOnlyVolumeAndSolo)
 {
-    EXPECT_EQ(vc->volumeLabel()->text(), "0.0 dB") << "the volume starts at full";
     const auto pitchHeard = [&] { return vc->player()->graph()->pitchNode().pitch(); };
     struct SliderCase { WDSlider* slider; QLabel* label; double value; const char* name; const char* shown; std::function<double()> heard; double expected; };
     // Set as a screen reader's user would; the two pitch sliders share one label,

@@ -3,23 +3,7 @@
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
 
-#include <sndfile.h>
-
 namespace {
-
-// A long 44.1 kHz stereo 16-bit WAV, written a second at a time from one precomputed second, so
-// an hour costs little more than the disk writes.
-bool writeLongWav(const QString& path, int seconds)
-{
-    SF_INFO info{0, 44100, 2, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
-    SNDFILE* file = sf_open(path.toLocal8Bit().constData(), SFM_WRITE, &info);
-    std::vector<short> second(44100 * 2);
-    for (size_t i = 0; i < second.size(); ++i)
-        second[i] = short(6000.0 * std::sin(2.0 * M_PI * (i % 2 ? 330.0 : 220.0) * double(i / 2) / 44100.0));
-    for (int s = 0; file && s < seconds; ++s)
-        sf_writef_short(file, second.data(), 44100);
-    return file && sf_close(file) == 0 && QFileInfo(path).size() > seconds * 44100 * 4;
-}
 
 struct OpenWithoutFreezingTest : WindowFixture {
     QList<QPair<QUrl, bool>> finished;
@@ -54,7 +38,8 @@ struct OpenWithoutFreezingTest : WindowFixture {
 TEST_F(OpenWithoutFreezingTest, AnHourLongFileOpensWhileTheWindowKeepsReactingACancelOrARefusalChangesNothingAndTheLastOfTwoOpensWins)
 {
     const QString hour = dir.filePath("hour.wav");
-    ASSERT_TRUE(writeLongWav(hour, 3600));
+    // A second looped to an hour, at little more than the cost of the disk writes.
+    ASSERT_TRUE(fixtures::ffmpegConvert(makeTrack("a second.wav", 1.0), hour, {"-af", "aloop=loop=3599:size=44100"}));
     bool barShown = false;
     QObject::connect(vc->opener(), &TrackOpener::progressShouldShow, [&] {
         QCoreApplication::processEvents();

