@@ -1,7 +1,6 @@
 #include "EngineHarness.h"
 
 #include <atomic>
-#include <tuple>
 
 namespace {
 
@@ -9,38 +8,22 @@ namespace {
 // its device went away.
 class ScriptedOutput : public VirtualOutput {
 public:
-    inline static std::atomic<bool> refuseOpen{false};
-    inline static std::atomic<bool> lost{false};
-    bool open(double sampleRate, int channels) override
-    {
-        return !refuseOpen && VirtualOutput::open(sampleRate, channels);
-    }
+    inline static std::atomic<bool> refuseOpen{false}, lost{false};
+    bool open(double sampleRate, int channels) override { return !refuseOpen && VirtualOutput::open(sampleRate, channels); }
     bool isLost() const override { return lost; }
 };
-
-AudioEngine::Options scriptedOutput(bool watchSystem)
-{
-    return {[] { return std::make_unique<ScriptedOutput>(); }, AudioGraph::Rendering::InOutputCallback, watchSystem};
-}
-
-struct LifecycleTest : ::testing::Test {
-    LifecycleTest() { ScriptedOutput::refuseOpen = ScriptedOutput::lost = false; }
-    ~LifecycleTest() override { ScriptedOutput::refuseOpen = ScriptedOutput::lost = false; }
-};
-
-const fixtures::Signal kTrack = fixtures::stereoSines(44100, 3 * 44100);
 
 } // namespace
 
 // Without a device a track opens and exports, play tells the owner, and a device that appears plays it;
 // a lost device resets the graph and its rate, and sleep stops it too but keeps the place.
-TEST_F(LifecycleTest, WithoutADeviceATrackOpensAndExportsAndALostDeviceOrASleepResetsTheGraph)
+TEST(Lifecycle, WithoutADeviceATrackOpensAndExportsAndALostDeviceOrASleepResetsTheGraph)
 {
-    EngineHarness h(scriptedOutput(true));
+    EngineHarness h({[] { return std::make_unique<ScriptedOutput>(); }, AudioGraph::Rendering::InOutputCallback, true});
     AudioEngine& engine = h.engine;
     ScriptedOutput::refuseOpen = true;
     LogCapture log;
-    ASSERT_TRUE(h.load(kTrack));
+    ASSERT_TRUE(h.load(fixtures::stereoSines(44100, 3 * 44100)));
     ASSERT_NE(engine.graph(), nullptr);
     EXPECT_GT(engine.waveData()->numBins(), 0);
     for (int attempt = 1; attempt <= 2; ++attempt) {

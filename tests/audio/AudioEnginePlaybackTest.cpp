@@ -6,17 +6,6 @@ namespace {
 
 constexpr int kRate = EngineHarness::kRate;
 
-// Silence with 10 ms bursts of 1 kHz at the given frames.
-Signal bursts(int64_t frames, std::vector<int64_t> at, float level = 0.8f)
-{
-    return fixtures::synthesise(kRate, 2, frames, [at, level](int64_t f, int) {
-        for (int64_t start : at)
-            if (f >= start && f < start + 441)
-                return float(level * std::sin(2 * M_PI * 1000.0 * double(f - start) / kRate));
-        return 0.0f;
-    });
-}
-
 // Left at `hz`, right at 1.5 × hz.
 Signal sine(int64_t frames, double hz = 440.0, float level = 0.5f) { return fixtures::stereoSines(kRate, frames, hz, level); }
 
@@ -90,7 +79,7 @@ TEST_F(PlaybackTest, LoopSeamsAtHalfSpeedAreAsSmoothAsTheRestOfTheSound)
 TEST_F(PlaybackTest, TheFirstBeatOfAPlayOrAResumeComesOutWhole)
 {
     for (float speed : {0.5f, 1.0f}) {
-        ASSERT_TRUE(load(bursts(200000, {100000, 50000})));
+        ASSERT_TRUE(load(burstTrack(200000, {100000, 50000})));
         engine.setSpeed(speed);
         // A range starting on the burst, then a playhead inside a range on the other burst.
         for (auto [f, t, p] : {std::tuple{0.5f, 0.75f, 0.5f}, std::tuple{0.1f, 0.9f, 0.25f}}) {

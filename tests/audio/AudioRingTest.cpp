@@ -2,17 +2,14 @@
 
 #include "common/Testing.h"
 
-
 namespace {
 
 // Writes `frames` frames whose left sample is the running frame number, right its negative.
 int writeCounting(AudioRing& ring, int64_t& next, int frames)
 {
     std::vector<float> l(static_cast<size_t>(frames)), r(static_cast<size_t>(frames));
-    for (int i = 0; i < frames; ++i) {
-        l[size_t(i)] = float(next + i);
-        r[size_t(i)] = -float(next + i);
-    }
+    for (int i = 0; i < frames; ++i)
+        r[size_t(i)] = -(l[size_t(i)] = float(next + i));
     const float* planar[2] = {l.data(), r.data()};
     const int n = ring.write(planar, frames);
     next += n;

@@ -83,10 +83,7 @@ struct EngineHarness {
     std::vector<float> pull(int64_t frames) { return output().pull(frames); }
     std::vector<float> pullLeft(int64_t frames) { return channel(pull(frames), 0); }
 
-    static std::vector<float> channel(const std::vector<float>& interleaved, int c)
-    {
-        return fixtures::Signal{kRate, 2, interleaved}.channel(c);
-    }
+    static std::vector<float> channel(const std::vector<float>& interleaved, int c) { return fixtures::Signal{kRate, 2, interleaved}.channel(c); }
 
     // Runs posted main-queue work until `done` or a generous bound (longer in a sanitized build);
     // completions arrive from another thread.

@@ -70,8 +70,7 @@ TEST(Equalizer, changesAndBypassSwitchesWhilePlayingMakeNoClick)
     eq.setBypass(1, false);
     // Blocks shorter than a fade, so that changes also arrive while one runs.
     const int block = 128, blocks = 800;
-    std::vector<float> out;
-    std::vector<float> buffer(block);
+    std::vector<float> out, buffer(block);
     float* io[1] = {buffer.data()};
     for (int b = 0; b < blocks; ++b) {
         for (int n = 0; n < block; ++n)

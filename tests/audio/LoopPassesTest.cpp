@@ -7,15 +7,6 @@ namespace {
 
 constexpr int kRate = EngineHarness::kRate;
 
-// The track with a burst at each of `at` (seconds) over silence.
-fixtures::Signal marks(double seconds, const std::vector<double>& at)
-{
-    std::vector<int64_t> frames;
-    for (double mark : at)
-        frames.push_back(int64_t(mark * kRate));
-    return EngineHarness::burstTrack(int64_t(seconds * kRate), frames);
-}
-
 std::vector<double> onsetSeconds(const std::vector<float>& x, float threshold = 0.5f)
 {
     std::vector<double> found;
@@ -44,7 +35,7 @@ struct LoopPassesTest : ::testing::Test, EngineHarness {
 TEST_F(LoopPassesTest, TheNextPassPlaysTheNewRangeThePlayheadFollowsAndAStopForgetsTheChange)
 {
     // 8 s: marks at 1 s and 2 s; the loop is 2 s to 4 s, then 1 s to 4 s.
-    ASSERT_TRUE(load(marks(8.0, {1.0, 2.0})));
+    ASSERT_TRUE(load(burstTrack(8 * kRate, {kRate, 2 * kRate})));
     engine.setLoop(true);
     engine.fillBufferFrom(0.25f, 0.5f, 0.0f);
     EXPECT_FALSE(engine.setNextLoopRange(0.125f, 0.5f)) << "nothing plays";
@@ -165,7 +156,7 @@ TEST_P(LoopLeadTest, OneSecondOfSilenceComesBeforeEachPass)
 // pass's first frame, at any speed, before every pass.
 TEST_P(LoopLeadTest, FourClicksLeadIntoEachPassOnTheBeat)
 {
-    start(marks(8.0, {2.0}), PassPlan{0.0, 0.0, 0.0, 1, 0.0, 4, 120.0});
+    start(burstTrack(8 * kRate, {2 * kRate}), PassPlan{0.0, 0.0, 0.0, 1, 0.0, 4, 120.0});
     const double pass = 2.0 / GetParam();
     const std::vector<double> onsets = onsetSeconds(play(4.5 + pass), 0.3f);
     ASSERT_GE(onsets.size(), 10u);
@@ -181,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(Speeds, LoopLeadTest, ::testing::Values(1.0, 0.75));
 // lengths and leads: a file to practise with away from the computer.
 TEST_F(LoopPassesTest, ExportsHaveThePassesAsTheyPlay)
 {
-    ASSERT_TRUE(load(marks(8.0, {2.0})));
+    ASSERT_TRUE(load(burstTrack(8 * kRate, {2 * kRate})));
     const QString track = dir.filePath(QStringLiteral("track.wav"));
     const struct {
         const char* name;

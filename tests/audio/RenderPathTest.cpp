@@ -14,11 +14,6 @@ namespace {
 
 constexpr int kRate = EngineHarness::kRate;
 
-Signal tone(int64_t frames, const std::function<float(int64_t)>& value)
-{
-    return fixtures::synthesise(kRate, 2, frames, [value](int64_t f, int) { return value(f); });
-}
-
 using measure::onsets;
 int64_t residentBytes()
 {
@@ -59,7 +54,7 @@ TEST_F(RenderPathTest, HeadModeStartsAtThePlayheadWithNothingLost)
 TEST_F(RenderPathTest, TheEndOfARangeIsReportedOnceItsLastFrameWasHeard)
 {
     // A tone that fills the range [1 s, 1.5 s) exactly, silence around it.
-    ASSERT_TRUE(load(tone(3 * kRate, [](int64_t f) {
+    ASSERT_TRUE(load(fixtures::synthesise(kRate, 2, 3 * kRate, [](int64_t f, int) {
         return f >= kRate && f < kRate * 3 / 2 ? float(0.5 * std::sin(2 * M_PI * 300.0 * double(f) / kRate)) : 0.0f;
     })));
     for (float speed : {0.25f, 0.5f}) {
@@ -128,18 +123,10 @@ TEST_F(RenderPathTest, ARestartWhilePlayingIsHeardAtOnce)
         ASSERT_TRUE(waitFor([&] { return output().recordedFrames() >= asked + int64_t(0.3 * kRate); }));
         const auto left = heardLeft();
         // The new sound begins after the silence that follows the stop's fade.
-        int64_t onset = -1;
-        bool afterSilence = false;
-        for (int64_t i = asked - kRate / 20, quiet = 0; i < int64_t(left.size()) && onset < 0; ++i) {
-            const float level = std::fabs(left[size_t(i)]);
-            if (level < 0.01f) {
-                afterSilence = afterSilence || ++quiet >= 64;
-            } else {
-                quiet = 0;
-                if (afterSilence && level > 0.05f)
-                    onset = i;
-            }
-        }
+        auto quietEnd = size_t(asked - kRate / 20);
+        for (int quiet = 0; quietEnd < left.size() && quiet < 64; ++quietEnd)
+            quiet = std::fabs(left[quietEnd]) < 0.01f ? quiet + 1 : 0;
+        const int64_t onset = measure::onset(left, 0.05f, quietEnd);
         ASSERT_GE(onset, 0);
         EXPECT_LT(onset - asked, int64_t(0.03 * kRate)) << "nothing of the old play waits in front of the new one, speed " << speed;
         EXPECT_FALSE(engine.playPause());
@@ -207,7 +194,7 @@ Signal pulseTrain()
             one[i] += std::cos(2 * M_PI * 110.0 * h * double(i) / kRate);
         peak = std::max(peak, std::fabs(one[i]));
     }
-    return tone(4 * kRate, [one, peak](int64_t f) {
+    return fixtures::synthesise(kRate, 2, 4 * kRate, [one, peak](int64_t f, int) {
         return float(0.95 * one[size_t(f % int64_t(one.size()))] / peak);
     });
 }
@@ -239,7 +226,7 @@ TEST(RenderPath, NeitherTheReadNorALoopPlayedAgainKeepsTheTrackInMemory)
         GTEST_SKIP() << "the sanitizer's allocator keeps freed memory resident in its quarantine";
     EngineHarness h;
     const int64_t frames = 60 * kRate;
-    const Signal track = tone(frames, [](int64_t f) { return float(0.2 * std::sin(double(f) * 0.05)); });
+    const Signal track = fixtures::synthesise(kRate, 2, frames, [](int64_t f, int) { return float(0.2 * std::sin(double(f) * 0.05)); });
     const int64_t before = residentBytes();
     ASSERT_TRUE(h.load(track));
     const int64_t read = residentBytes();
