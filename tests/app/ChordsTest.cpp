@@ -35,11 +35,15 @@ struct TextSurface : QPaintDevice, QPaintEngine {
     Type type() const override { return User; }
 };
 
-struct ChordsTest : WindowFixture {
+} // namespace
+
+using ChordsTest = WindowFixture;
+
+TEST_F(ChordsTest, TheChosenEstimatorsChordsShowForTheOpenTrackOnlyAndEachMethodIsCachedApart)
+{
     // Struck triads of tones with overtones, 2 s each, by their notes' MIDI numbers, last changed
     // at 1700000000 s.
-    QString writeChords(const QString& name, const std::vector<Triad>& chords)
-    {
+    const auto writeChords = [&](const QString& name, const std::vector<Triad>& chords) {
         const int64_t each = 2 * 44100;
         const QString path = writeTrack(name, fixtures::synthesise(44100, 2, each * int64_t(chords.size()), [&](int64_t frame, int) {
             const double t = double(frame % each) / 44100;
@@ -52,37 +56,28 @@ struct ChordsTest : WindowFixture {
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::Append) && file.setFileTime(QDateTime::fromSecsSinceEpoch(1700000000), QFileDevice::FileModificationTime));
         return path;
-    }
-    WaveView* wave() const { return vc->waveViewContainer()->waveView(); }
-    void showChords() { itemShowing(menuNamed("View"), "Show Chords")->trigger(); }
-    bool analysed() { return waitFor([&] { return !vc->isNoteAnalysisRunning(); }, 60000); }
+    };
+    const auto wave = [&] { return vc->waveViewContainer()->waveView(); };
+    const auto showChords = [&] { itemShowing(menuNamed("View"), "Show Chords")->trigger(); };
+    const auto analysed = [&] { return waitFor([&] { return !vc->isNoteAnalysisRunning(); }, 60000); };
     // What the cache file holds for the file at `path` as it is now, under "path|size|second|v6".
-    QJsonArray cached(const QString& path, const QString& method = {})
-    {
+    const auto cached = [&](const QString& path, const QString& method = {}) {
         const QString key = QString("%1|%2|1700000000|v6%3").arg(path).arg(QFileInfo(path).size()).arg(method);
         return QJsonDocument::fromJson(fixtures::readFile(vc->noteAnalysisCachePath())).object()["entries"].toObject()[key].toArray();
-    }
+    };
     // The chips the main wave draws, left to right: each one's name and the x of its middle.
-    QList<std::pair<QString, double>> drawnChips()
-    {
+    const auto drawnChips = [&] {
         TextSurface surface(wave()->size());
         wave()->render(&surface, {}, {}, QWidget::RenderFlags());
         return surface.texts;
-    }
-    void choose(const QString& method)
-    {
+    };
+    const auto choose = [&](const QString& method) {
         QComboBox* choice = openPreferences()->chordMethodControl();
         const int index = choice->findData(method);
         ASSERT_GE(index, 0) << method.toStdString();
         choice->setCurrentIndex(index);
         emit choice->activated(index);
-    }
-};
-
-} // namespace
-
-TEST_F(ChordsTest, TheChosenEstimatorsChordsShowForTheOpenTrackOnlyAndEachMethodIsCachedApart)
-{
+    };
     ASSERT_FALSE(vc->noteOverlayEnabled()) << "off at first";
     const QString path = writeChords("song.wav", {C, Am, F, G});
     const QUrl url = QUrl::fromLocalFile(path);

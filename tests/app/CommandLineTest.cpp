@@ -10,17 +10,14 @@ double amplitude(const fixtures::Signal& s, int c)
     return measure::sineAmplitude(s.channel(c), 0, s.frames());
 }
 
-struct CommandLineTest : ::testing::Test {
+} // namespace
+
+TEST(CommandLineTest, CommandsAnswerWithProgressOnlyOnStderrAFailedExportKeepsTheOldFileAndBadArgumentsExitWithTwoAndALineSayingWhy)
+{
     QTemporaryDir dir;
     // Left 440 Hz, right 660 Hz at 0.5, 6 s at 22,050 Hz.
     const QString input = dir.filePath("in.wav");
-    void SetUp() override { ASSERT_TRUE(fixtures::writeWav(input, fixtures::stereoSines(22050, 6 * 22050))); }
-};
-
-} // namespace
-
-TEST_F(CommandLineTest, CommandsAnswerWithProgressOnlyOnStderrAFailedExportKeepsTheOldFileAndBadArgumentsExitWithTwoAndALineSayingWhy)
-{
+    ASSERT_TRUE(fixtures::writeWav(input, fixtures::stereoSines(22050, 6 * 22050)));
     fixtures::LentoRun r = fixtures::runLento({"--info", input});
     ASSERT_EQ(r.status, 0) << r.err.constData();
     EXPECT_TRUE(r.err.isEmpty()) << r.err.constData();

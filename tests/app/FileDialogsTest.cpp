@@ -6,31 +6,23 @@
 
 #include <QPointer>
 
-namespace {
-
-QString canonical(const QString& path) { return QDir(path).canonicalPath(); }
-
-struct FileDialogsTest : WindowFixture {
-    bool exportItemsEnabled() const
-    {
-        const QList<QAction*> items = delegate->exportMenu()->actions();
-        return std::all_of(items.begin(), items.end(), [](QAction* item) { return item->isEnabled(); });
-    }
-    bool sheetGone() const { return delegate->progressWindowController() == nullptr; }
-    void cancel() const { delegate->progressWindowController()->findChild<QPushButton*>("cancelButton")->click(); }
-};
-
-} // namespace
+using FileDialogsTest = WindowFixture;
 
 TEST_F(FileDialogsTest, ATypedPathOpensTheTrackOrExportsFromTheRangeStartEscapeOrCancelEndsItAndTheSheetWaitsForAWritableFile)
 {
+    const auto exportItemsEnabled = [&] {
+        const QList<QAction*> items = delegate->exportMenu()->actions();
+        return std::all_of(items.begin(), items.end(), [](QAction* item) { return item->isEnabled(); });
+    };
+    const auto sheetGone = [&] { return delegate->progressWindowController() == nullptr; };
+    const auto cancel = [&] { delegate->progressWindowController()->findChild<QPushButton*>("cancelButton")->click(); };
     EXPECT_FALSE(exportItemsEnabled()) << "no track, nothing to export";
     const QString first = makeTrack("first track.wav");
     const QString second = makeTrack("other/second.wav");
     press(Qt::Key_O, Qt::ControlModifier);
     QPointer<QFileDialog> panel = shownDialog();
     ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(canonical(panel->directory().path()), canonical(QStandardPaths::writableLocation(QStandardPaths::MusicLocation)))
+    EXPECT_EQ(QDir(panel->directory().path()).canonicalPath(), QDir(QStandardPaths::writableLocation(QStandardPaths::MusicLocation)).canonicalPath())
         << "with no track the panel starts in the Music folder";
     typeIntoDialog(panel, first, Qt::Key_Escape);
     EXPECT_TRUE(waitFor([&] { return !panel || !panel->isVisible(); }, 2000));
@@ -58,7 +50,7 @@ TEST_F(FileDialogsTest, ATypedPathOpensTheTrackOrExportsFromTheRangeStartEscapeO
     typeIntoDialog(shownDialog(), out);
     ASSERT_TRUE(delegate->progressWindowController() && delegate->progressWindowController()->isVisible());
     EXPECT_FALSE(exportItemsEnabled()) << "the export menu waits while rendering";
-    ASSERT_TRUE(waitFor([&] { return sheetGone(); }));
+    ASSERT_TRUE(waitFor(sheetGone));
     fixtures::Signal written;
     ASSERT_TRUE(fixtures::readSoundFile(out, written));
     // With no selection the range goes back to the whole track from its start.
@@ -74,7 +66,7 @@ TEST_F(FileDialogsTest, ATypedPathOpensTheTrackOrExportsFromTheRangeStartEscapeO
     QTest::qWait(200);
     ASSERT_NE(delegate->progressWindowController(), nullptr) << "the sheet waits for Cancel";
     cancel();
-    EXPECT_TRUE(waitFor([&] { return sheetGone(); }));
+    EXPECT_TRUE(waitFor(sheetGone));
     EXPECT_TRUE(exportItemsEnabled());
     EXPECT_TRUE(vc->player()->playPause()) << "the track plays on the device path again";
 }

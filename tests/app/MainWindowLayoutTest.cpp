@@ -3,23 +3,14 @@
 #include "app/SplitView.h"
 #include "app/WavePane.h"
 
-namespace {
-
-struct MainWindowLayoutTest : WindowFixture {
-    QWidget* panel() const { return vc->leftSidebarView(); }
-    int splitWidth() const { return vc->verticalSplitView()->width(); }
-
-    // The handle a user double-clicks: the one on the left edge of `pane`.
-    QSplitterHandle* dividerBefore(QWidget* pane) const
-    {
-        return vc->verticalSplitView()->handle(vc->verticalSplitView()->indexOf(pane));
-    }
-};
-
-} // namespace
+using MainWindowLayoutTest = WindowFixture;
 
 TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerCollapsesThePanelBesideItForGoodAndEveryWidthKeepsTheStripCentred)
 {
+    const auto panel = [&] { return vc->leftSidebarView(); };
+    const auto splitWidth = [&] { return vc->verticalSplitView()->width(); };
+    // The handle a user double-clicks: the one on the left edge of `pane`.
+    const auto dividerBefore = [&](QWidget* pane) { return vc->verticalSplitView()->handle(vc->verticalSplitView()->indexOf(pane)); };
     EXPECT_FALSE(vc->isRightDrawerOpen()) << "the window starts with the drawer closed";
     // The divider between library and playlist comes back where it was left, between 0.2 and 0.8
     // of the panel; a stored one half is what a never-moved divider read, and counts as unset. The

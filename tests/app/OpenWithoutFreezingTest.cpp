@@ -3,40 +3,26 @@
 #include "app/OpenProgressBar.h"
 #include "app/TrackOpener.h"
 
-namespace {
+using OpenWithoutFreezingTest = WindowFixture;
 
-struct OpenWithoutFreezingTest : WindowFixture {
+TEST_F(OpenWithoutFreezingTest, AnHourLongFileOpensWhileTheWindowKeepsReactingACancelOrARefusalChangesNothingAndTheLastOfTwoOpensWins)
+{
     QList<QPair<QUrl, bool>> finished;
-
-    void SetUp() override
-    {
-        WindowFixture::SetUp();
-        QObject::connect(vc.get(), &ViewController::openFinished,
-                         [this](const QUrl& url, bool loaded) { finished.append({url, loaded}); });
-    }
-
-    // Opens `path` and waits for the end; returns the longest time the event loop could not run,
-    // the open call itself included: how long the window could not react.
-    qint64 openMeasuringTheLongestGap(const QString& path)
-    {
+    QObject::connect(vc.get(), &ViewController::openFinished, [&](const QUrl& url, bool loaded) { finished.append({url, loaded}); });
+    // Opens `path` and waits for the end; the longest time the event loop could not run, the open
+    // call itself included: how long the window could not react.
+    const auto openMeasuringTheLongestGap = [&](const QString& path) {
         QElapsedTimer clock;
         clock.start();
         vc->openAudioFromURL(QUrl::fromLocalFile(path));
         qint64 last = 0, longest = 0;
-        while (vc->isOpening() && clock.elapsed() < timing::scaled(300000)) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        EXPECT_TRUE(waitFor([&] {
             longest = std::max(longest, clock.elapsed() - last);
             last = clock.elapsed();
-        }
-        EXPECT_FALSE(vc->isOpening());
-        return std::max(longest, clock.elapsed() - last);
-    }
-};
-
-} // namespace
-
-TEST_F(OpenWithoutFreezingTest, AnHourLongFileOpensWhileTheWindowKeepsReactingACancelOrARefusalChangesNothingAndTheLastOfTwoOpensWins)
-{
+            return !vc->isOpening();
+        }, 300000));
+        return longest;
+    };
     const QString hour = dir.filePath("hour.wav");
     // A second looped to an hour, at little more than the cost of the disk writes.
     ASSERT_TRUE(fixtures::ffmpegConvert(makeTrack("a second.wav", 1.0), hour, {"-af", "aloop=loop=3599:size=44100"}));

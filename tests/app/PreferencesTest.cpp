@@ -5,7 +5,6 @@
 
 #include <QListWidget>
 #include <QParallelAnimationGroup>
-#include <QToolButton>
 
 #include <SDL.h>
 
@@ -87,8 +86,8 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStartAn
 
     // One pane at a time, named in the title; the window grows or shrinks below its top-left corner.
     const auto button = [&](const QString& text) {
-        const auto buttons = prefs->findChildren<QToolButton*>();
-        return *std::find_if(buttons.begin(), buttons.end(), [&](QToolButton* b) { return b->text() == text; });
+        const auto buttons = prefs->findChildren<QAbstractButton*>();
+        return *std::find_if(buttons.begin(), buttons.end(), [&](QAbstractButton* b) { return b->text() == text; });
     };
     const auto fade = [&]() -> QAbstractAnimation* {
         const auto running = prefs->findChildren<QParallelAnimationGroup*>();
@@ -139,7 +138,6 @@ TEST_F(PreferencesTest, EachSettingActsOnTheWindowAtOnceAndLastsToTheNextStartAn
     EXPECT_TRUE(waitFor(listed)) << "the folder is read again at the next start";
     prefs = openPreferences();
     prefs->folderList()->item(0)->setSelected(true);
-    const auto remove = prefs->findChildren<QPushButton*>();
-    QTest::mouseClick(*std::find_if(remove.begin(), remove.end(), [](QPushButton* b) { return b->text() == "Remove"; }), Qt::LeftButton);
+    QTest::mouseClick(button("Remove"), Qt::LeftButton);
     EXPECT_TRUE(waitFor([&] { return !listed(); })) << "and left out once removed";
 }
