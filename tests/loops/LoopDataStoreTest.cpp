@@ -11,22 +11,15 @@
 #include <limits>
 #include <thread>
 
-namespace {
-
 using Loops = std::vector<LoopPair>;
 using fixtures::readFile;
 using fixtures::writeFile;
 
-struct LoopDataStoreTest : ::testing::Test {
+TEST(LoopDataStoreTest, TwoStoresShareAFileExactlyADamagedFileIsKeptAsideAMalformedTrackIsSkippedAloneAndBadLoopsAreRefused)
+{
     QTemporaryDir dir;
     const QString path = dir.filePath("saved-loops.json");
     LogCapture log;
-};
-
-} // namespace
-
-TEST_F(LoopDataStoreTest, TwoStoresShareAFileExactlyADamagedFileIsKeptAsideAMalformedTrackIsSkippedAloneAndBadLoopsAreRefused)
-{
     // In the caller's order, which need not be sorted; the shortest decimal of each must read back bit for bit.
     const Loops one{{0.5, 1.0}, {0.1 + 0.2, 1.0 / 3}, {0.0, std::numeric_limits<double>::denorm_min()},
                     {std::nextafter(0.7, 0.0), 0.7}};
