@@ -80,9 +80,8 @@ TEST_F(ChordsTest, TheChosenEstimatorsChordsShowForTheOpenTrackOnlyAndEachMethod
     };
     ASSERT_FALSE(vc->noteOverlayEnabled()) << "off at first";
     const QString path = writeChords("song.wav", {C, Am, F, G});
-    const QUrl url = QUrl::fromLocalFile(path);
-    const QList<LTChordSegment> precise = PreciseChordEstimator::estimateChordSegmentsForFileURL(url);
-    const QList<LTChordSegment> basic = LTChordEstimator::estimateChordSegmentsForFileURL(url);
+    const QList<LTChordSegment> precise = PreciseChordEstimator::estimateChordSegmentsForFileURL(QUrl::fromLocalFile(path));
+    const QList<LTChordSegment> basic = LTChordEstimator::estimateChordSegmentsForFileURL(QUrl::fromLocalFile(path));
     ASSERT_NE(precise, basic) << "the two must differ for the choice to show";
 
     // A track opened while another's chords are still being found never shows those.

@@ -110,7 +110,6 @@ TEST(CommandLineTest, CommandsAnswerWithProgressOnlyOnStderrAFailedExportKeepsTh
         {{"--export", input, input, "-o", never}, "only one input file"},
         {{"--export", input, "-o", dir.filePath("out.mp3")}, "must end in .wav"},
         {{"--export", input, "-o", never, "--speed", "2"}, "--speed needs a number from 0.25 to 1.5, not \"2\""},
-        {{"--export", input, "-o", never, "--cents", "fast"}, "--cents needs a number"},
         {{"--export", input, "-o", never, "--solo", "middle"}, "--solo takes left or right"},
         {{"--export", input, "-o", never, "--centre", "middle"}, "--centre takes cancel or only, not \"middle\""},
         {{"--export", input, "-o", never, "--from", "3", "--to", "2"}, "--to must lie after --from"},

@@ -90,7 +90,7 @@ TEST_F(MainWindowControlsTest, EachSlidersMoveReachesLabelAndEngineAltPutsOnlyIt
     EXPECT_DOUBLE_EQ(vc->getSpeed(), 0.2) << "the wider range's bottom holds";
 }
 
-TEST_F(MainWindowControlsTest, PlayStopAndReturnMoveThePlayheadAndTheSoloButtonsExcludeEachOther)
+TEST_F(MainWindowControlsTest, PlayStopAndReturnMoveThePlayheadSoloButtonsExcludeEachOtherTwoStrokesOfLLoopAndTheTrainerSetsTheSpeedShown)
 {
     QTest::mouseClick(vc->playButton(), Qt::LeftButton);
     EXPECT_EQ(accessible(vc->playButton()), "Pause");
@@ -127,10 +127,9 @@ TEST_F(MainWindowControlsTest, PlayStopAndReturnMoveThePlayheadAndTheSoloButtons
     EXPECT_TRUE(itemShowing(menuNamed("Playback"), "Solo Left Channel")->isChecked()) << "the menu follows";
     QTest::mouseClick(vc->soloLeftButton(), Qt::LeftButton);
     EXPECT_EQ(vc->player()->solo(), 0) << "all may be off";
-}
 
-TEST_F(MainWindowControlsTest, TwoStrokesOfLWhilePlayingLoopWhatWasPlayedBetweenThemAndShiftMovesAnEdgeTenTimesAsFar)
-{
+    // Two strokes of L while playing loop what was played between them; Shift moves an edge ten times as far.
+    vc->returnPlayPos();
     QAction* later = itemShowing(menuNamed("Loops"), "Move Start Later");
     EXPECT_FALSE(later->isEnabled()) << "nothing to move without a selection";
     press(Qt::Key_Space, {});
@@ -152,13 +151,11 @@ TEST_F(MainWindowControlsTest, TwoStrokesOfLWhilePlayingLoopWhatWasPlayedBetween
     EXPECT_NEAR(vc->waveViewContainer()->selectionView()->loop().left, left + 0.01 / 4.0, 1e-6) << "10 ms of the 4-s track";
     press(Qt::Key_W, Qt::ShiftModifier);
     EXPECT_NEAR(vc->waveViewContainer()->selectionView()->loop().left, left + 0.11 / 4.0, 1e-6) << "then 100 ms";
-}
 
-// The speed trainer on a looped second: the speed control follows each pass's step as it is
-// heard, Slower takes it one step down, and a stop ends the run with the speed where it stood.
-// Then four taps of T half a second apart set the count-in's tempo to 120.
-TEST_F(MainWindowControlsTest, TheSpeedControlFollowsTheTrainerUntilAStopAndTappingTSetsTheCountInTempo)
-{
+    // The speed trainer on a looped second: the speed control follows each pass's step as it is
+    // heard, Slower takes it one step down, and a stop ends the run with the speed where it stood.
+    // Then four taps of T half a second apart set the count-in's tempo to 120.
+    press(Qt::Key_Period, Qt::ControlModifier);
     PracticePanel* practice = vc->practicePanel();
     practice->startPercent()->setValue(50);
     practice->stepPercent()->setValue(25);

@@ -8,7 +8,6 @@ using MainWindowLayoutTest = WindowFixture;
 TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerCollapsesThePanelBesideItForGoodAndEveryWidthKeepsTheStripCentred)
 {
     const auto panel = [&] { return vc->leftSidebarView(); };
-    const auto splitWidth = [&] { return vc->verticalSplitView()->width(); };
     // The handle a user double-clicks: the one on the left edge of `pane`.
     const auto dividerBefore = [&](QWidget* pane) { return vc->verticalSplitView()->handle(vc->verticalSplitView()->indexOf(pane)); };
     EXPECT_FALSE(vc->isRightDrawerOpen()) << "the window starts with the drawer closed";
@@ -32,7 +31,7 @@ TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerC
         settle();
         const QRect drawer = vc->rightDrawer()->geometry();
         EXPECT_EQ(drawer.width(), opened) << stored;
-        EXPECT_EQ(drawer.right(), splitWidth() - 1);
+        EXPECT_EQ(drawer.right(), vc->verticalSplitView()->width() - 1);
         EXPECT_LT(vc->wavePane()->geometry().right(), drawer.left());
         EXPECT_EQ(panel()->width(), 360) << "the left panel keeps its width";
         vc->showSidebar();
@@ -47,7 +46,7 @@ TEST_F(MainWindowLayoutTest, TheDrawerOpensAtTheRightEdgeADoubleClickOnADividerC
     QTest::mouseDClick(dividerBefore(vc->rightDrawer()), Qt::LeftButton);
     settle();
     EXPECT_FALSE(vc->isRightDrawerOpen());
-    EXPECT_EQ(vc->wavePane()->width(), splitWidth()) << "the wave is never collapsed";
+    EXPECT_EQ(vc->wavePane()->width(), vc->verticalSplitView()->width()) << "the wave is never collapsed";
 
     start();
     EXPECT_TRUE(panel()->isHidden()) << "the next start keeps the left panel closed";

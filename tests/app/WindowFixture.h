@@ -122,9 +122,8 @@ struct WindowFixture : ::testing::Test {
     // Replaces the dialog's file name with `text` and presses `key`, as a user types it.
     static void typeIntoDialog(QFileDialog* dialog, const QString& text, Qt::Key key = Qt::Key_Return)
     {
-        ASSERT_NE(dialog, nullptr);
-        auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-        ASSERT_NE(name, nullptr);
+        QLineEdit* name = dialog ? dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")) : nullptr;
+        ASSERT_NE(name, nullptr) << "a file dialog with its name field";
         name->setFocus();
         QTest::keyClick(name, Qt::Key_A, Qt::ControlModifier);
         // At a typist's pace: the dialog follows the typed folders as they appear.
