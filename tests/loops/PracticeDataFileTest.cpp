@@ -24,11 +24,8 @@ TEST(PracticeDataFile, WhatWasWrittenReadsBackAndAnythingElseIsRefusedWithItsRea
 
     const QByteArray valid = fixtures::readFile(path);
     const QByteArray header = R"({"format": "lento-practice", "version": 1, "loops": )";
-    const struct {
-        const char* name;
-        QByteArray bytes; // null: no file at all
-        QString reason;
-    } refused[] = {
+    // Bytes that are null stand for no file at all.
+    const struct { const char* name; QByteArray bytes; QString reason; } refused[] = {
         {"missing", {}, "No such file or directory"},
         {"larger than a megabyte", valid + QByteArray(1 << 20, ' '), "it is larger than 1048576 bytes"},
         {"not JSON", "{\"format\": \"lento-practice\",", "it is not JSON: "},

@@ -73,7 +73,7 @@ struct WaveSelectionTest : WindowFixture {
 
 } // namespace
 
-TEST_F(WaveSelectionTest, ADragSelectsAndLoopsAClickOnlyMovesThePlayheadAndHandlesOrShiftMoveTheNearerEnd)
+TEST_F(WaveSelectionTest, ADragSelectsAClickMovesThePlayheadHandlesShiftKeysAndTwoStrokesOfLMoveOrMakeTheSelection)
 {
     // The click tolerance is half a percent of the visible width: at 4x a shorter drag selects.
     struct Drag { double from, till; bool selects; double left, right, zoom = 1.0; };
@@ -109,6 +109,109 @@ TEST_F(WaveSelectionTest, ADragSelectsAndLoopsAClickOnlyMovesThePlayheadAndHandl
         hover(inWave(0.9)); // away from the handles
     }
 
+
+    // Keys move the playhead or the selection, a playing loop takes a change at the seam, a zoomed
+    // view follows, and two strokes of L capture a loop.
+    struct Case { Qt::Key key; double left, right, newLeft, newRight; };
+    for (const Case& c : {Case{Qt::Key_Left, 0.5, 0.8, 0.2, 0.5}, Case{Qt::Key_Left, 0.2, 0.5, 0.2, 0.5},
+                          Case{Qt::Key_Right, 0.2, 0.5, 0.5, 0.8}, Case{Qt::Key_Right, 0.5, 0.8, 0.5, 0.8}}) {
+        SCOPED_TRACE(testing::Message() << "Alt+" << (c.key == Qt::Key_Left ? "Left" : "Right") << " from " << c.left);
+        selection()->setLoopWith({c.left, c.right});
+        container()->selectionChanged();
+        QTest::keyClick(selection(), c.key, Qt::AltModifier); // by the selection's length, where there is room
+        expectSelected(c.newLeft, c.newRight, 1e-6);
+    }
+    // Without a selection an arrow moves the playhead a hundredth, never below the start.
+    click(inWave(0.005));
+    for (Qt::Key k : {Qt::Key_Left, Qt::Key_Right, Qt::Key_Right})
+        QTest::keyClick(selection(), k), settle();
+    EXPECT_NEAR(selection()->cursorPosition(), 0.02, 1e-9);
+    EXPECT_NEAR(rangeStart(), 0.02, kNear);
+    EXPECT_FALSE(selection()->hasSelection());
+
+    // 2 s to 4 s of the 10-s track, playing: the edge keys move an end by 10 ms, or 100 ms with Shift.
+    select(0.2, 0.4);
+    press(Qt::Key_Space, {});
+    ASSERT_TRUE(engine()->isPlaying());
+    playFor(0.5);
+    struct Step { Qt::Key key; Qt::KeyboardModifiers modifiers; double left, right; };
+    for (const Step& s : {Step{Qt::Key_W, {}, 0.201, 0.4}, Step{Qt::Key_Q, Qt::ShiftModifier, 0.191, 0.4},
+                          Step{Qt::Key_P, {}, 0.191, 0.401}, Step{Qt::Key_O, Qt::ShiftModifier, 0.191, 0.391}}) {
+        SCOPED_TRACE(QKeySequence(int(s.key) | int(s.modifiers)).toString().toStdString());
+        press(s.key, s.modifiers), settle();
+        expectSelected(s.left, s.right, 1e-6);
+    }
+    EXPECT_NEAR(engine()->currentTime(), 2.5, 0.05) << "the pass under way goes on, with no stop";
+    // The first pass ends at 4 s; half a second into the next one the playhead is half a second past the new start.
+    playFor(2.0);
+    EXPECT_NEAR(engine()->currentTime(), 1.91 + 0.5, 0.05);
+    press(Qt::Key_Space, {});
+    press(Qt::Key_W, {});
+    EXPECT_NEAR(rangeStart(), 0.192, 1e-4) << "stopped, a key moves the selection and the range at once";
+    press(Qt::Key_Space, {});
+    select(0.6, 0.8);
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05) << "a new selection while playing is heard at once, from its start";
+    playFor(0.5);
+    press(Qt::Key_Return, {});
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05) << "Return goes back to the selection's start and plays on";
+
+    const auto L = [&](Qt::KeyboardModifiers modifiers = {}, char letter = 'l') {
+        QKeyEvent event(QEvent::KeyPress, Qt::Key_L, modifiers, QString(QChar(letter)));
+        QCoreApplication::sendEvent(selection(), &event);
+        settle();
+        return vc->isLoopCapturePending();
+    };
+    click(inWave(0.0));
+    ASSERT_TRUE(engine()->isPlaying() && !engine()->loop());
+    // Zoomed, the view jumps a page once the playhead leaves it, unless the user has moved it.
+    WaveScrollView* scroll = container()->waveScrollView();
+    scroll->zoom(25.0);
+    const auto playheadX = [&] { return engine()->progress() * container()->waveView()->width() - scroll->scrollOffset(); };
+    const auto playAndDraw = [&](double seconds) { playFor(seconds), container()->updateCursor(); };
+    playAndDraw(0.3); // three quarters into the first of 25 pages
+    ASSERT_GT(playheadX(), scroll->visibleWidth() * 0.6);
+    EXPECT_EQ(scroll->scrollOffset(), 0.0) << "no jump while the playhead is in view";
+    playAndDraw(0.2);
+    EXPECT_NEAR(playheadX(), scroll->visibleWidth() / 2.0, scroll->visibleWidth() * 0.02) << "the playhead in the middle";
+    EXPECT_NEAR(selection()->cursorPosition(), engine()->progress(), 0.002);
+    EXPECT_NEAR(container()->cursorView()->cursorPosition(), engine()->progress(), 0.002);
+    container()->setViewPosition(0.0f);
+    playAndDraw(0.5);
+    EXPECT_EQ(scroll->scrollOffset(), 0.0) << "the user has taken the view";
+
+    ASSERT_TRUE(L()); // a second into the track
+    playFor(1.0);
+    container()->updateCursor();
+    const QImage drawn = selection()->grab().toImage(); // the stretch since the first stroke, and nothing beyond
+    EXPECT_NE(drawn.pixel(inWave(0.15).toPoint()), drawn.pixel(inWave(0.6).toPoint())) << "the pending capture shows as a selection";
+    press(Qt::Key_Space, {}); // pause: the capture waits
+    EXPECT_TRUE(!engine()->isPlaying() && vc->isLoopCapturePending());
+    press(Qt::Key_Space, {});
+    playFor(1.0);
+    EXPECT_FALSE(L(Qt::ShiftModifier, 'L')) << "Shift is allowed";
+    ASSERT_TRUE(selection()->hasSelection());
+    expectSelected(0.1, 0.3, 0.02);
+    EXPECT_TRUE(engine()->loop() && engine()->isPlaying()) << "the captured loop runs at once";
+    EXPECT_FALSE(L()) << "while a loop runs, L does nothing";
+
+    click(inWave(0.9));
+    ASSERT_FALSE(engine()->loop());
+    press(Qt::Key_Return, {});
+    EXPECT_TRUE(engine()->isPlaying());
+    EXPECT_NEAR(engine()->currentTime(), 0.0, 0.05) << "with no selection, to the track's start";
+    EXPECT_FALSE(L({}, 'L')) << "Caps Lock: an upper-case L without Shift";
+    EXPECT_FALSE(L(Qt::ControlModifier)) << "Ctrl";
+    ASSERT_TRUE(L());
+    press(Qt::Key_Space, {});
+    EXPECT_FALSE(L()) << "a press while paused clears the first";
+    press(Qt::Key_Space, {});
+    ASSERT_TRUE(L());
+    press(Qt::Key_Return, {});
+    EXPECT_FALSE(vc->isLoopCapturePending()) << "Return cancels a pending capture";
+
+    container()->waveScrollView()->zoom(1.0);
     defaults->setObject(0, QStringLiteral("LoopSelection")); // off: the selection bounds playback without looping
     click(inWave(0.95));
     select(0.2, 0.5);
@@ -219,106 +322,4 @@ TEST_F(WaveSelectionTest, SavedLoopsAreMadeEditedPickedFromTheBandKeysOrOverview
     itemShowing(menuNamed("Loops"), "Remove All Loops")->trigger();
     ASSERT_TRUE(load(another) && load(trackPath));
     EXPECT_EQ(loops().loopCount(), 0u) << "Remove All Loops takes them away for good";
-}
-
-TEST_F(WaveSelectionTest, KeysMoveThePlayheadOrTheSelectionAPlayingLoopTakesItAtTheSeamAZoomedViewFollowsAndTwoStrokesOfLCaptureALoop)
-{
-    struct Case { Qt::Key key; double left, right, newLeft, newRight; };
-    for (const Case& c : {Case{Qt::Key_Left, 0.5, 0.8, 0.2, 0.5}, Case{Qt::Key_Left, 0.2, 0.5, 0.2, 0.5},
-                          Case{Qt::Key_Right, 0.2, 0.5, 0.5, 0.8}, Case{Qt::Key_Right, 0.5, 0.8, 0.5, 0.8}}) {
-        SCOPED_TRACE(testing::Message() << "Alt+" << (c.key == Qt::Key_Left ? "Left" : "Right") << " from " << c.left);
-        selection()->setLoopWith({c.left, c.right});
-        container()->selectionChanged();
-        QTest::keyClick(selection(), c.key, Qt::AltModifier); // by the selection's length, where there is room
-        expectSelected(c.newLeft, c.newRight, 1e-6);
-    }
-    // Without a selection an arrow moves the playhead a hundredth, never below the start.
-    click(inWave(0.005));
-    for (Qt::Key k : {Qt::Key_Left, Qt::Key_Right, Qt::Key_Right})
-        QTest::keyClick(selection(), k), settle();
-    EXPECT_NEAR(selection()->cursorPosition(), 0.02, 1e-9);
-    EXPECT_NEAR(rangeStart(), 0.02, kNear);
-    EXPECT_FALSE(selection()->hasSelection());
-
-    // 2 s to 4 s of the 10-s track, playing: the edge keys move an end by 10 ms, or 100 ms with Shift.
-    select(0.2, 0.4);
-    press(Qt::Key_Space, {});
-    ASSERT_TRUE(engine()->isPlaying());
-    playFor(0.5);
-    struct Step { Qt::Key key; Qt::KeyboardModifiers modifiers; double left, right; };
-    for (const Step& s : {Step{Qt::Key_W, {}, 0.201, 0.4}, Step{Qt::Key_Q, Qt::ShiftModifier, 0.191, 0.4},
-                          Step{Qt::Key_P, {}, 0.191, 0.401}, Step{Qt::Key_O, Qt::ShiftModifier, 0.191, 0.391}}) {
-        SCOPED_TRACE(QKeySequence(int(s.key) | int(s.modifiers)).toString().toStdString());
-        press(s.key, s.modifiers), settle();
-        expectSelected(s.left, s.right, 1e-6);
-    }
-    EXPECT_NEAR(engine()->currentTime(), 2.5, 0.05) << "the pass under way goes on, with no stop";
-    // The first pass ends at 4 s; half a second into the next one the playhead is half a second past the new start.
-    playFor(2.0);
-    EXPECT_NEAR(engine()->currentTime(), 1.91 + 0.5, 0.05);
-    press(Qt::Key_Space, {});
-    press(Qt::Key_W, {});
-    EXPECT_NEAR(rangeStart(), 0.192, 1e-4) << "stopped, a key moves the selection and the range at once";
-    press(Qt::Key_Space, {});
-    select(0.6, 0.8);
-    EXPECT_TRUE(engine()->isPlaying());
-    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05) << "a new selection while playing is heard at once, from its start";
-    playFor(0.5);
-    press(Qt::Key_Return, {});
-    EXPECT_TRUE(engine()->isPlaying());
-    EXPECT_NEAR(engine()->currentTime(), 6.0, 0.05) << "Return goes back to the selection's start and plays on";
-
-    const auto L = [&](Qt::KeyboardModifiers modifiers = {}, char letter = 'l') {
-        QKeyEvent event(QEvent::KeyPress, Qt::Key_L, modifiers, QString(QChar(letter)));
-        QCoreApplication::sendEvent(selection(), &event);
-        settle();
-        return vc->isLoopCapturePending();
-    };
-    click(inWave(0.0));
-    ASSERT_TRUE(engine()->isPlaying() && !engine()->loop());
-    // Zoomed, the view jumps a page once the playhead leaves it, unless the user has moved it.
-    WaveScrollView* scroll = container()->waveScrollView();
-    scroll->zoom(25.0);
-    const auto playheadX = [&] { return engine()->progress() * container()->waveView()->width() - scroll->scrollOffset(); };
-    const auto playAndDraw = [&](double seconds) { playFor(seconds), container()->updateCursor(); };
-    playAndDraw(0.3); // three quarters into the first of 25 pages
-    ASSERT_GT(playheadX(), scroll->visibleWidth() * 0.6);
-    EXPECT_EQ(scroll->scrollOffset(), 0.0) << "no jump while the playhead is in view";
-    playAndDraw(0.2);
-    EXPECT_NEAR(playheadX(), scroll->visibleWidth() / 2.0, scroll->visibleWidth() * 0.02) << "the playhead in the middle";
-    EXPECT_NEAR(selection()->cursorPosition(), engine()->progress(), 0.002);
-    EXPECT_NEAR(container()->cursorView()->cursorPosition(), engine()->progress(), 0.002);
-    container()->setViewPosition(0.0f);
-    playAndDraw(0.5);
-    EXPECT_EQ(scroll->scrollOffset(), 0.0) << "the user has taken the view";
-
-    ASSERT_TRUE(L()); // a second into the track
-    playFor(1.0);
-    container()->updateCursor();
-    const QImage drawn = selection()->grab().toImage(); // the stretch since the first stroke, and nothing beyond
-    EXPECT_NE(drawn.pixel(inWave(0.15).toPoint()), drawn.pixel(inWave(0.6).toPoint())) << "the pending capture shows as a selection";
-    press(Qt::Key_Space, {}); // pause: the capture waits
-    EXPECT_TRUE(!engine()->isPlaying() && vc->isLoopCapturePending());
-    press(Qt::Key_Space, {});
-    playFor(1.0);
-    EXPECT_FALSE(L(Qt::ShiftModifier, 'L')) << "Shift is allowed";
-    ASSERT_TRUE(selection()->hasSelection());
-    expectSelected(0.1, 0.3, 0.02);
-    EXPECT_TRUE(engine()->loop() && engine()->isPlaying()) << "the captured loop runs at once";
-    EXPECT_FALSE(L()) << "while a loop runs, L does nothing";
-
-    click(inWave(0.9));
-    ASSERT_FALSE(engine()->loop());
-    press(Qt::Key_Return, {});
-    EXPECT_TRUE(engine()->isPlaying());
-    EXPECT_NEAR(engine()->currentTime(), 0.0, 0.05) << "with no selection, to the track's start";
-    EXPECT_FALSE(L({}, 'L')) << "Caps Lock: an upper-case L without Shift";
-    EXPECT_FALSE(L(Qt::ControlModifier)) << "Ctrl";
-    ASSERT_TRUE(L());
-    press(Qt::Key_Space, {});
-    EXPECT_FALSE(L()) << "a press while paused clears the first";
-    press(Qt::Key_Space, {});
-    ASSERT_TRUE(L());
-    press(Qt::Key_Return, {});
-    EXPECT_FALSE(vc->isLoopCapturePending()) << "Return cancels a pending capture";
 }
