@@ -92,22 +92,6 @@ TEST_F(RenderPathTest, TheEndOfARangeIsReportedOnceItsLastFrameWasHeard)
 TEST_F(RenderPathTest, ARestartWhilePlayingIsHeardAtOnce)
 {
     ASSERT_TRUE(load(fixtures::stereoSines(kRate, 4 * kRate, 300.0, 0.5f)));
-    // A restart right at the range's end: the old play's end does not stop the new one.
-    engine.setSpeed(0.5f);
-    for (int attempt = 0; attempt < 4; ++attempt) {
-        delegate.finished = 0;
-        engine.fillBufferFrom(0.5f, 0.6f, 0.5f);
-        ASSERT_TRUE(engine.playPause());
-        // Within 80 ms of the end as heard at half speed: 40 ms of the track.
-        ASSERT_TRUE(waitFor([&] { return engine.currentSampleTime() >= 0.6 * 4 * kRate - 0.04 * kRate; }));
-        engine.stop();
-        engine.fillBufferFrom(0.5f, 0.6f, 0.5f);
-        ASSERT_TRUE(engine.playPause());
-        runFor(250);
-        EXPECT_TRUE(engine.isPlaying()) << "attempt " << attempt;
-        EXPECT_EQ(delegate.finished, 0) << "attempt " << attempt;
-        engine.stop();
-    }
     // Straight through, and through the stretcher, which must start afresh.
     for (float speed : {1.0f, 0.5f}) {
         engine.setSpeed(speed);
@@ -130,6 +114,22 @@ TEST_F(RenderPathTest, ARestartWhilePlayingIsHeardAtOnce)
         ASSERT_GE(onset, 0);
         EXPECT_LT(onset - asked, int64_t(0.03 * kRate)) << "nothing of the old play waits in front of the new one, speed " << speed;
         EXPECT_FALSE(engine.playPause());
+    }
+    // A restart right at the range's end: the old play's end does not stop the new one.
+    engine.setSpeed(0.5f);
+    for (int attempt = 0; attempt < 4; ++attempt) {
+        delegate.finished = 0;
+        engine.fillBufferFrom(0.5f, 0.6f, 0.5f);
+        ASSERT_TRUE(engine.playPause());
+        // Within 80 ms of the end as heard at half speed: 40 ms of the track.
+        ASSERT_TRUE(waitFor([&] { return engine.currentSampleTime() >= 0.6 * 4 * kRate - 0.04 * kRate; }));
+        engine.stop();
+        engine.fillBufferFrom(0.5f, 0.6f, 0.5f);
+        ASSERT_TRUE(engine.playPause());
+        runFor(250);
+        EXPECT_TRUE(engine.isPlaying()) << "attempt " << attempt;
+        EXPECT_EQ(delegate.finished, 0) << "attempt " << attempt;
+        engine.stop();
     }
 }
 
