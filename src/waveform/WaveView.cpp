@@ -63,6 +63,7 @@ WaveView::WaveView(QWidget* parent)
     m_liveResize.setSingleShot(true);
     m_liveResize.setInterval(kLiveResizeSettleMs);
     connect(&m_liveResize, &QTimer::timeout, this, &WaveView::viewDidEndLiveResize);
+    updateChannelBrushes();
 }
 
 double WaveView::waveHeight(double frameHeight)
@@ -111,12 +112,20 @@ void WaveView::setWaveData(WaveformData* data)
 void WaveView::setBackgroundColor(const QColor& color)
 {
     m_backgroundColor = color;
-    update();
+    updateChannelBrushes();
 }
 
 void WaveView::setFillColor(const QColor& color)
 {
     m_fillColor = color;
+    updateChannelBrushes();
+}
+
+// Blended once per colour change rather than at every paint.
+void WaveView::updateChannelBrushes()
+{
+    m_leftBrush = flattenedOver(m_fillColor, m_backgroundColor);
+    m_rightBrush = flattenedOver(withAlpha(m_fillColor, m_fillColor.alphaF() * 0.8), m_backgroundColor);
     update();
 }
 
@@ -290,10 +299,10 @@ void WaveView::drawChannels(QPainter& painter, const QRectF& dirty, double waveH
         fillUnderCurve(painter, curve, middle);
     };
     painter.setPen(Qt::NoPen);
-    painter.setBrush(flattenedOver(m_fillColor, m_backgroundColor));
+    painter.setBrush(m_leftBrush);
     channel(left, 1.0f);
     if (right) {
-        painter.setBrush(flattenedOver(withAlpha(m_fillColor, m_fillColor.alphaF() * 0.8), m_backgroundColor));
+        painter.setBrush(m_rightBrush);
         channel(right, -1.0f);
     }
     if (scale == 0.0f) {

@@ -87,6 +87,7 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
+    void updateChannelBrushes();
     bool loaded() const;
     void drawDropHint(QPainter& painter) const;
     QFont noteFont() const;
@@ -109,6 +110,9 @@ private:
     WaveformData* m_waveData = nullptr;
     QColor m_backgroundColor = Qt::black;
     QColor m_fillColor = Qt::gray;
+    // The channels' fills as drawn: opaque wherever the background lets them be.
+    QColor m_leftBrush;
+    QColor m_rightBrush;
     WaveViewHost* m_container = nullptr;
     QPointer<WaveScrollView> m_scrollView;
     QList<QPointer<QWidget>> m_overlays;
